@@ -1,0 +1,95 @@
+#pragma once
+
+#include <Zarn/Export.h>
+#include <Zarn/String/String.h>
+
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace Zarn
+{
+
+// The host's log. A line is built with SetLevel, streamed texts and values, the notype
+// manipulator and an end of line (std::endl or "\n" at the end of a text); it is written whole,
+// never interleaved with another thread's line, to standard error and, when opened, to a file.
+// Every thread builds its own line, so the logger may be used from any thread.
+//
+// A line without SetLevel goes out at the level the logger last had.
+class ZARN_CORE_API CLogger
+{
+public:
+    enum EnLevel
+    {
+        levelProgress = 1, // progress and settings
+        levelWarning = 3,
+        levelError = 4,
+    };
+
+    // Writes to `console` (standard error by default; null for none).
+    explicit CLogger(std::ostream* console = &std::cerr);
+    CLogger(const CLogger&) = delete;
+    CLogger& operator=(const CLogger&) = delete;
+    virtual ~CLogger();
+
+    // Selects the level of the line being built (and of later lines without a level).
+    virtual CLogger& SetLevel(int level);
+    // The text output: appends the text to this thread's line; a "\n" ends the line.
+    virtual CLogger& operator<<(const char* text);
+    // Manipulators: Zarn::notype, and std::endl for the end of line.
+    CLogger& operator<<(CLogger& (*manipulator)(CLogger&));
+    CLogger& operator<<(std::ostream& (*manipulator)(std::ostream&));
+    CLogger& operator<<(const CString& text) { return *this << text.c_str(); }
+    CLogger& operator<<(const std::string& text) { return *this << text.c_str(); }
+    template <class TNumber>
+    requires std::is_arithmetic_v<TNumber> CLogger& operator<<(TNumber number)
+    {
+        std::ostringstream text;
+        text << number;
+        return *this << text.str();
+    }
+
+    // Also writes every line to this file (appending); false when it cannot be opened.
+    bool OpenFile(const std::string& path);
+    // Lines below this level are dropped; the default 0 keeps everything.
+    void SetThreshold(int level);
+    // Ends this thread's line early, if it has text (used by the notype manipulator's users).
+    void EndLine();
+
+    // The level a new line without SetLevel gets.
+    int Level() const;
+    // Number of lines written since construction.
+    std::uint64_t LineCount() const;
+
+private:
+    friend CLogger& notype(CLogger& logger);
+
+    struct SLine;
+    SLine& ThreadLine();
+    // False while this thread's line table is being torn down (logging from thread-exit code).
+    static bool HasThreadLines();
+    // level < 0: the logger's current level.
+    void WriteLine(int level, const std::string& text);
+
+    const std::uint64_t m_uId; // tells this logger's lines apart in each thread's line table
+    std::ostream* m_pConsole;
+    std::ofstream m_fileStream;
+    mutable std::mutex m_mutex;
+    int m_nLevel = levelProgress;
+    int m_nThreshold = 0;
+    std::uint64_t m_uLineCount = 0;
+};
+
+// Ends the typed part of a log line: what follows until the end of line belongs to the same line.
+ZARN_CORE_API CLogger& notype(CLogger& logger);
+
+// The process's default logger (standard error), used by the host where no other is given.
+ZARN_CORE_API CLogger& DefaultLogger();
+
+} // namespace Zarn
