@@ -50,7 +50,9 @@ CString& CString::Arg(const CString& argument)
     {
         return *this;
     }
-    const std::string strPlaceholder = "%" + std::to_string(nLowest);
+    // Built with += : GCC 12 reports a false -Wrestrict for "%" + std::to_string() at -O3.
+    std::string strPlaceholder = "%";
+    strPlaceholder += std::to_string(nLowest);
     std::string strResult;
     size_t nPos = 0;
     while (true)
