@@ -67,19 +67,6 @@ long CValue_Key::AsIndex() const
     return lIndex;
 }
 
-std::strong_ordering operator<=>(const CValue_Key& left, const CValue_Key& right)
-{
-    if (left.m_enKind != right.m_enKind)
-    {
-        return left.m_enKind <=> right.m_enKind;
-    }
-    if (left.m_enKind == CValue_Key::kindText)
-    {
-        return left.m_strText.compare(right.m_strText) <=> 0;
-    }
-    return left.m_ulNumber <=> right.m_ulNumber;
-}
-
 CValue_Path::CValue_Path(const std::string& path)
 {
     size_t nStart = 0;

@@ -113,12 +113,18 @@ bool CValueMap::EqualData(const CValue& other) const
 
 const CValue* CValueMap::Entry(const CValue_Key& key, bool bRequired) const
 {
-    return CValueContainerBase::Entry(CValue_Path(key), bRequired);
+    return const_cast<CValueMap*>(this)->Entry(key, bRequired);
 }
 
+// One level: looked up directly, without building a path, since every receiver calls it.
 CValue* CValueMap::Entry(const CValue_Key& key, bool bRequired)
 {
-    return CValueContainerBase::Entry(CValue_Path(key), bRequired);
+    CValue* pChild = ChildAt(key);
+    if (pChild == nullptr && bRequired)
+    {
+        return CValueContainerBase::Entry(CValue_Path(key), true); // throws naming the key
+    }
+    return pChild;
 }
 
 void CValueMap::SetEntry(const CValue_Key& key, CValue* value)

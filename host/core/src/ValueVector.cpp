@@ -101,12 +101,18 @@ bool CValueVector::EqualData(const CValue& other) const
 
 const CValue* CValueVector::Entry(const CValue_Key& key, bool bRequired) const
 {
-    return CValueContainerBase::Entry(CValue_Path(key), bRequired);
+    return const_cast<CValueVector*>(this)->Entry(key, bRequired);
 }
 
+// One level: looked up directly, without building a path, since every receiver calls it.
 CValue* CValueVector::Entry(const CValue_Key& key, bool bRequired)
 {
-    return CValueContainerBase::Entry(CValue_Path(key), bRequired);
+    CValue* pChild = ChildAt(key);
+    if (pChild == nullptr && bRequired)
+    {
+        return CValueContainerBase::Entry(CValue_Path(key), true); // throws naming the key
+    }
+    return pChild;
 }
 
 void CValueVector::SetEntry(const CValue_Key& key, CValue* value)

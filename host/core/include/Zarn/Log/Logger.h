@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 namespace Zarn
@@ -71,9 +72,12 @@ private:
     friend CLogger& notype(CLogger& logger);
 
     struct SLine;
+    using LineTable = std::unordered_map<std::uint64_t, SLine>;
+    // This thread's lines, one per logger id; null while the thread's storage is torn down
+    // (logging from thread-exit code), when every text becomes a line of its own.
+    static LineTable* ThreadLines();
+    // This thread's line of this logger; ThreadLines() must not be null.
     SLine& ThreadLine();
-    // False while this thread's line table is being torn down (logging from thread-exit code).
-    static bool HasThreadLines();
     // level < 0: the logger's current level.
     void WriteLine(int level, const std::string& text);
 

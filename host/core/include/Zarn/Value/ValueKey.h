@@ -45,8 +45,19 @@ public:
     const char* ToString() const { return m_strText.c_str(); }
 
     friend bool operator==(const CValue_Key&, const CValue_Key&) = default;
-    friend ZARN_CORE_API std::strong_ordering operator<=>(const CValue_Key& left,
-                                                          const CValue_Key& right);
+    // Inline: every map lookup compares keys, and message receivers look up keys constantly.
+    friend std::strong_ordering operator<=>(const CValue_Key& left, const CValue_Key& right)
+    {
+        if (left.m_enKind != right.m_enKind)
+        {
+            return left.m_enKind <=> right.m_enKind;
+        }
+        if (left.m_enKind == kindText)
+        {
+            return left.m_strText.compare(right.m_strText) <=> 0;
+        }
+        return left.m_ulNumber <=> right.m_ulNumber;
+    }
 
 private:
     enum EnKind

@@ -1,0 +1,313 @@
+#include "TextPattern.h"
+
+#include <Zarn/Log/Logger.h>
+
+#include <gtest/gtest.h>
+
+#include <barrier>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace Zarn;
+
+namespace
+{
+
+std::vector<std::string> Lines(const std::string& text)
+{
+    std::vector<std::string> lstLines;
+    std::istringstream stream(text);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        lstLines.push_back(strLine);
+    }
+    return lstLines;
+}
+
+constexpr std::string_view kTimePattern =
+    "{d}{d}{d}{d}-{d}{d}-{d}{d} {d}{d}:{d}{d}:{d}{d}.{d}{d}{d} ";
+
+// The text after "YYYY-MM-DD hh:mm:ss.mmm "; empty when the line lacks that prefix.
+std::string AfterTime(const std::string& line)
+{
+    constexpr size_t kPrefixLength = 24;
+    if (line.size() < kPrefixLength ||
+        !MatchesPattern(std::string_view(line).substr(0, kPrefixLength), kTimePattern))
+    {
+        return {};
+    }
+    return line.substr(kPrefixLength);
+}
+
+std::string TempPath(const char* name)
+{
+    return (std::filesystem::temp_directory_path() /
+            (std::string(name) + "-" + std::to_string(getpid())))
+        .string();
+}
+
+std::string ReadFile(const std::string& path)
+{
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+TEST(Logger, LineHasTimestampLevelNameAndTextWithNumbers)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetLevel(CLogger::levelError) << "failed " << 42 << " of " << 2.5 << std::endl;
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 1u);
+    EXPECT_TRUE(MatchesPattern(lstLines[0], std::string(kTimePattern) + "error failed 42 of 2.5"))
+        << lstLines[0];
+    EXPECT_EQ(AfterTime(lstLines[0]), "error failed 42 of 2.5");
+    EXPECT_EQ(logger.LineCount(), 1u);
+}
+
+TEST(Logger, NamedLevelsAndOtherNumbersAreWrittenAsLevelN)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetLevel(CLogger::levelProgress) << "a\n";
+    logger.SetLevel(2) << "b\n";
+    logger.SetLevel(CLogger::levelWarning) << "c\n";
+    logger.SetLevel(CLogger::levelError) << "d\n";
+    logger.SetLevel(7) << "e\n";
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 5u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "progress a");
+    EXPECT_EQ(AfterTime(lstLines[1]), "level 2 b");
+    EXPECT_EQ(AfterTime(lstLines[2]), "warning c");
+    EXPECT_EQ(AfterTime(lstLines[3]), "error d");
+    EXPECT_EQ(AfterTime(lstLines[4]), "level 7 e");
+}
+
+TEST(Logger, LineWithoutSetLevelUsesTheLastLevel)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    EXPECT_EQ(logger.Level(), CLogger::levelProgress);
+    logger << "first" << std::endl;
+    logger.SetLevel(CLogger::levelWarning) << "second" << std::endl;
+    logger << "third" << std::endl;
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 3u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "progress first");
+    EXPECT_EQ(AfterTime(lstLines[1]), "warning second");
+    EXPECT_EQ(AfterTime(lstLines[2]), "warning third");
+    EXPECT_EQ(logger.Level(), CLogger::levelWarning);
+}
+
+TEST(Logger, ThresholdDropsLowerLinesAndDoesNotCountThem)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetThreshold(CLogger::levelWarning);
+    logger.SetLevel(CLogger::levelProgress) << "dropped\n";
+    logger.SetLevel(CLogger::levelWarning) << "kept warning\n";
+    logger.SetLevel(CLogger::levelError) << "kept error\n";
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 2u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "warning kept warning");
+    EXPECT_EQ(AfterTime(lstLines[1]), "error kept error");
+    EXPECT_EQ(logger.LineCount(), 2u);
+}
+
+TEST(Logger, NewlineInsideTextSplitsLinesAndUnfinishedTextWaits)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetLevel(CLogger::levelWarning) << "one\ntwo";
+    ASSERT_EQ(Lines(console.str()).size(), 1u);
+    logger << " more" << std::endl;
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 2u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "warning one");
+    EXPECT_EQ(AfterTime(lstLines[1]), "warning two more");
+}
+
+TEST(Logger, EndLineWritesAnUnfinishedLineButNoEmptyOne)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.EndLine();
+    EXPECT_EQ(console.str(), "");
+    logger.SetLevel(CLogger::levelError) << "partial";
+    logger.EndLine();
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 1u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "error partial");
+}
+
+TEST(Logger, NotypeKeepsTheLineOpenAndFixesItsLevel)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetLevel(CLogger::levelError) << "head" << notype;
+    EXPECT_EQ(console.str(), "");
+    // A level chosen after notype is for the lines that follow, not for this one.
+    logger.SetLevel(CLogger::levelWarning) << " tail" << std::endl;
+    logger << "next" << std::endl;
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 2u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "error head tail");
+    EXPECT_EQ(AfterTime(lstLines[1]), "warning next");
+}
+
+TEST(Logger, StringAndCStringPiecesAreAppended)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger << std::string("std ") << CString("framework") << static_cast<const char*>(nullptr)
+           << "\n";
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 1u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "progress std framework");
+}
+
+TEST(Logger, FileReceivesTheSameLinesAsTheConsole)
+{
+    const std::string strPath = TempPath("zarn-logger-file");
+    std::remove(strPath.c_str());
+    std::ostringstream console;
+    {
+        CLogger logger(&console);
+        ASSERT_TRUE(logger.OpenFile(strPath));
+        logger.SetLevel(CLogger::levelWarning) << "to both" << std::endl;
+        logger.SetLevel(CLogger::levelError) << "again" << std::endl;
+    }
+    EXPECT_EQ(ReadFile(strPath), console.str());
+    EXPECT_EQ(Lines(console.str()).size(), 2u);
+    std::remove(strPath.c_str());
+}
+
+TEST(Logger, FileOnlyLoggerWritesWithoutConsoleAndUnopenableFileFails)
+{
+    const std::string strPath = TempPath("zarn-logger-fileonly");
+    std::remove(strPath.c_str());
+    CLogger logger(nullptr);
+    EXPECT_FALSE(logger.OpenFile("/nonexistent-dir/zarn/log.txt"));
+    ASSERT_TRUE(logger.OpenFile(strPath));
+    logger.SetLevel(CLogger::levelError) << "only in the file\n";
+    const std::vector<std::string> lstLines = Lines(ReadFile(strPath));
+    ASSERT_EQ(lstLines.size(), 1u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "error only in the file");
+    EXPECT_EQ(logger.LineCount(), 1u);
+    std::remove(strPath.c_str());
+}
+
+TEST(Logger, EachThreadBuildsItsOwnLine)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetLevel(CLogger::levelWarning) << "main begins";
+    std::thread other([&logger] { logger.SetLevel(CLogger::levelError) << "other whole\n"; });
+    other.join();
+    logger << " main ends\n";
+
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 2u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "error other whole");
+    EXPECT_EQ(AfterTime(lstLines[1]), "warning main begins main ends");
+}
+
+TEST(Logger, TwoLoggersInOneThreadKeepSeparateLines)
+{
+    std::ostringstream firstConsole;
+    std::ostringstream secondConsole;
+    CLogger first(&firstConsole);
+    CLogger second(&secondConsole);
+    first << "first ";
+    second << "second ";
+    first << "done\n";
+    second << "done\n";
+    ASSERT_EQ(Lines(firstConsole.str()).size(), 1u);
+    ASSERT_EQ(Lines(secondConsole.str()).size(), 1u);
+    EXPECT_EQ(AfterTime(Lines(firstConsole.str())[0]), "progress first done");
+    EXPECT_EQ(AfterTime(Lines(secondConsole.str())[0]), "progress second done");
+}
+
+TEST(Logger, EightThreadsWritingAtOnceNeverInterleaveLines)
+{
+    constexpr int kThreads = 8;
+    constexpr int kLines = 400;
+    std::ostringstream console;
+    CLogger logger(&console);
+    std::barrier start(kThreads);
+    std::vector<std::thread> lstThreads;
+    for (int nThread = 0; nThread < kThreads; ++nThread)
+    {
+        lstThreads.emplace_back(
+            [&, nThread]
+            {
+                start.arrive_and_wait();
+                for (int nLine = 0; nLine < kLines; ++nLine)
+                {
+                    // Many small pieces per line give other threads every chance to cut in.
+                    logger.SetLevel(CLogger::levelWarning)
+                        << "thread " << nThread << " line " << nLine << " " << std::string(20, 'x')
+                        << " end" << std::endl;
+                }
+            });
+    }
+    for (std::thread& thread : lstThreads)
+    {
+        thread.join();
+    }
+
+    std::map<int, int> mapNextLine;
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), static_cast<size_t>(kThreads * kLines));
+    const std::string strTail = " " + std::string(20, 'x') + " end";
+    for (const std::string& strLine : lstLines)
+    {
+        const std::string strText = AfterTime(strLine);
+        ASSERT_TRUE(MatchesPattern(strText, "warning thread {n} line {n}" + strTail)) << strLine;
+        int nThread = -1;
+        int nLine = -1;
+        ASSERT_EQ(std::sscanf(strText.c_str(), "warning thread %d line %d", &nThread, &nLine), 2);
+        EXPECT_EQ(nLine, mapNextLine[nThread]) << "thread " << nThread << " out of order";
+        mapNextLine[nThread] = nLine + 1;
+    }
+    EXPECT_EQ(mapNextLine.size(), static_cast<size_t>(kThreads));
+    EXPECT_EQ(logger.LineCount(), static_cast<std::uint64_t>(kThreads * kLines));
+}
+
+TEST(Logger, DefaultLoggerIsOneInstance)
+{
+    EXPECT_EQ(&DefaultLogger(), &DefaultLogger());
+}
+
+TEST(Logger, UnfinishedLineOfTheDestroyingThreadIsWrittenAtDestruction)
+{
+    std::ostringstream console;
+    {
+        CLogger logger(&console);
+        logger.SetLevel(CLogger::levelWarning) << "last words";
+        std::thread other([&logger] { logger << "lost with its thread"; });
+        other.join();
+    }
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 1u);
+    EXPECT_EQ(AfterTime(lstLines[0]), "warning last words");
+}
