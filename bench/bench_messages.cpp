@@ -8,6 +8,8 @@
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "RatioReporter.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -153,55 +155,6 @@ void BM_PlainQueue(benchmark::State& state)
 BENCHMARK(BM_MessageThread)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlainQueue)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-// Keeps the items per second of every run for the closing ratio: the median aggregate when
-// there are repetitions, else the median of the plain runs.
-class CRatioReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-        {
-            const auto it = run.counters.find("items_per_second");
-            if (it == run.counters.end())
-            {
-                continue;
-            }
-            const std::string strName = run.run_name.str();
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-            {
-                m_mapMedians[strName] = it->second.value;
-            }
-            else if (run.run_type == Run::RT_Iteration)
-            {
-                m_mapRates[strName].push_back(it->second.value);
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    double Rate(const std::string& name) const
-    {
-        const auto itMedian = m_mapMedians.find(name);
-        if (itMedian != m_mapMedians.end())
-        {
-            return itMedian->second;
-        }
-        const auto it = m_mapRates.find(name);
-        if (it == m_mapRates.end() || it->second.empty())
-        {
-            return 0.0;
-        }
-        std::vector<double> lstRates = it->second;
-        std::sort(lstRates.begin(), lstRates.end());
-        return lstRates[lstRates.size() / 2];
-    }
-
-private:
-    std::map<std::string, double> m_mapMedians;
-    std::map<std::string, std::vector<double>> m_mapRates;
-};
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -213,14 +166,9 @@ int main(int argc, char** argv)
     }
     CRatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    const double dPlain = reporter.Rate("BM_PlainQueue/real_time");
-    const double dThread = reporter.Rate("BM_MessageThread/real_time");
-    if (dThread > 0.0 && dPlain > 0.0)
-    {
-        std::printf("CMessageThread %.0f msg/s, plain queue %.0f msg/s, ratio of their times "
-                    "(thread/plain) %.2f\n",
-                    dThread, dPlain, dPlain / dThread);
-    }
+    reporter.PrintRatio("BM_MessageThread", "BM_PlainQueue",
+                        "CMessageThread to 10 subscribers against a mutex and condition variable "
+                        "queue");
     benchmark::Shutdown();
     return 0;
 }

@@ -7,6 +7,8 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "RatioReporter.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -109,57 +111,6 @@ BENCHMARK(BM_CopyStdMap)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CloneValuePointerVector)->UseRealTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CopyHolderVector)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
-// Keeps the items per second of every benchmark for the closing ratios: the median when it is run
-// with repetitions, else its one run.
-class CRatioReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-        {
-            const auto it = run.counters.find("items_per_second");
-            if (it == run.counters.end())
-            {
-                continue;
-            }
-            const std::string strName = run.run_name.str();
-            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
-            {
-                m_mapRates[strName] = it->second.value;
-                m_setMedians.insert(strName);
-            }
-            else if (run.run_type == Run::RT_Iteration && m_setMedians.count(strName) == 0)
-            {
-                m_mapRates[strName] = it->second.value;
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    double Rate(const std::string& name) const
-    {
-        const auto it = m_mapRates.find(name);
-        return it != m_mapRates.end() ? it->second : 0.0;
-    }
-
-private:
-    std::map<std::string, double> m_mapRates;
-    std::set<std::string> m_setMedians;
-};
-
-void PrintRatio(const CRatioReporter& reporter, const char* tree, const char* baseline,
-                const char* description)
-{
-    const double dTree = reporter.Rate(std::string(tree) + "/real_time");
-    const double dBaseline = reporter.Rate(std::string(baseline) + "/real_time");
-    if (dTree > 0.0 && dBaseline > 0.0)
-    {
-        std::printf("%s: ratio tree/baseline time %.2f (above 1: the tree is slower)\n",
-                    description, dBaseline / dTree);
-    }
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -171,10 +122,11 @@ int main(int argc, char** argv)
     }
     CRatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    PrintRatio(reporter, "BM_CloneValueMap", "BM_CopyStdMap",
-               "Clone of a CValueMap of 1,000 strings against a std::map copy");
-    PrintRatio(reporter, "BM_CloneValuePointerVector", "BM_CopyHolderVector",
-               "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders");
+    reporter.PrintRatio("BM_CloneValueMap", "BM_CopyStdMap",
+                        "Clone of a CValueMap of 1,000 strings against a std::map copy");
+    reporter.PrintRatio(
+        "BM_CloneValuePointerVector", "BM_CopyHolderVector",
+        "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders");
     benchmark::Shutdown();
     return 0;
 }

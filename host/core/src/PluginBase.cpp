@@ -1,5 +1,7 @@
 #include <Zarn/Plugin/PluginBase.h>
 
+#include "InterfaceName.h"
+
 #include <Zarn/Value/ValueContainer.h>
 
 #include <array>
@@ -38,22 +40,7 @@ CPluginBase::~CPluginBase() = default;
 
 bool CPluginBase::TestInterface(const CString& interfaceName)
 {
-    static constexpr std::string_view kNamespacePrefix = "Zarn::";
-    static constexpr std::array<std::string_view, 3> kInterfaces = {"IObject", "IPluginObject",
-                                                                    "CPluginBase"};
-    std::string_view name = interfaceName.StdString();
-    if (name.starts_with(kNamespacePrefix))
-    {
-        name.remove_prefix(kNamespacePrefix.size());
-    }
-    for (const std::string_view known : kInterfaces)
-    {
-        if (name == known)
-        {
-            return true;
-        }
-    }
-    return false;
+    return Impl::IsInterfaceName(interfaceName, {"IObject", "IPluginObject", "CPluginBase"});
 }
 
 void CPluginBase::Init(void* /*context*/, const CValueMap& /*parameters*/) {}

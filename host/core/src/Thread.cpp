@@ -1,5 +1,7 @@
 #include <Zarn/Thread/Thread.h>
 
+#include "InterfaceName.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Value/ValueContainer.h>
@@ -67,22 +69,7 @@ CThread::~CThread()
 
 bool CThread::TestInterface(const CString& interfaceName)
 {
-    static constexpr std::string_view kNamespacePrefix = "Zarn::";
-    static constexpr std::array<std::string_view, 3> kInterfaces = {"IObject", "IPluginObject",
-                                                                    "CThread"};
-    std::string_view name = interfaceName.StdString();
-    if (name.starts_with(kNamespacePrefix))
-    {
-        name.remove_prefix(kNamespacePrefix.size());
-    }
-    for (const std::string_view known : kInterfaces)
-    {
-        if (name == known)
-        {
-            return true;
-        }
-    }
-    return false;
+    return Impl::IsInterfaceName(interfaceName, {"IObject", "IPluginObject", "CThread"});
 }
 
 bool CThread::Create()

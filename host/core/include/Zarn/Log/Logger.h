@@ -60,7 +60,7 @@ public:
     bool OpenFile(const std::string& path);
     // Lines below this level are dropped; the default 0 keeps everything.
     void SetThreshold(int level);
-    // Ends this thread's line early, if it has text (used by the notype manipulator's users).
+    // Writes this thread's unfinished line now, if it has text.
     void EndLine();
 
     // The level a new line without SetLevel gets.
@@ -90,7 +90,8 @@ private:
     std::uint64_t m_uLineCount = 0;
 };
 
-// Ends the typed part of a log line: what follows until the end of line belongs to the same line.
+// Ends the typed part of a log line: its level is fixed (a later SetLevel applies to the next
+// line), and what follows until the end of line still belongs to it.
 ZARN_CORE_API CLogger& notype(CLogger& logger);
 
 // The process's default logger (standard error), used by the host where no other is given.

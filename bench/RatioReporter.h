@@ -1,0 +1,76 @@
+#pragma once
+
+// A console reporter that also keeps every benchmark's items per second, so that a program can
+// print the ratio of a measurement to its baseline from the same run.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+class CRatioReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+        {
+            const auto it = run.counters.find("items_per_second");
+            if (it == run.counters.end())
+            {
+                continue;
+            }
+            const std::string strName = run.run_name.str();
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+            {
+                m_mapMedians[strName] = it->second.value;
+            }
+            else if (run.run_type == Run::RT_Iteration)
+            {
+                m_mapRates[strName].push_back(it->second.value);
+            }
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    // Items per second of a benchmark ("BM_Name/real_time"): the median aggregate when it ran
+    // with repetitions, else the median of its runs; 0 when it did not run.
+    double Rate(const std::string& name) const
+    {
+        const auto itMedian = m_mapMedians.find(name);
+        if (itMedian != m_mapMedians.end())
+        {
+            return itMedian->second;
+        }
+        const auto it = m_mapRates.find(name);
+        if (it == m_mapRates.end() || it->second.empty())
+        {
+            return 0.0;
+        }
+        std::vector<double> lstRates = it->second;
+        std::sort(lstRates.begin(), lstRates.end());
+        return lstRates[lstRates.size() / 2];
+    }
+
+    // Prints how much longer the measured benchmark took than its baseline per item (above 1:
+    // slower than the baseline). Names without the "/real_time" suffix.
+    void PrintRatio(const std::string& measured, const std::string& baseline,
+                    const char* description) const
+    {
+        const double dMeasured = Rate(measured + "/real_time");
+        const double dBaseline = Rate(baseline + "/real_time");
+        if (dMeasured > 0.0 && dBaseline > 0.0)
+        {
+            std::printf("%s: %.0f against %.0f items/s, time ratio %.2f (above 1: slower than the "
+                        "baseline)\n",
+                        description, dMeasured, dBaseline, dBaseline / dMeasured);
+        }
+    }
+
+private:
+    std::map<std::string, double> m_mapMedians;
+    std::map<std::string, std::vector<double>> m_mapRates;
+};
