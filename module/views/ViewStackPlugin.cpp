@@ -1,6 +1,7 @@
 #include "views/ViewStackPlugin.h"
 
 #include "frame/HostObjects.h"
+#include "frame/Messages.h"
 #include "frame/PluginErrors.h"
 
 #include <Zarn/Value/ValueContainer.h>
@@ -11,14 +12,21 @@
 #include <QString>
 #include <QWidget>
 
+#include <utility>
+
 CViewStackPlugin::CViewStackPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_pWidgetStack(new QStackedWidget)
+      m_strWidgetPath("WidgetPtr"), m_pWidgetStack(new QStackedWidget), m_pEmptyWidget(nullptr),
+      m_pCurrentWidget(nullptr)
 {
 }
 
 CViewStackPlugin::~CViewStackPlugin()
 {
+    // Pages going with the stack must not reach the slot of a plug-in being destroyed.
+    DisconnectStack();
+    m_mapViewToWidget.clear();
+    m_mapWidgetToView.clear();
     delete m_pWidgetStack.data();
 }
 
@@ -34,21 +42,165 @@ void CViewStackPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 
 void CViewStackPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
-    DocView::RunWrapped("CViewStackPlugin::Init",
-                        [&]
-                        {
-                            m_strName = parameters.EntryString(Zarn::CValue_Key("name"),
-                                                               Zarn::CString("CViewStackPlugin"));
-                            m_pCommThread = DocView::BorrowCommThread();
-                            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
-                            if (m_pWidgetStack)
-                            {
-                                m_pWidgetStack->setObjectName(QString::fromUtf8(m_strName.c_str()));
-                            }
-                        });
+    DocView::RunWrapped(
+        "CViewStackPlugin::Init",
+        [&]
+        {
+            QWidget* pParent = nullptr;
+            const Zarn::CValue_Key parentKey("parent");
+            if (parameters.HasEntry(parentKey))
+            {
+                pParent = DocView::PointerOf<QWidget>(parameters.Entry(parentKey, true));
+            }
+            m_strName =
+                parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("CViewStackPlugin"));
+            m_pCommThread = DocView::BorrowCommThread();
+            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
+            m_strWidgetPath =
+                parameters.EntryString(Zarn::CValue_Key("widgetpath"), Zarn::CString("WidgetPtr"));
+            if (!m_pWidgetStack)
+            {
+                m_pWidgetStack = new QStackedWidget;
+            }
+            if (pParent != nullptr)
+            {
+                m_pWidgetStack->setParent(pParent);
+            }
+            m_pWidgetStack->setObjectName(QString::fromUtf8(m_strName.c_str()));
+
+            m_pEmptyWidget = new QWidget(m_pWidgetStack);
+            m_pEmptyWidget->setObjectName(QStringLiteral("empty"));
+            m_pWidgetStack->addWidget(m_pEmptyWidget);
+            m_pEmptyWidget->show();
+            m_pCurrentWidget = m_pEmptyWidget;
+
+            ConnectStack();
+        });
 }
 
-void CViewStackPlugin::UpdateParameters(const Zarn::CValueMap& /*message*/)
+void CViewStackPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    // Follows NEW_VIEW, INVALID_VIEW and ACTIVE_VIEW in its stack.
+    if (!DocView::HasMessageIdAndData(message))
+    {
+        return;
+    }
+    if (DocView::IsMessage(m_pMessageIdFactory, message, "NEW_VIEW"))
+    {
+        AddView(DocView::MessagePointer<Zarn::CPluginBase>(message));
+    }
+    else if (DocView::IsMessage(m_pMessageIdFactory, message, "INVALID_VIEW"))
+    {
+        RemoveView(DocView::MessagePointer<Zarn::CPluginBase>(message));
+    }
+    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVE_VIEW"))
+    {
+        ActivateView(DocView::MessagePointer<Zarn::CPluginBase>(message));
+    }
+}
+
+void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
+{
+    if (view == nullptr || !m_pWidgetStack)
+    {
+        return;
+    }
+    Zarn::CValueMap setup;
+    view->GetPluginSetup(setup);
+
+    QWidget* pWidget = nullptr;
+    const Zarn::CValue* pEntry = setup.Entry(m_strWidgetPath.c_str(), false);
+    if (pEntry != nullptr)
+    {
+        pWidget = DocView::PointerOf<QWidget>(pEntry);
+    }
+    if (pWidget == nullptr)
+    {
+        // Every view gets a page; the placeholder is left to its parent-less life.
+        pWidget = new QWidget;
+        pWidget->setObjectName(QStringLiteral("dummy widget"));
+    }
+
+    m_mapViewToWidget.emplace(view, pWidget);
+    m_mapWidgetToView.emplace(pWidget, view);
+
+    m_pWidgetStack->addWidget(pWidget);
+    // A new view comes to the front only when the repository announces it as active.
+    Raise(m_pCurrentWidget);
+}
+
+void CViewStackPlugin::RemoveView(Zarn::CPluginBase* view)
+{
+    const auto itView = m_mapViewToWidget.find(view);
+    if (itView == m_mapViewToWidget.end())
+    {
+        return;
+    }
+    QWidget* pWidget = itView->second;
+    m_mapViewToWidget.erase(itView);
+    m_mapWidgetToView.erase(pWidget);
+
+    if (!m_pWidgetStack)
+    {
+        return;
+    }
+    if (pWidget != m_pCurrentWidget)
+    {
+        m_pWidgetStack->removeWidget(pWidget);
+        return;
+    }
+    m_pCurrentWidget = m_pEmptyWidget;
+    Raise(m_pEmptyWidget);
+    m_pWidgetStack->removeWidget(pWidget);
+}
+
+void CViewStackPlugin::ActivateView(Zarn::CPluginBase* view)
+{
+    // Raising a page here must not come back as a focus request.
+    DisconnectStack();
+    const auto itView = m_mapViewToWidget.find(view);
+    m_pCurrentWidget = itView != m_mapViewToWidget.end() ? itView->second : m_pEmptyWidget;
+    Raise(m_pCurrentWidget);
+    ConnectStack();
+}
+
+void CViewStackPlugin::SlotWidgetActivated(QWidget* widget)
+{
+    const auto itWidget = m_mapWidgetToView.find(widget);
+    if (itWidget == m_mapWidgetToView.end())
+    {
+        return;
+    }
+    m_pCurrentWidget = widget;
+    // The view pointer stands directly as the data, not inside a map.
+    DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, "FOCUS_VIEW",
+                         new Zarn::CValuePointer<Zarn::CPluginBase>(itWidget->second));
+}
+
+void CViewStackPlugin::ConnectStack()
+{
+    if (!m_pWidgetStack || m_connection)
+    {
+        return;
+    }
+    QStackedWidget* pStack = m_pWidgetStack.data();
+    m_connection =
+        connect(pStack, &QStackedWidget::currentChanged, this,
+                [this, pStack](int index) { SlotWidgetActivated(pStack->widget(index)); });
+}
+
+void CViewStackPlugin::DisconnectStack()
+{
+    if (m_connection)
+    {
+        disconnect(m_connection);
+        m_connection = QMetaObject::Connection();
+    }
+}
+
+void CViewStackPlugin::Raise(QWidget* widget)
+{
+    if (m_pWidgetStack && widget != nullptr)
+    {
+        m_pWidgetStack->setCurrentWidget(widget);
+    }
 }

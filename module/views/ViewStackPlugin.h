@@ -3,10 +3,14 @@
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/String/String.h>
 
+#include <QMetaObject>
 #include <QObject>
 #include <QPointer>
 
+#include <map>
+
 class QStackedWidget;
+class QWidget;
 
 namespace Zarn
 {
@@ -18,8 +22,12 @@ class CMessageThread;
 // A stack of view widgets, showing one at a time. Created by the module entry as "ViewStack"; the
 // host holds its Zarn::CPluginBase part. GUI thread only.
 //
-// Owns its QStackedWidget (parentless until a later owner reparents it): the destructor deletes it
-// unless Qt already did. The host objects borrowed in Init are never deleted.
+// The repository decides which view is current: the stack raises a page only for ACTIVE_VIEW (or
+// when the current view goes) and reports a page the user brings up with FOCUS_VIEW.
+//
+// Owns its QStackedWidget (parentless until Init or a later owner reparents it): the destructor
+// deletes it unless Qt already did, and with it the pages still on it. It never owns the views;
+// their widgets are lent by the views. The host objects borrowed in Init are never deleted.
 class CViewStackPlugin : public QObject, public Zarn::CPluginBase
 {
     Q_OBJECT
@@ -32,16 +40,41 @@ public:
     // "Version", "WidgetPtr" (the QStackedWidget, not owned by the record), "PluginType",
     // "PluginSubType", "PluginName" (empty before Init).
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Reads "name" (default "CViewStackPlugin") and borrows "tmp/commthread" and
-    // "tmp/messageidfactory". Throws Zarn::CException naming "CViewStackPlugin::Init".
+    // Reads "parent" (the stack's parent widget), "name" (default "CViewStackPlugin") and
+    // "widgetpath" (default "WidgetPtr"), borrows "tmp/commthread" and "tmp/messageidfactory" and
+    // puts up the empty page. Throws Zarn::CException naming "CViewStackPlugin::Init".
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    // Not wrapped: what a handler throws reaches the host unchanged.
+    // NEW_VIEW, INVALID_VIEW and ACTIVE_VIEW; other messages are ignored. Not wrapped: data of
+    // the wrong type throws Zarn::CExBadParam to the host unchanged, before anything changed.
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
+    // Gives the view a page (its widget, or a placeholder) without bringing it to the front.
+    void AddView(Zarn::CPluginBase* view);
+    // Takes the view's page off the stack; the empty page comes up first if it was current. The
+    // widget is neither deleted nor hidden.
+    void RemoveView(Zarn::CPluginBase* view);
+    // Raises the view's page, or the empty page for a null or unknown view; sends nothing back.
+    void ActivateView(Zarn::CPluginBase* view);
+
+public slots:
+    // The stack is showing `widget`: a view's page becomes current and FOCUS_VIEW is posted.
+    void SlotWidgetActivated(QWidget* widget);
+
 private:
+    void ConnectStack();
+    void DisconnectStack();
+    // Makes `widget` current and raises it.
+    void Raise(QWidget* widget);
+
     Zarn::CMessageIdFactory* m_pMessageIdFactory;
     Zarn::CMessageThread* m_pCommThread;
     Zarn::CLogger* m_pLogger; // this plug-in borrows no logger: stays null
     Zarn::CString m_strName;
+    Zarn::CString m_strWidgetPath;
     QPointer<QStackedWidget> m_pWidgetStack;
+    QWidget* m_pEmptyWidget;   // child of the stack
+    QWidget* m_pCurrentWidget; // not owned
+    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
+    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    QMetaObject::Connection m_connection; // currentChanged -> SlotWidgetActivated
 };

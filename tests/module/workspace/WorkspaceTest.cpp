@@ -1,0 +1,459 @@
+#include "WorkspaceHarness.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/ValuePointer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QCoreApplication>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPointer>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace
+{
+
+using WorkspaceTest::CTestView;
+using WorkspaceTest::SRecord;
+
+class CWorkspacePluginTest : public WorkspaceTest::CWorkspaceFixture
+{
+};
+
+// A value whose every type test throws, so that unwrapping it runs into `TThrown`.
+template <class TThrown> class CThrowingValue : public Zarn::CValue
+{
+public:
+    explicit CThrowingValue(TThrown thrown) : m_thrown(thrown) {}
+    CValue* Clone(EnTfOwnership) const override { return new CThrowingValue(m_thrown); }
+    CValue& Copy(const CValue&, EnTfOwnership, bool) override { return *this; }
+    CValue& Move(CValue&) override { return *this; }
+    bool Equal(const CValue& other) const override { return &other == this; }
+    bool EqualData(const CValue& other) const override { return &other == this; }
+    EnValType GenericType() const override { throw m_thrown; }
+
+private:
+    TThrown m_thrown;
+};
+
+bool StartsWith(const std::string& strText, const std::string& strPrefix)
+{
+    return strText.compare(0, strPrefix.size(), strPrefix) == 0;
+}
+
+} // namespace
+
+TEST_F(CWorkspacePluginTest, NewViewGetsOneWindowShownMaximisedByDefault)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+
+    ASSERT_EQ(Area()->subWindowList().size(), 1);
+    QMdiSubWindow* pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    EXPECT_EQ(pSubWindow, Area()->subWindowList().front());
+    EXPECT_EQ(pSubWindow->widget(), pView->Widget());
+    EXPECT_TRUE(pSubWindow->isVisible());
+    EXPECT_TRUE(pSubWindow->isMaximized());
+    EXPECT_TRUE(pView->Widget()->isVisible());
+}
+
+TEST_F(CWorkspacePluginTest, ShowMaximizedTrueShowsTheWindowMaximised)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first", true);
+    ASSERT_NE(SubWindowOf(pView), nullptr);
+    EXPECT_TRUE(SubWindowOf(pView)->isMaximized());
+}
+
+TEST_F(CWorkspacePluginTest, ShowMaximizedFalseKeepsTheViewsOwnSizeAndPosition)
+{
+    StartWorkspace();
+    m_lstViews.push_back(std::make_unique<CTestView>("small"));
+    CTestView* pView = m_lstViews.back().get();
+    pView->m_bShowMaximized = false;
+    pView->Widget()->setGeometry(30, 40, 200, 100);
+    PostView("NEW_VIEW", pView);
+    Deliver();
+
+    QMdiSubWindow* pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    EXPECT_FALSE(pSubWindow->isMaximized());
+    EXPECT_TRUE(pSubWindow->isVisible());
+    EXPECT_EQ(pSubWindow->pos(), QPoint(30, 40));
+    EXPECT_EQ(pView->Widget()->size(), QSize(200, 100));
+}
+
+TEST_F(CWorkspacePluginTest, NewViewWithoutWidgetEntryLeavesTheWorkspaceUnchanged)
+{
+    StartWorkspace();
+    CTestView* pKept = AddView("kept");
+    TakeRecords();
+    QMdiSubWindow* pActive = Area()->activeSubWindow();
+
+    m_lstViews.push_back(std::make_unique<CTestView>("no widget"));
+    CTestView* pView = m_lstViews.back().get();
+    pView->m_strWidgetPath.clear();
+    PostView("NEW_VIEW", pView);
+    Deliver();
+
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_EQ(Area()->activeSubWindow(), pActive);
+    EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
+    EXPECT_NE(SubWindowOf(pKept), nullptr);
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"NEW_VIEW", pView}}));
+
+    // Neither a close of its widget nor ACTIVE_VIEW for it is the workspace's business.
+    pView->Widget()->close();
+    PostView("ACTIVE_VIEW", pView);
+    Deliver();
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pView}}));
+    EXPECT_EQ(Area()->activeSubWindow(), pActive);
+}
+
+TEST_F(CWorkspacePluginTest, WidgetPathParameterNamesWhereTheViewKeepsItsWidget)
+{
+    auto* pParameters = new Zarn::CValueMap;
+    pParameters->SetEntry(Zarn::CValue_Key("widgetpath"), new Zarn::CValueString("gui/main"));
+    StartWorkspace(pParameters);
+
+    m_lstViews.push_back(std::make_unique<CTestView>("default path"));
+    CTestView* pDefault = m_lstViews.back().get();
+    m_lstViews.push_back(std::make_unique<CTestView>("own path"));
+    CTestView* pOwn = m_lstViews.back().get();
+    pOwn->m_strWidgetPath = "gui/main";
+    PostView("NEW_VIEW", pDefault);
+    PostView("NEW_VIEW", pOwn);
+    Deliver();
+
+    EXPECT_EQ(SubWindowOf(pDefault), nullptr);
+    ASSERT_NE(SubWindowOf(pOwn), nullptr);
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+}
+
+TEST_F(CWorkspacePluginTest, InitPutsTheAreaIntoTheParentUnderItsName)
+{
+    auto* pParameters = new Zarn::CValueMap;
+    pParameters->SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("desk"));
+    StartWorkspace(pParameters);
+    EXPECT_EQ(Area()->parentWidget(), m_pMainWindow.get());
+    EXPECT_EQ(Area()->objectName(), QString("desk"));
+}
+
+TEST_F(CWorkspacePluginTest, ClosingAWindowPostsOneRemoveViewAndLeavesItOpen)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    TakeRecords();
+    QMdiSubWindow* pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+
+    EXPECT_FALSE(pSubWindow->close()); // what the window's close button does
+    Deliver();
+
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"REMOVE_VIEW", pView}}));
+    ASSERT_NE(pView->Widget(), nullptr);
+    EXPECT_EQ(SubWindowOf(pView), pSubWindow);
+    EXPECT_TRUE(pSubWindow->isVisible());
+    EXPECT_TRUE(pView->Widget()->isVisible());
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+}
+
+TEST_F(CWorkspacePluginTest, WindowGoesOnlyAfterInvalidViewAndTheViewsDestruction)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    CTestView* pOther = AddView("second");
+    QPointer<QMdiSubWindow> pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    pSubWindow->close();
+    Deliver();
+
+    // The repository's answer: INVALID_VIEW, then the view is deleted.
+    PostView("INVALID_VIEW", pView);
+    Deliver();
+    ASSERT_FALSE(pSubWindow.isNull());
+    EXPECT_TRUE(pSubWindow->isVisible());
+    EXPECT_EQ(Area()->subWindowList().size(), 2);
+
+    m_lstViews.erase(m_lstViews.begin()); // deletes the view and with it its widget
+    Deliver();
+    EXPECT_TRUE(pSubWindow.isNull());
+    ASSERT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_EQ(Area()->subWindowList().front(), SubWindowOf(pOther));
+}
+
+TEST_F(CWorkspacePluginTest, CloseAfterInvalidViewIsNoLongerReported)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    PostView("INVALID_VIEW", pView);
+    Deliver();
+    TakeRecords();
+
+    QMdiSubWindow* pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    EXPECT_TRUE(pSubWindow->close());
+    Deliver();
+    EXPECT_TRUE(TakeRecords().empty());
+}
+
+TEST_F(CWorkspacePluginTest, UserActivatingAnotherWindowPostsFocusViewForItsView)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    CTestView* pSecond = AddView("second");
+    PostView("ACTIVE_VIEW", pSecond);
+    Deliver();
+    ASSERT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
+    TakeRecords();
+
+    Area()->setActiveSubWindow(SubWindowOf(pFirst)); // what a user's click does
+    Deliver();
+
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pFirst}}));
+}
+
+TEST_F(CWorkspacePluginTest, ActiveViewActivatesItsWindowWithoutEchoingFocusView)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    CTestView* pSecond = AddView("second");
+    PostView("ACTIVE_VIEW", pSecond);
+    Deliver();
+    TakeRecords();
+
+    PostView("ACTIVE_VIEW", pFirst);
+    Deliver();
+
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pFirst}}));
+
+    // The signal is connected again afterwards: the user's choice is still reported.
+    Area()->setActiveSubWindow(SubWindowOf(pSecond));
+    Deliver();
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pSecond}}));
+}
+
+TEST_F(CWorkspacePluginTest, ActiveViewForAnUnknownOrNullViewChangesNothing)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    AddView("second");
+    PostView("ACTIVE_VIEW", pFirst);
+    Deliver();
+    TakeRecords();
+    CTestView stranger("stranger");
+
+    PostView("ACTIVE_VIEW", &stranger);
+    PostView("ACTIVE_VIEW", nullptr);
+    Deliver();
+
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
+    EXPECT_EQ(TakeRecords(),
+              (std::vector<SRecord>{{"ACTIVE_VIEW", &stranger}, {"ACTIVE_VIEW", nullptr}}));
+}
+
+TEST_F(CWorkspacePluginTest, InvalidViewOfAnUnknownViewChangesNothing)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    TakeRecords();
+    CTestView stranger("stranger");
+
+    PostView("INVALID_VIEW", &stranger);
+    PostView("INVALID_VIEW", nullptr);
+    Deliver();
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+
+    // The known view is still watched: its close is still turned into REMOVE_VIEW.
+    TakeRecords();
+    SubWindowOf(pView)->close();
+    Deliver();
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"REMOVE_VIEW", pView}}));
+}
+
+TEST_F(CWorkspacePluginTest, NullViewOnNewViewIsIgnored)
+{
+    StartWorkspace();
+    PostView("NEW_VIEW", nullptr);
+    Deliver();
+    EXPECT_TRUE(Area()->subWindowList().empty());
+    EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
+}
+
+TEST_F(CWorkspacePluginTest, MessageWithoutDataIsIgnored)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    Post("INVALID_VIEW", nullptr);
+    Post("NEW_VIEW", nullptr);
+    Deliver();
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
+
+    // A map without "id" is ignored whatever its data.
+    Zarn::CValueMap message;
+    message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
+    EXPECT_NO_THROW(m_pWorkspace->UpdateParameters(message));
+    TakeRecords();
+    SubWindowOf(pView)->close();
+    Deliver();
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"REMOVE_VIEW", pView}}));
+}
+
+TEST_F(CWorkspacePluginTest, ViewMessageWithADocumentPointerIsRejectedWrappedAndChangesNothing)
+{
+    StartWorkspace();
+    AddView("first");
+    Zarn::CValueMap document;
+    Post("NEW_VIEW", new Zarn::CValuePointer<Zarn::CValueMap>(&document));
+    Deliver();
+
+    ASSERT_EQ(m_pProxy->m_lstCaught.size(), 1u);
+    EXPECT_TRUE(
+        StartsWith(m_pProxy->m_lstCaught[0].m_strFunction, "CWorkspacePlugin::UpdateParameters - "))
+        << m_pProxy->m_lstCaught[0].m_strFunction;
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+    // The thread logs the failure at the error level and goes on.
+    EXPECT_NE(m_threadLogText.str().find("CWorkspacePlugin::UpdateParameters - "),
+              std::string::npos)
+        << m_threadLogText.str();
+}
+
+TEST_F(CWorkspacePluginTest, InitWithoutCommThreadThrowsWrappedHostException)
+{
+    Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("tmp/commthread"));
+    Zarn::CPluginBase* pPlugin =
+        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
+    ASSERT_NE(pPlugin, nullptr);
+    try
+    {
+        pPlugin->Init(nullptr, Zarn::CValueMap());
+        ADD_FAILURE() << "Init did not throw";
+    }
+    catch (const Zarn::CException& caught)
+    {
+        EXPECT_TRUE(StartsWith(caught.function(), "CWorkspacePlugin::Init - "))
+            << caught.function();
+    }
+    delete pPlugin;
+}
+
+TEST_F(CWorkspacePluginTest, StandardExceptionInInitArrivesWithoutPrefix)
+{
+    Zarn::CPluginBase* pPlugin =
+        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
+    ASSERT_NE(pPlugin, nullptr);
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("parent"),
+                        new CThrowingValue<std::runtime_error>(std::runtime_error("no parent")));
+    try
+    {
+        pPlugin->Init(nullptr, parameters);
+        ADD_FAILURE() << "Init did not throw";
+    }
+    catch (const Zarn::CException& caught)
+    {
+        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
+        EXPECT_STREQ(caught.what(), "no parent");
+    }
+    delete pPlugin;
+}
+
+TEST_F(CWorkspacePluginTest, UnknownExceptionInInitArrivesAsUnknwonException)
+{
+    Zarn::CPluginBase* pPlugin =
+        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
+    ASSERT_NE(pPlugin, nullptr);
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("parent"), new CThrowingValue<int>(7));
+    try
+    {
+        pPlugin->Init(nullptr, parameters);
+        ADD_FAILURE() << "Init did not throw";
+    }
+    catch (const Zarn::CException& caught)
+    {
+        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
+        EXPECT_STREQ(caught.what(), "UNKNWON EXCEPTION!");
+    }
+    delete pPlugin;
+}
+
+TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheViewsWidgetsToTheViews)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    m_pThread->Unsubscribe(m_pProxy.get());
+    delete m_pWorkspace;
+    m_pWorkspace = nullptr;
+    ASSERT_NE(pView->Widget(), nullptr);
+    EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
+}
+
+TEST_F(CWorkspacePluginTest, ClosingAWindowRoundTripsThroughTheRealRepository)
+{
+    StartWorkspace();
+    auto* pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
+    ASSERT_NE(pRepository, nullptr);
+    m_pThread->Subscribe(pRepository);
+    pRepository->Init(nullptr, Zarn::CValueMap());
+    Deliver();
+
+    auto* pDocument = new Zarn::CValueMap;
+    pDocument->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueString("picture"));
+    Post("ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    Deliver();
+    auto* pView = new CTestView("owned by the repository"); // the repository deletes it
+    QPointer<QWidget> pWidget = pView->Widget();
+    auto* pRequest = new Zarn::CValueMap;
+    pRequest->SetEntry(Zarn::CValue_Key("document"),
+                       new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    pRequest->SetEntry(Zarn::CValue_Key("view"), new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
+    Post("ADD_VIEW", pRequest);
+    Deliver();
+    QPointer<QMdiSubWindow> pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    EXPECT_EQ(Area()->activeSubWindow(), pSubWindow);
+    TakeRecords();
+
+    pSubWindow->close();
+    Deliver();
+
+    const std::vector<SRecord> records = TakeRecords();
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records.front(), (SRecord{"REMOVE_VIEW", pView}));
+    EXPECT_EQ(std::count(records.begin(), records.end(), SRecord{"REMOVE_VIEW", pView}), 1);
+    EXPECT_NE(std::find(records.begin(), records.end(), SRecord{"INVALID_VIEW", pView}),
+              records.end());
+    EXPECT_TRUE(pWidget.isNull());
+    EXPECT_TRUE(pSubWindow.isNull());
+    EXPECT_TRUE(Area()->subWindowList().empty());
+
+    m_pThread->Unsubscribe(pRepository);
+    pRepository->DeleteData();
+    delete pRepository;
+}
+
+TEST_F(CWorkspacePluginTest, ViewDestroyedBeforeItsInvalidViewIsForgottenWithItsWindow)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    CTestView* pOther = AddView("second");
+    m_lstViews.erase(m_lstViews.begin());
+    Deliver();
+    ASSERT_EQ(Area()->subWindowList().size(), 1);
+
+    PostView("INVALID_VIEW", pView); // the address only: the view is gone
+    PostView("ACTIVE_VIEW", pView);
+    Deliver();
+    EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
+    EXPECT_EQ(Area()->subWindowList().front(), SubWindowOf(pOther));
+}
