@@ -4,8 +4,6 @@
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/TypeInfo.h>
 
-#include <QApplication>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -17,20 +15,6 @@ namespace
 
 const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
-
-// The repository's Init makes a hidden widget, which needs an application object.
-void EnsureApplication()
-{
-    if (QApplication::instance() == nullptr)
-    {
-        static int s_nArgc = 1;
-        static char s_szName[] = "module_repository_test";
-        static char* s_argv[] = {s_szName, nullptr};
-        // Lives for the whole process, like the host's application object.
-        static QApplication* const s_pApplication = new QApplication(s_nArgc, s_argv);
-        (void)s_pApplication;
-    }
-}
 
 bool IsPointerTo(const Zarn::CValue* value, const std::type_info& type)
 {
@@ -265,7 +249,6 @@ void CRepositoryProxy::UpdateParameters(const Zarn::CValueMap& message)
 
 void CRepositoryFixture::SetUp()
 {
-    EnsureApplication();
     m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
     m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
     m_pIds = std::make_unique<Zarn::CMessageIdFactory>();

@@ -8,8 +8,6 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
-#include <QApplication>
-
 #include <algorithm>
 #include <iostream>
 #include <stdexcept>
@@ -21,19 +19,6 @@ namespace
 {
 
 const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory"};
-
-// The orphanage is a widget, which needs an application object for the whole process.
-void EnsureApplication()
-{
-    if (QApplication::instance() == nullptr)
-    {
-        static int s_nArgc = 1;
-        static char s_szName[] = "module_viewfactory_test";
-        static char* s_argv[] = {s_szName, nullptr};
-        static QApplication* const s_pApplication = new QApplication(s_nArgc, s_argv);
-        (void)s_pApplication;
-    }
-}
 
 void Throw(SFactoryBehaviour::EnThrow what, const std::string& name)
 {
@@ -171,7 +156,6 @@ void CMessageRecorder::UpdateParameters(const Zarn::CValueMap& message)
 
 void CViewFactoryFixture::SetUp()
 {
-    EnsureApplication();
     m_pOldOut = std::cout.rdbuf(m_outText.rdbuf());
     m_pOldErr = std::cerr.rdbuf(m_errText.rdbuf());
 

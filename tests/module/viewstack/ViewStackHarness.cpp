@@ -6,8 +6,6 @@
 #include <Zarn/Value/TypeInfo.h>
 #include <Zarn/Value/ValuePointer.h>
 
-#include <QApplication>
-
 namespace ViewStackTest
 {
 
@@ -15,19 +13,6 @@ namespace
 {
 
 const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory"};
-
-void EnsureApplication()
-{
-    if (QApplication::instance() == nullptr)
-    {
-        static int s_nArgc = 1;
-        static char s_szName[] = "module_viewstack_test";
-        static char* s_argv[] = {s_szName, nullptr};
-        // Lives for the whole process, like the host's application object.
-        static QApplication* const s_pApplication = new QApplication(s_nArgc, s_argv);
-        (void)s_pApplication;
-    }
-}
 
 } // namespace
 
@@ -71,7 +56,6 @@ void CMessageRecorder::UpdateParameters(const Zarn::CValueMap& message)
 
 void CViewStackFixture::SetUp()
 {
-    EnsureApplication();
     m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
     m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
     m_pThread = std::make_unique<Zarn::CMessageThread>();

@@ -6,7 +6,6 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
-#include <QApplication>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMdiArea>
@@ -21,19 +20,6 @@ namespace
 {
 
 const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
-
-void EnsureApplication()
-{
-    if (QApplication::instance() == nullptr)
-    {
-        static int s_nArgc = 1;
-        static char s_szName[] = "module_workspace_test";
-        static char* s_argv[] = {s_szName, nullptr};
-        // Lives for the whole process, like the host's application object.
-        static QApplication* const s_pApplication = new QApplication(s_nArgc, s_argv);
-        (void)s_pApplication;
-    }
-}
 
 } // namespace
 
@@ -124,7 +110,6 @@ void CWorkspaceProxy::UpdateParameters(const Zarn::CValueMap& message)
 
 void CWorkspaceFixture::SetUp()
 {
-    EnsureApplication();
     m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
     m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
     m_pThread = std::make_unique<Zarn::CMessageThread>();

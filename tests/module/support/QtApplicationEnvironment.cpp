@@ -18,7 +18,7 @@ public:
 
 private:
     int m_nArgc = 1;
-    char m_szName[32] = "module_frame_test";
+    char m_szName[32] = "docview_module_test";
     char* m_apArgv[2] = {m_szName, nullptr};
     std::unique_ptr<QApplication> m_pApplication;
 };
