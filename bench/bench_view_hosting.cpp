@@ -6,7 +6,9 @@
 // to N views held; the goal is under 1 ms per view at N = 1,000. The containers are made through
 // the module's entry and shown in an offscreen top-level window. The baseline does the same
 // window work on a plain QMdiArea, without plug-in and messages: QMdiArea itself visits every
-// window on each activation and focus change, so its own cost per view grows with N.
+// window on each activation and focus change, so its own cost per view grows with N. The
+// workspace keeps the windows a maximised one covers out of its area, which is why it can be
+// faster than the baseline.
 
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/Message.h>

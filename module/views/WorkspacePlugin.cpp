@@ -11,9 +11,15 @@
 #include <QEvent>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMenu>
+#include <QAction>
+#include <QKeySequence>
 #include <QRect>
+#include <QScopedValueRollback>
 #include <QString>
 #include <QWidget>
+
+#include <algorithm>
 
 namespace
 {
@@ -43,19 +49,32 @@ CWorkspacePlugin::~CWorkspacePlugin()
     // The widgets are the views': take those still in the area out before it goes, so that
     // deleting the area does not delete them under their owners. Only live sub-windows are asked,
     // since a view may have destroyed its widget without INVALID_VIEW.
-    if (m_pWorkspace)
+    const auto releaseWidget = [this](QMdiSubWindow* subWindow)
     {
-        for (QMdiSubWindow* pSubWindow : m_pWorkspace->subWindowList())
+        QWidget* pWidget = subWindow->widget();
+        if (pWidget != nullptr && m_mapWidgetToView.count(pWidget) != 0)
         {
-            QWidget* pWidget = pSubWindow->widget();
-            if (pWidget != nullptr && m_mapWidgetToView.count(pWidget) != 0)
-            {
-                pWidget->removeEventFilter(this);
-                pWidget->hide();
-                pWidget->setParent(nullptr);
-            }
+            pWidget->removeEventFilter(this);
+            pWidget->hide();
+            pWidget->setParent(nullptr);
+        }
+    };
+    if (Area() != nullptr)
+    {
+        for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
+        {
+            releaseWidget(pSubWindow);
         }
     }
+    for (const SSetAside& setAside : m_lstSetAside)
+    {
+        if (setAside.pWindow)
+        {
+            releaseWidget(setAside.pWindow);
+            delete setAside.pWindow.data();
+        }
+    }
+    m_lstSetAside.clear();
     m_mapViewToWidget.clear();
     m_mapWidgetToView.clear();
     delete m_pWorkspace.data();
@@ -89,13 +108,13 @@ void CWorkspacePlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
             m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
             m_strWidgetPath =
                 parameters.EntryString(Zarn::CValue_Key("widgetpath"), Zarn::CString("WidgetPtr"));
-            if (m_pWorkspace)
+            if (Area() != nullptr)
             {
                 if (pParent != nullptr)
                 {
-                    m_pWorkspace->setParent(pParent);
+                    Area()->setParent(pParent);
                 }
-                m_pWorkspace->setObjectName(QString::fromUtf8(m_strName.c_str()));
+                Area()->setObjectName(QString::fromUtf8(m_strName.c_str()));
                 ConnectActivation();
             }
         });
@@ -128,7 +147,7 @@ void CWorkspacePlugin::UpdateParameters(const Zarn::CValueMap& message)
 
 void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
 {
-    if (view == nullptr || !m_pWorkspace)
+    if (view == nullptr || !Area())
     {
         return;
     }
@@ -152,24 +171,38 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
 
     // The window keeps the widget's own position and size, frame added around it.
     const QRect rectWidget = pWidget->geometry();
-    QMdiSubWindow* pSubWindow = SubWindowOf(m_pWorkspace.data(), pWidget);
+    QMdiSubWindow* pSubWindow = SubWindowOf(Area(), pWidget);
+    auto* pOwnFrame = qobject_cast<QMdiSubWindow*>(pWidget->parentWidget());
+    if (pSubWindow == nullptr && pOwnFrame != nullptr && IsSetAside(pOwnFrame))
+    {
+        BringBack(pOwnFrame, false);
+        pSubWindow = pOwnFrame;
+    }
     if (pSubWindow == nullptr)
     {
-        pSubWindow = m_pWorkspace->addSubWindow(pWidget, Qt::WindowFlags());
+        pSubWindow = Area()->addSubWindow(pWidget, Qt::WindowFlags());
         // The view destroys its widget; the empty frame it leaves goes with it.
         QObject::connect(pWidget, &QObject::destroyed, pSubWindow, &QObject::deleteLater);
         // A widget destroyed before its INVALID_VIEW is forgotten, so nothing reaches it later.
         QObject::connect(pWidget, &QObject::destroyed, this,
-                         [this, pWidget] { ForgetWidget(pWidget); });
+                         [this, pWidget, pFrame = QPointer<QWidget>(pSubWindow)]
+                         { ForgetWidget(pWidget, pFrame.data()); });
+        QObject::connect(pSubWindow, &QMdiSubWindow::windowStateChanged, this,
+                         [this](Qt::WindowStates oldState, Qt::WindowStates newState)
+                         { SlotWindowStateChanged(oldState, newState); });
     }
-    pSubWindow->setGeometry(
-        QRect(rectWidget.topLeft(), rectWidget.size().grownBy(pSubWindow->contentsMargins())));
-    pWidget->show();
-    pSubWindow->show();
-    if (bShowMaximized)
     {
-        pSubWindow->showMaximized();
+        const QScopedValueRollback<bool> arranging(m_bArranging, true);
+        pSubWindow->setGeometry(QRect(rectWidget.topLeft(),
+                                      rectWidget.size().grownBy(pSubWindow->contentsMargins())));
+        pWidget->show();
+        pSubWindow->show();
+        if (bShowMaximized)
+        {
+            pSubWindow->showMaximized();
+        }
     }
+    SetAsideCoveredWindows();
 }
 
 void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
@@ -188,20 +221,36 @@ void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
 void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 {
     const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end() || !m_pWorkspace)
+    if (it == m_mapViewToWidget.end() || !Area())
     {
         return;
     }
     QWidget* pWidget = it->second;
     DisconnectActivation();
+    auto* pSubWindow = qobject_cast<QMdiSubWindow*>(pWidget->parentWidget());
+    if (pSubWindow != nullptr && IsSetAside(pSubWindow))
+    {
+        // Activating a window while a maximised one fills the area maximises it in its place.
+        // The cover goes first, so that the area does not restore it only to have it set aside.
+        const bool bMaximized = CoveringWindow() != nullptr;
+        if (bMaximized)
+        {
+            for (QMdiSubWindow* pOther : Area()->subWindowList())
+            {
+                SetAside(pOther);
+            }
+        }
+        BringBack(pSubWindow, bMaximized);
+    }
     // Focus alone activates a window only while the top-level window is active; the explicit
     // activation makes it the workspace's active window in every case.
-    if (QMdiSubWindow* pSubWindow = SubWindowOf(m_pWorkspace.data(), pWidget))
+    if (pSubWindow != nullptr && pSubWindow->mdiArea() == Area())
     {
-        m_pWorkspace->setActiveSubWindow(pSubWindow);
+        Area()->setActiveSubWindow(pSubWindow);
     }
     pWidget->setFocus();
-    m_pWorkspace->update();
+    SetAsideCoveredWindows();
+    Area()->update();
     ConnectActivation();
 }
 
@@ -225,6 +274,10 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
 
 void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
 {
+    if (m_bArranging)
+    {
+        return; // the workspace's own moves are no choice of the user's
+    }
     const auto it = m_mapWidgetToView.find(widget);
     if (it == m_mapWidgetToView.end())
     {
@@ -233,8 +286,36 @@ void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
     PostView("FOCUS_VIEW", it->second);
 }
 
-void CWorkspacePlugin::ForgetWidget(QWidget* widget)
+void CWorkspacePlugin::ForgetWidget(QWidget* widget, QWidget* frameWidget)
 {
+    // The frame outlives its widget until its deletion, pending now, comes. If it filled the area,
+    // it leaves the area at once and the window that was active before it takes its place. When
+    // the frame or the area is being destroyed itself, the casts find only a QWidget and give null.
+    auto* frame = qobject_cast<QMdiSubWindow*>(frameWidget);
+    QMdiArea* pArea = frame != nullptr ? frame->mdiArea() : nullptr;
+    if (pArea != nullptr && pArea == Area() && frame->isMaximized())
+    {
+        {
+            const QScopedValueRollback<bool> arranging(m_bArranging, true);
+            frame->hide();
+            Area()->removeSubWindow(frame);
+        }
+        PruneSetAside();
+        if (!m_lstSetAside.empty() && CoveringWindow() == nullptr)
+        {
+            QMdiSubWindow* pNext = m_lstSetAside.back().pWindow;
+            BringBack(pNext, true);
+            {
+                const QScopedValueRollback<bool> arranging(m_bArranging, true);
+                Area()->setActiveSubWindow(pNext);
+            }
+            // Reported as QMdiArea reports the window it activates after a close.
+            if (m_connActivated)
+            {
+                SlotWidgetActivated(pNext->widget());
+            }
+        }
+    }
     const auto it = m_mapWidgetToView.find(widget);
     if (it == m_mapWidgetToView.end())
     {
@@ -248,11 +329,181 @@ void CWorkspacePlugin::ForgetWidget(QWidget* widget)
     m_mapWidgetToView.erase(it);
 }
 
+QMdiArea* CWorkspacePlugin::Area() const
+{
+    return qobject_cast<QMdiArea*>(m_pWorkspace.data());
+}
+
+QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
+{
+    const auto it = m_mapViewToWidget.find(view);
+    if (it == m_mapViewToWidget.end())
+    {
+        return nullptr;
+    }
+    return qobject_cast<QMdiSubWindow*>(it->second->parentWidget());
+}
+
+bool CWorkspacePlugin::IsSetAside(const QMdiSubWindow* window) const
+{
+    return std::any_of(m_lstSetAside.begin(), m_lstSetAside.end(),
+                       [window](const SSetAside& setAside)
+                       { return setAside.pWindow.data() == window; });
+}
+
+QMdiSubWindow* CWorkspacePlugin::CoveringWindow() const
+{
+    if (!Area())
+    {
+        return nullptr;
+    }
+    QMdiSubWindow* pActive = Area()->activeSubWindow();
+    if (pActive != nullptr && pActive->isMaximized() && !pActive->isHidden())
+    {
+        return pActive;
+    }
+    for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
+    {
+        if (pSubWindow->isMaximized() && !pSubWindow->isHidden())
+        {
+            return pSubWindow;
+        }
+    }
+    return nullptr;
+}
+
+void CWorkspacePlugin::SetAsideCoveredWindows()
+{
+    QMdiSubWindow* pCover = CoveringWindow();
+    if (pCover == nullptr)
+    {
+        return;
+    }
+    for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
+    {
+        if (pSubWindow != pCover)
+        {
+            SetAside(pSubWindow);
+        }
+    }
+}
+
+void CWorkspacePlugin::SetAside(QMdiSubWindow* window)
+{
+    const QScopedValueRollback<bool> arranging(m_bArranging, true);
+    SSetAside setAside;
+    setAside.pWindow = window;
+    if (!window->isMaximized())
+    {
+        setAside.geometry = window->geometry();
+    }
+    // A window's menu registers its close shortcuts with the application, which scans every
+    // registered shortcut whenever an action changes; the windows set aside keep theirs here.
+    if (QMenu* pMenu = window->systemMenu())
+    {
+        for (QAction* pAction : pMenu->actions())
+        {
+            if (!pAction->shortcuts().isEmpty())
+            {
+                setAside.lstShortcuts.emplace_back(pAction, pAction->shortcuts());
+                pAction->setShortcuts(QList<QKeySequence>());
+            }
+        }
+    }
+    window->hide();
+    Area()->removeSubWindow(window);
+    m_lstSetAside.push_back(std::move(setAside));
+}
+
+void CWorkspacePlugin::PruneSetAside()
+{
+    std::erase_if(m_lstSetAside, [](const SSetAside& setAside) { return setAside.pWindow.isNull(); });
+}
+
+void CWorkspacePlugin::BringBack(QMdiSubWindow* window, bool maximized)
+{
+    const auto it = std::find_if(m_lstSetAside.begin(), m_lstSetAside.end(),
+                                 [window](const SSetAside& setAside)
+                                 { return setAside.pWindow.data() == window; });
+    if (it == m_lstSetAside.end())
+    {
+        return;
+    }
+    const SSetAside setAside = std::move(*it);
+    m_lstSetAside.erase(it);
+    PruneSetAside();
+
+    const QScopedValueRollback<bool> arranging(m_bArranging, true);
+    Area()->addSubWindow(window);
+    for (const auto& [pAction, lstKeys] : setAside.lstShortcuts)
+    {
+        if (pAction)
+        {
+            pAction->setShortcuts(lstKeys);
+        }
+    }
+    if (maximized)
+    {
+        window->showMaximized();
+    }
+    else
+    {
+        window->showNormal();
+        if (setAside.geometry)
+        {
+            window->setGeometry(*setAside.geometry);
+        }
+    }
+}
+
+void CWorkspacePlugin::BringBackAll()
+{
+    PruneSetAside();
+    if (Area() == nullptr || m_lstSetAside.empty() || CoveringWindow() != nullptr)
+    {
+        return;
+    }
+    QMdiSubWindow* pActive = Area()->activeSubWindow();
+    std::vector<QMdiSubWindow*> lstWindows;
+    for (const SSetAside& setAside : m_lstSetAside)
+    {
+        lstWindows.push_back(setAside.pWindow);
+    }
+    for (QMdiSubWindow* pSubWindow : lstWindows)
+    {
+        BringBack(pSubWindow, false);
+    }
+    // Showing a window activates it: the one the user was working with stays active, on top.
+    if (pActive != nullptr)
+    {
+        const QScopedValueRollback<bool> arranging(m_bArranging, true);
+        Area()->setActiveSubWindow(pActive);
+        pActive->raise();
+    }
+}
+
+void CWorkspacePlugin::SlotWindowStateChanged(Qt::WindowStates oldState,
+                                              Qt::WindowStates newState)
+{
+    if (m_bArranging)
+    {
+        return;
+    }
+    if (newState.testFlag(Qt::WindowMaximized))
+    {
+        SetAsideCoveredWindows();
+    }
+    else if (oldState.testFlag(Qt::WindowMaximized))
+    {
+        BringBackAll();
+    }
+}
+
 void CWorkspacePlugin::ConnectActivation()
 {
     DisconnectActivation();
     m_connActivated =
-        QObject::connect(m_pWorkspace.data(), &QMdiArea::subWindowActivated, this,
+        QObject::connect(Area(), &QMdiArea::subWindowActivated, this,
                          [this](QMdiSubWindow* subWindow)
                          { SlotWidgetActivated(subWindow ? subWindow->widget() : nullptr); });
 }

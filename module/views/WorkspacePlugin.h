@@ -5,12 +5,20 @@
 
 #include <QMetaObject>
 #include <QObject>
+#include <QAction>
+#include <QKeySequence>
+#include <QList>
 #include <QPointer>
+#include <QRect>
 
 #include <map>
+#include <optional>
+#include <utility>
+#include <vector>
 
 class QEvent;
 class QMdiArea;
+class QMdiSubWindow;
 class QWidget;
 
 namespace Zarn
@@ -27,10 +35,16 @@ class CMessageThread;
 // ACTIVE_VIEW without echo. Reports the user's actions only: activating a window posts FOCUS_VIEW,
 // closing one posts REMOVE_VIEW and leaves it open until the repository removes the view.
 //
-// Owns its QMdiArea (parentless unless Init's "parent" names one): the destructor deletes it
-// unless Qt already did. Views and their widgets are lent; a widget lives in a sub-window of the
-// area until the view destroys it, which takes the sub-window away. The host objects borrowed in
-// Init are never deleted.
+// While a maximised window fills the area, the windows it covers are set aside: taken out of the
+// area, hidden and kept by the workspace, and put back when they are activated or when no
+// maximised window is left (the user restored it, or its view went). The area then holds only
+// what the user can see, which keeps every operation cheap with a thousand views: QMdiArea visits
+// all of its windows, some of them twice over, on each activation.
+//
+// Owns its QMdiArea (parentless unless Init's "parent" names one) and the windows set aside: the
+// destructor deletes them unless Qt already did. Views and their widgets are lent; a widget lives
+// in a sub-window until the view destroys it, which takes the sub-window away. The host objects
+// borrowed in Init are never deleted.
 class CWorkspacePlugin : public QObject, public Zarn::CPluginBase
 {
     Q_OBJECT
@@ -61,6 +75,11 @@ public:
     // change nothing.
     void ActivateView(Zarn::CPluginBase* view);
 
+    // The view's window, in the area or set aside; null for views without one.
+    QMdiSubWindow* WindowOfView(Zarn::CPluginBase* view) const;
+    // Whether the window is set aside behind a maximised one.
+    bool IsSetAside(const QMdiSubWindow* window) const;
+
     // Turns a close of a view's widget into REMOVE_VIEW and keeps the window open.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -70,8 +89,24 @@ public slots:
     void SlotWidgetActivated(QWidget* widget);
 
 private:
-    // Drops a destroyed widget from both maps; only the address is used.
-    void ForgetWidget(QWidget* widget);
+    // Drops a destroyed widget from both maps; only the address is used. A maximised window
+    // losing its widget hands the area to the window set aside last, as QMdiArea would activate
+    // the next window.
+    void ForgetWidget(QWidget* widget, QWidget* frameWidget);
+    // The area; null once it is gone or while it is being destroyed.
+    QMdiArea* Area() const;
+    // The first visible maximised window of the area, the active one preferred; null if none.
+    QMdiSubWindow* CoveringWindow() const;
+    // Sets aside every window of the area that a maximised one covers.
+    void SetAsideCoveredWindows();
+    void SetAside(QMdiSubWindow* window);
+    // Drops the windows set aside that are gone.
+    void PruneSetAside();
+    // Puts a window set aside back into the area and shows it, maximised or as it was.
+    void BringBack(QMdiSubWindow* window, bool maximized);
+    // Puts every window set aside back, oldest first, once no maximised window covers them.
+    void BringBackAll();
+    void SlotWindowStateChanged(Qt::WindowStates oldState, Qt::WindowStates newState);
     void ConnectActivation();
     void DisconnectActivation();
     void PostView(const char* szName, Zarn::CPluginBase* view);
@@ -81,8 +116,22 @@ private:
     Zarn::CLogger* m_pLogger; // this plug-in borrows no logger: stays null
     Zarn::CString m_strName;
     Zarn::CString m_strWidgetPath;
-    QPointer<QMdiArea> m_pWorkspace;
+    // Held as a widget: while Qt destroys the area, signals of its windows still arrive, and only
+    // a checked cast (Area) tells that it is no QMdiArea any more.
+    QPointer<QWidget> m_pWorkspace;
     std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
     std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
     QMetaObject::Connection m_connActivated;
+    // A window set aside and what it is given back when it returns.
+    struct SSetAside
+    {
+        QPointer<QMdiSubWindow> pWindow;
+        std::optional<QRect> geometry; // its place in the area, unless it was maximised
+        std::vector<std::pair<QPointer<QAction>, QList<QKeySequence>>> lstShortcuts;
+    };
+    // In the order they were set aside: the last one was active most recently.
+    std::vector<SSetAside> m_lstSetAside;
+    // Set while the workspace moves windows itself, so that the state changes it causes are not
+    // taken for the user's.
+    bool m_bArranging = false;
 };

@@ -1,10 +1,12 @@
-// Draws the navigator beside a multi-window area holding three views and saves the window as a
-// PNG (the path given as the first argument, else the build folder's navigator.png), for a person
-// to look at. The views are doubles; messages go through the real communication thread.
+// Draws the navigator beside the workspace holding three views and saves the window as a PNG (the
+// path given as the first argument, else the build folder's navigator.png), for a person to look
+// at. Both are the module's plug-ins; the views are doubles with a label as their widget; messages
+// go through the real communication thread.
 
 #include "frame/Messages.h"
 #include "views/NavigatorPlugin.h"
 #include "views/ViewListBox.h"
+#include "views/WorkspacePlugin.h"
 
 #include <Zarn/Message/MessageIdFactory.h>
 #include <Zarn/Message/MessageThread.h>
@@ -17,8 +19,8 @@
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
+#include <QPointer>
+#include <QRect>
 #include <QWidget>
 
 #include <iostream>
@@ -29,12 +31,24 @@
 namespace
 {
 
+// A view whose widget is a label, shown in a window of its own size and place.
 class CPictureView : public Zarn::CPluginBase
 {
 public:
-    CPictureView(std::string caption, std::string description)
-        : m_strCaption(std::move(caption)), m_strDescription(std::move(description))
+    CPictureView(std::string caption, std::string description, const QRect& place)
+        : m_strCaption(std::move(caption)), m_strDescription(std::move(description)),
+          m_pLabel(new QLabel(QString::fromStdString(m_strDescription)))
     {
+        m_pLabel->setAlignment(Qt::AlignCenter);
+        m_pLabel->setWindowTitle(QString::fromStdString(m_strCaption));
+        m_pLabel->setGeometry(place);
+    }
+    ~CPictureView() override { delete m_pLabel.data(); }
+
+    void GetPluginSetup(Zarn::CValueMap& setup) override
+    {
+        setup.SetEntry(Zarn::CValue_Key("WidgetPtr"), new Zarn::CValuePointer<QWidget>(m_pLabel));
+        setup.SetEntry(Zarn::CValue_Key("showmaximized"), new Zarn::CValueBool(false));
     }
 
     void Run(Zarn::CValueMap& data) override
@@ -50,6 +64,7 @@ public:
 
     std::string m_strCaption;
     std::string m_strDescription;
+    QPointer<QLabel> m_pLabel;
 };
 
 } // namespace
@@ -80,36 +95,41 @@ int main(int argc, char** argv)
     parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("Navigator"));
     navigator->Init(nullptr, parameters);
     thread.Subscribe(navigator.get());
-    auto* pWorkspace = new QMdiArea(&window);
+    auto workspace = std::make_unique<CWorkspacePlugin>();
+    workspace->Init(nullptr, parameters);
+    thread.Subscribe(workspace.get());
+    Zarn::CValueMap setup;
+    workspace->GetPluginSetup(setup);
     pLayout->addWidget(navigator->ListBox(), 1);
-    pLayout->addWidget(pWorkspace, 2);
+    pLayout->addWidget(DocView::PointerOf<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)),
+                       2);
 
     std::vector<std::unique_ptr<CPictureView>> views;
-    views.push_back(std::make_unique<CPictureView>("cells.tif", "Image view, 512 x 512, 16 bit"));
-    views.push_back(std::make_unique<CPictureView>("cells.tif (labels)", "Label view, 214 labels"));
-    views.push_back(std::make_unique<CPictureView>("blobs.png", "Image view, 256 x 254, 8 bit"));
+    views.push_back(std::make_unique<CPictureView>(
+        "cells.tif", "Image view, 512 x 512, 16 bit", QRect(10, 10, 250, 150)));
+    views.push_back(std::make_unique<CPictureView>(
+        "cells.tif (labels)", "Label view, 214 labels", QRect(150, 110, 250, 150)));
+    views.push_back(std::make_unique<CPictureView>(
+        "blobs.png", "Image view, 256 x 254, 8 bit", QRect(290, 210, 250, 150)));
     for (const auto& pView : views)
     {
-        auto* pLabel = new QLabel(QString::fromStdString(pView->m_strDescription));
-        pLabel->setAlignment(Qt::AlignCenter);
-        QMdiSubWindow* pSub = pWorkspace->addSubWindow(pLabel);
-        pSub->setWindowTitle(QString::fromStdString(pView->m_strCaption));
-        pSub->resize(260, 160);
         DocView::SendMessage(&thread, &ids, "NEW_VIEW",
                              new Zarn::CValuePointer<Zarn::CPluginBase>(pView.get()));
     }
-    pWorkspace->tileSubWindows();
     DocView::SendMessage(&thread, &ids, "ACTIVE_VIEW",
                          new Zarn::CValuePointer<Zarn::CPluginBase>(views[1].get()));
     thread.DeliverUntilIdle();
 
-    window.resize(820, 420);
+    window.resize(900, 440);
     window.show();
     QApplication::processEvents();
     const bool bSaved = window.grab().save(strFile);
     std::cout << (bSaved ? "wrote " : "could not write ") << strFile.toStdString() << std::endl;
 
     thread.Unsubscribe(navigator.get());
+    thread.Unsubscribe(workspace.get());
+    workspace.reset();
+    views.clear();
     registry.RemoveEntry("tmp/commthread");
     registry.RemoveEntry("tmp/messageidfactory");
     return bSaved ? 0 : 1;

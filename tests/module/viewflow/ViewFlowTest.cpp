@@ -3,6 +3,8 @@
 // window. Every message travels through the real communication thread; user actions are clicks
 // and the Qt calls that a click causes.
 
+#include "views/WorkspacePlugin.h"
+
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/Message.h>
 #include <Zarn/Message/MessageIdFactory.h>
@@ -450,7 +452,19 @@ protected:
                                               { return message.rfind(prefix, 0) == 0; }));
     }
 
-    // The sub-window whose inner widget is `widget`; null when there is none.
+    // The workspace's window for `widget`, in the area or set aside behind a maximised one.
+    QMdiSubWindow* WorkspaceWindowOf(QWidget* widget) const
+    {
+        auto* pSub = widget ? qobject_cast<QMdiSubWindow*>(widget->parentWidget()) : nullptr;
+        const auto* pWorkspace = dynamic_cast<CWorkspacePlugin*>(m_pWorkspace);
+        if (pSub == nullptr || pWorkspace == nullptr)
+        {
+            return nullptr;
+        }
+        return pSub->mdiArea() == m_pMdiArea || pWorkspace->IsSetAside(pSub) ? pSub : nullptr;
+    }
+
+    // The sub-window of the area whose inner widget is `widget`; null when there is none.
     QMdiSubWindow* SubWindowOf(QWidget* widget) const
     {
         for (QMdiSubWindow* pSub : m_pMdiArea->subWindowList())
@@ -582,8 +596,10 @@ TEST_F(ViewFlow, TheSecondDocumentsViewBecomesActiveEverywhere)
 
     EXPECT_EQ(m_pStack->count(), 3);
     EXPECT_GE(m_pStack->indexOf(m_pAlphaView->StackPage()), 0);
-    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 2);
-    EXPECT_NE(SubWindowOf(m_pAlphaView->WindowWidget()), nullptr);
+    // Beta's maximised window covers alpha's, which waits set aside.
+    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 1);
+    EXPECT_EQ(SubWindowOf(m_pAlphaView->WindowWidget()), nullptr);
+    EXPECT_NE(WorkspaceWindowOf(m_pAlphaView->WindowWidget()), nullptr);
     EXPECT_EQ(m_pList->count(), 2);
     ExpectActiveEverywhere(m_pBetaView, 1);
 }
@@ -614,6 +630,12 @@ TEST_F(ViewFlow, PickingAViewInTheNavigatorFocusesItEverywhereWithoutEcho)
 TEST_F(ViewFlow, ActivatingAWorkspaceWindowFocusesItsViewEverywhereWithoutEcho)
 {
     AddTwoDocuments();
+    // The user restores beta's maximised window, which brings alpha's back beside it.
+    QMdiSubWindow* pBetaWindow = SubWindowOf(m_pBetaView->WindowWidget());
+    ASSERT_NE(pBetaWindow, nullptr);
+    pBetaWindow->showNormal();
+    Deliver();
+    EXPECT_TRUE(TakeMessages().empty());
     QMdiSubWindow* pAlphaWindow = SubWindowOf(m_pAlphaView->WindowWidget());
     ASSERT_NE(pAlphaWindow, nullptr);
 
@@ -687,7 +709,9 @@ TEST_F(ViewFlow, RemovingADocumentRemovesAllItsViewsEverywhere)
     Deliver();
     TakeMessages();
     EXPECT_EQ(m_pStack->count(), 4);
-    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 3);
+    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 1);
+    EXPECT_NE(WorkspaceWindowOf(m_pAlphaView->WindowWidget()), nullptr);
+    EXPECT_NE(WorkspaceWindowOf(m_pBetaView->WindowWidget()), nullptr);
     EXPECT_EQ(m_pList->count(), 3);
     ExpectActiveEverywhere(pSecond, 2);
 

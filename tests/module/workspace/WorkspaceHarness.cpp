@@ -1,5 +1,7 @@
 #include "WorkspaceHarness.h"
 
+#include "views/WorkspacePlugin.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/TypeInfo.h>
@@ -223,6 +225,11 @@ QMdiSubWindow* CWorkspaceFixture::SubWindowOf(const CTestView* view) const
 {
     QWidget* pWidget = view->Widget();
     return pWidget ? qobject_cast<QMdiSubWindow*>(pWidget->parentWidget()) : nullptr;
+}
+
+CWorkspacePlugin* CWorkspaceFixture::Workspace() const
+{
+    return dynamic_cast<CWorkspacePlugin*>(m_pWorkspace);
 }
 
 } // namespace WorkspaceTest

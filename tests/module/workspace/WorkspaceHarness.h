@@ -23,6 +23,7 @@
 
 class QMdiArea;
 class QMdiSubWindow;
+class CWorkspacePlugin;
 
 // The module's one exported entry.
 extern "C" void* CreatePluginInstanceEx(const char* name);
@@ -127,6 +128,8 @@ protected:
 
     QMdiArea* Area() const;
     QMdiSubWindow* SubWindowOf(const CTestView* view) const;
+    // The plug-in's own class, for what only it can tell (the windows set aside).
+    CWorkspacePlugin* Workspace() const;
 
     std::ostringstream m_logText;
     std::unique_ptr<Zarn::CLogger> m_pLogger;

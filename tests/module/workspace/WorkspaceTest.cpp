@@ -1,5 +1,7 @@
 #include "WorkspaceHarness.h"
 
+#include "views/WorkspacePlugin.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -170,6 +172,8 @@ TEST_F(CWorkspacePluginTest, WindowGoesOnlyAfterInvalidViewAndTheViewsDestructio
     StartWorkspace();
     CTestView* pView = AddView("first");
     CTestView* pOther = AddView("second");
+    PostView("ACTIVE_VIEW", pView);
+    Deliver();
     QPointer<QMdiSubWindow> pSubWindow = SubWindowOf(pView);
     ASSERT_NE(pSubWindow, nullptr);
     pSubWindow->close();
@@ -180,13 +184,17 @@ TEST_F(CWorkspacePluginTest, WindowGoesOnlyAfterInvalidViewAndTheViewsDestructio
     Deliver();
     ASSERT_FALSE(pSubWindow.isNull());
     EXPECT_TRUE(pSubWindow->isVisible());
-    EXPECT_EQ(Area()->subWindowList().size(), 2);
+    EXPECT_EQ(Area()->activeSubWindow(), pSubWindow);
 
     m_lstViews.erase(m_lstViews.begin()); // deletes the view and with it its widget
     Deliver();
     EXPECT_TRUE(pSubWindow.isNull());
+    // The window set aside behind it takes its place, maximised and active.
     ASSERT_EQ(Area()->subWindowList().size(), 1);
     EXPECT_EQ(Area()->subWindowList().front(), SubWindowOf(pOther));
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pOther));
+    EXPECT_TRUE(SubWindowOf(pOther)->isVisible());
+    EXPECT_TRUE(SubWindowOf(pOther)->isMaximized());
 }
 
 TEST_F(CWorkspacePluginTest, CloseAfterInvalidViewIsNoLongerReported)
@@ -214,7 +222,12 @@ TEST_F(CWorkspacePluginTest, UserActivatingAnotherWindowPostsFocusViewForItsView
     ASSERT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
     TakeRecords();
 
-    Area()->setActiveSubWindow(SubWindowOf(pFirst)); // what a user's click does
+    // The user restores the maximised window, which brings the first one back, and clicks it.
+    SubWindowOf(pSecond)->showNormal();
+    Deliver();
+    ASSERT_EQ(SubWindowOf(pFirst)->mdiArea(), Area());
+    EXPECT_TRUE(TakeRecords().empty());
+    Area()->setActiveSubWindow(SubWindowOf(pFirst));
     Deliver();
 
     EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pFirst}}));
@@ -236,6 +249,9 @@ TEST_F(CWorkspacePluginTest, ActiveViewActivatesItsWindowWithoutEchoingFocusView
     EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pFirst}}));
 
     // The signal is connected again afterwards: the user's choice is still reported.
+    SubWindowOf(pFirst)->showNormal();
+    Deliver();
+    TakeRecords();
     Area()->setActiveSubWindow(SubWindowOf(pSecond));
     Deliver();
     EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pSecond}}));
@@ -456,4 +472,111 @@ TEST_F(CWorkspacePluginTest, ViewDestroyedBeforeItsInvalidViewIsForgottenWithIts
     Deliver();
     EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
     EXPECT_EQ(Area()->subWindowList().front(), SubWindowOf(pOther));
+}
+
+TEST_F(CWorkspacePluginTest, WindowsCoveredByAMaximisedOneAreSetAsideOutOfTheArea)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    CTestView* pSecond = AddView("second");
+    CTestView* pThird = AddView("third");
+    PostView("ACTIVE_VIEW", pThird);
+    Deliver();
+
+    ASSERT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pThird));
+    for (CTestView* pCovered : {pFirst, pSecond})
+    {
+        QMdiSubWindow* pSubWindow = SubWindowOf(pCovered);
+        ASSERT_NE(pSubWindow, nullptr);
+        EXPECT_EQ(pSubWindow, Workspace()->WindowOfView(pCovered));
+        EXPECT_TRUE(Workspace()->IsSetAside(pSubWindow));
+        EXPECT_EQ(pSubWindow->mdiArea(), nullptr);
+        EXPECT_FALSE(pSubWindow->isVisible());
+        EXPECT_EQ(pSubWindow->widget(), pCovered->Widget());
+    }
+}
+
+TEST_F(CWorkspacePluginTest, ActiveViewBringsASetAsideWindowBackMaximisedWithoutEcho)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    CTestView* pSecond = AddView("second");
+    PostView("ACTIVE_VIEW", pSecond);
+    Deliver();
+    TakeRecords();
+
+    PostView("ACTIVE_VIEW", pFirst);
+    Deliver();
+
+    ASSERT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
+    EXPECT_TRUE(SubWindowOf(pFirst)->isMaximized());
+    EXPECT_TRUE(SubWindowOf(pFirst)->isVisible());
+    EXPECT_TRUE(Workspace()->IsSetAside(SubWindowOf(pSecond)));
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pFirst}}));
+}
+
+TEST_F(CWorkspacePluginTest, RestoringTheMaximisedWindowBringsTheOthersBackAtTheirPlaces)
+{
+    StartWorkspace();
+    m_lstViews.push_back(std::make_unique<CTestView>("small"));
+    CTestView* pSmall = m_lstViews.back().get();
+    pSmall->m_bShowMaximized = false;
+    pSmall->Widget()->setGeometry(30, 40, 200, 100);
+    PostView("NEW_VIEW", pSmall);
+    Deliver();
+    const QRect rectSmall = SubWindowOf(pSmall)->geometry();
+    CTestView* pBig = AddView("big");
+    PostView("ACTIVE_VIEW", pBig);
+    Deliver();
+    ASSERT_TRUE(Workspace()->IsSetAside(SubWindowOf(pSmall)));
+    TakeRecords();
+
+    SubWindowOf(pBig)->showNormal(); // the user's restore button
+    Deliver();
+
+    EXPECT_EQ(Area()->subWindowList().size(), 2);
+    EXPECT_FALSE(Workspace()->IsSetAside(SubWindowOf(pSmall)));
+    EXPECT_TRUE(SubWindowOf(pSmall)->isVisible());
+    EXPECT_EQ(SubWindowOf(pSmall)->geometry(), rectSmall);
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pBig));
+    EXPECT_TRUE(TakeRecords().empty());
+
+    // Maximising again sets the other one aside again.
+    SubWindowOf(pBig)->showMaximized();
+    Deliver();
+    EXPECT_TRUE(Workspace()->IsSetAside(SubWindowOf(pSmall)));
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+}
+
+TEST_F(CWorkspacePluginTest, ClosingASetAsideWindowStillPostsRemoveView)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    AddView("second");
+    ASSERT_TRUE(Workspace()->IsSetAside(SubWindowOf(pFirst)));
+    TakeRecords();
+
+    EXPECT_FALSE(SubWindowOf(pFirst)->close());
+    Deliver();
+
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"REMOVE_VIEW", pFirst}}));
+}
+
+TEST_F(CWorkspacePluginTest, DeletingThePluginDeletesTheSetAsideWindowsButNotTheWidgets)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    AddView("second");
+    QPointer<QMdiSubWindow> pSetAside = SubWindowOf(pFirst);
+    ASSERT_TRUE(Workspace()->IsSetAside(pSetAside));
+
+    m_pThread->Unsubscribe(m_pProxy.get());
+    delete m_pWorkspace;
+    m_pWorkspace = nullptr;
+
+    EXPECT_TRUE(pSetAside.isNull());
+    ASSERT_NE(pFirst->Widget(), nullptr);
+    EXPECT_EQ(pFirst->Widget()->parentWidget(), nullptr);
 }
