@@ -16,6 +16,7 @@
 #include <QKeySequence>
 #include <QRect>
 #include <QScopedValueRollback>
+#include <QShortcut>
 #include <QString>
 #include <QWidget>
 
@@ -115,6 +116,16 @@ void CWorkspacePlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
                     Area()->setParent(pParent);
                 }
                 Area()->setObjectName(QString::fromUtf8(m_strName.c_str()));
+                if (!m_pNextWindowKey)
+                {
+                    m_pNextWindowKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Tab), Area(),
+                                                     this, [this] { SlotCycleWindows(true); },
+                                                     Qt::WidgetWithChildrenShortcut);
+                    m_pPreviousWindowKey = new QShortcut(
+                        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab), Area(), this,
+                        [this] { SlotCycleWindows(false); }, Qt::WidgetWithChildrenShortcut);
+                    UpdateCycleKeys();
+                }
                 ConnectActivation();
             }
         });
@@ -413,11 +424,54 @@ void CWorkspacePlugin::SetAside(QMdiSubWindow* window)
     window->hide();
     Area()->removeSubWindow(window);
     m_lstSetAside.push_back(std::move(setAside));
+    UpdateCycleKeys();
 }
 
 void CWorkspacePlugin::PruneSetAside()
 {
     std::erase_if(m_lstSetAside, [](const SSetAside& setAside) { return setAside.pWindow.isNull(); });
+    UpdateCycleKeys();
+}
+
+void CWorkspacePlugin::UpdateCycleKeys()
+{
+    const bool bEnabled = !m_lstSetAside.empty();
+    for (QShortcut* pKey : {m_pNextWindowKey.data(), m_pPreviousWindowKey.data()})
+    {
+        if (pKey != nullptr && pKey->isEnabled() != bEnabled)
+        {
+            pKey->setEnabled(bEnabled);
+        }
+    }
+}
+
+void CWorkspacePlugin::SlotCycleWindows(bool forward)
+{
+    PruneSetAside();
+    QMdiSubWindow* pCover = CoveringWindow();
+    if (m_lstSetAside.empty() || pCover == nullptr)
+    {
+        return;
+    }
+    QMdiSubWindow* pNext = forward ? m_lstSetAside.back().pWindow : m_lstSetAside.front().pWindow;
+    for (QMdiSubWindow* pOther : Area()->subWindowList())
+    {
+        SetAside(pOther);
+    }
+    BringBack(pNext, true);
+    {
+        const QScopedValueRollback<bool> arranging(m_bArranging, true);
+        Area()->setActiveSubWindow(pNext);
+    }
+    if (QWidget* pWidget = pNext->widget())
+    {
+        pWidget->setFocus();
+    }
+    // The user's choice, reported as a click on the window would be.
+    if (m_connActivated)
+    {
+        SlotWidgetActivated(pNext->widget());
+    }
 }
 
 void CWorkspacePlugin::BringBack(QMdiSubWindow* window, bool maximized)

@@ -19,6 +19,7 @@
 class QEvent;
 class QMdiArea;
 class QMdiSubWindow;
+class QShortcut;
 class QWidget;
 
 namespace Zarn
@@ -107,6 +108,12 @@ private:
     // Puts every window set aside back, oldest first, once no maximised window covers them.
     void BringBackAll();
     void SlotWindowStateChanged(Qt::WindowStates oldState, Qt::WindowStates newState);
+    // Ctrl+Tab (forward) and Ctrl+Shift+Tab while windows are set aside: the area can only cycle
+    // through what it holds, so the workspace swaps the maximised window itself. Forward takes the
+    // window active most recently before, back the one set aside longest ago.
+    void SlotCycleWindows(bool forward);
+    // The cycling keys are the workspace's only while windows are set aside.
+    void UpdateCycleKeys();
     void ConnectActivation();
     void DisconnectActivation();
     void PostView(const char* szName, Zarn::CPluginBase* view);
@@ -134,4 +141,6 @@ private:
     // Set while the workspace moves windows itself, so that the state changes it causes are not
     // taken for the user's.
     bool m_bArranging = false;
+    QPointer<QShortcut> m_pNextWindowKey;
+    QPointer<QShortcut> m_pPreviousWindowKey;
 };

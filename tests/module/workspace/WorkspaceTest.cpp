@@ -11,6 +11,7 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPointer>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -579,4 +580,37 @@ TEST_F(CWorkspacePluginTest, DeletingThePluginDeletesTheSetAsideWindowsButNotThe
     EXPECT_TRUE(pSetAside.isNull());
     ASSERT_NE(pFirst->Widget(), nullptr);
     EXPECT_EQ(pFirst->Widget()->parentWidget(), nullptr);
+}
+
+TEST_F(CWorkspacePluginTest, CtrlTabSwapsInTheWindowsSetAsideAndReportsTheChoice)
+{
+    StartWorkspace();
+    CTestView* pFirst = AddView("first");
+    CTestView* pSecond = AddView("second");
+    CTestView* pThird = AddView("third");
+    PostView("ACTIVE_VIEW", pThird);
+    Deliver();
+    m_pMainWindow->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
+    pThird->Widget()->setFocus();
+    TakeRecords();
+
+    // Forward: the window active most recently before; twice goes back and forth.
+    QTest::keyClick(pThird->Widget(), Qt::Key_Tab, Qt::ControlModifier);
+    Deliver();
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
+    EXPECT_TRUE(SubWindowOf(pSecond)->isMaximized());
+    EXPECT_EQ(Area()->subWindowList().size(), 1);
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pSecond}}));
+
+    QTest::keyClick(pSecond->Widget(), Qt::Key_Tab, Qt::ControlModifier);
+    Deliver();
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pThird));
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pThird}}));
+
+    // Back: the one set aside longest ago.
+    QTest::keyClick(pThird->Widget(), Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+    Deliver();
+    EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
+    EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"FOCUS_VIEW", pFirst}}));
 }
