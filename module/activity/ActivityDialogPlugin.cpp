@@ -1,14 +1,34 @@
 #include "activity/ActivityDialogPlugin.h"
 
+#include "activity/ActivityDialog.h"
 #include "frame/HostObjects.h"
+#include "frame/MessageBoxes.h"
+#include "frame/Messages.h"
 #include "frame/PluginErrors.h"
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValueScalar.h>
 
-CActivityDialogPlugin::CActivityDialogPlugin() : m_pMessageIdFactory(nullptr) {}
+#include <exception>
+#include <iostream>
 
-CActivityDialogPlugin::~CActivityDialogPlugin() = default;
+namespace
+{
+
+const char* const kDefaultMessage = "Please wait";
+
+} // namespace
+
+CActivityDialogPlugin::CActivityDialogPlugin()
+    : m_pMessageIdFactory(nullptr), m_strMessage(QString::fromLatin1(kDefaultMessage))
+{
+}
+
+CActivityDialogPlugin::~CActivityDialogPlugin()
+{
+    delete m_pDialog.data();
+}
 
 void CActivityDialogPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
@@ -17,22 +37,119 @@ void CActivityDialogPlugin::GetPluginSetup(Zarn::CValueMap& setup)
     setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ActivityDialog"));
 }
 
-void CActivityDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& /*parameters*/)
+void CActivityDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
-    DocView::RunWrapped("CActivityDialogPlugin::Init",
-                        [&] { m_pMessageIdFactory = DocView::BorrowMessageIdFactory(); });
+    DocView::RunWrapped(
+        "CActivityDialogPlugin::Init",
+        [&]
+        {
+            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
+            QString strAnimationFile;
+            if (parameters.HasEntry(Zarn::CValue_Key("animation")))
+            {
+                strAnimationFile = QString::fromStdString(
+                    parameters.EntryString(Zarn::CValue_Key("animation")).StdString());
+                if (strAnimationFile.isNull())
+                {
+                    strAnimationFile = QString::fromLatin1("");
+                }
+            }
+            m_strMessage = QString::fromStdString(
+                parameters.EntryString(Zarn::CValue_Key("message"), Zarn::CString(kDefaultMessage))
+                    .StdString());
+            delete m_pDialog.data();
+            m_pDialog = new CActivityDialog(DocView::ApplicationMainWidget(), nullptr, true,
+                                            m_strMessage, strAnimationFile);
+        });
 }
 
 void CActivityDialogPlugin::Run(Zarn::CValueMap& /*data*/)
 {
-    // Destroys the busy dialog; the map is not used.
+    delete m_pDialog.data();
+    m_pDialog = nullptr;
 }
 
-void CActivityDialogPlugin::UpdateParameters(const Zarn::CValueMap& /*message*/)
+CActivityDialog* CActivityDialogPlugin::Dialog() const
 {
-    DocView::RunWrapped("CActivityDialogPlugin::UpdateParameters",
-                        []
-                        {
-                            // Shows, updates and hides the dialog on the ACTIVITY_ messages.
-                        });
+    return m_pDialog.data();
+}
+
+void CActivityDialogPlugin::UpdateParameters(const Zarn::CValueMap& message)
+{
+    RunWrappedActivityUpdate([&] { HandleMessage(message); });
+}
+
+void CActivityDialogPlugin::HandleMessage(const Zarn::CValueMap& message)
+{
+    // Only the id matters: ACTIVITY_START and ACTIVITY_STOP come without data too.
+    if (!DocView::HasMessageId(message))
+    {
+        return;
+    }
+    if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_START"))
+    {
+        if (m_pDialog)
+        {
+            m_pDialog->SetMessage(m_strMessage);
+        }
+        ShowDialog();
+    }
+    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_STOP"))
+    {
+        m_strMessage = QString::fromLatin1(kDefaultMessage);
+        if (m_pDialog)
+        {
+            m_pDialog->hide();
+            m_pDialog->SetMessage(m_strMessage);
+        }
+    }
+    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_UPDATE"))
+    {
+        const Zarn::CValue* pText = message.Entry("data/message", false);
+        if (pText == nullptr)
+        {
+            return;
+        }
+        const std::string& strText = pText->String().StdString();
+        m_strMessage = QString::fromStdString(strText);
+        std::cout << "receiving message: " << strText << std::endl;
+        if (m_pDialog)
+        {
+            m_pDialog->SetMessage(m_strMessage);
+        }
+    }
+    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ON_ACTION"))
+    {
+        const Zarn::CValue* pAction = DocView::MessageData(message);
+        if (pAction != nullptr && pAction->GenericType() == Zarn::CValue::vtString &&
+            pAction->String().StdString() == "popup_activity")
+        {
+            ShowDialog();
+        }
+    }
+}
+
+void CActivityDialogPlugin::ShowDialog()
+{
+    if (m_pDialog)
+    {
+        m_pDialog->show();
+    }
+}
+
+void RunWrappedActivityUpdate(const std::function<void()>& body)
+{
+    const char* const szOperation = "CActivityDialogPlugin::UpdateParameters";
+    try
+    {
+        body();
+    }
+    catch (const std::exception&)
+    {
+        DocView::RethrowWrapped(szOperation);
+    }
+    catch (...)
+    {
+        throw Zarn::CException(szOperation, "UNKNOWN EXCEPTION!", nullptr);
+    }
 }

@@ -1,40 +1,871 @@
 #include "toolbox/ToolboxPlugin.h"
 
 #include "frame/HostObjects.h"
+#include "frame/MessageBoxes.h"
+#include "frame/Messages.h"
+#include "toolbox/CurrentContext.h"
+#include "toolbox/SystemExceptionTranslator.h"
+#include "toolbox/TekaDebuggableZarnException.h"
+#include "toolbox/ToolEntry.h"
+#include "toolbox/ToolThread.h"
 
-#include <Zarn/Value/ValueContainer.h>
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Plugin/PluginLoader.h>
+#include <Zarn/String/String.h>
+#include <Zarn/System/SystemException.h>
+#include <Zarn/Value/TypeInfo.h>
+#include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
+
+#include <QString>
+
+#include <algorithm>
+#include <iostream>
+#include <memory>
+#include <new>
+
+namespace
+{
+
+const Zarn::CValue_Key kDocuments("documents");
+const Zarn::CValue_Key kViews("views");
+const Zarn::CValue_Key kAvailable("available");
+const Zarn::CValue_Key kAction("action");
+const Zarn::CValue_Key kAdd("add");
+const Zarn::CValue_Key kRemove("remove");
+const Zarn::CValue_Key kUpdate("update");
+const Zarn::CValue_Key kCreate("create");
+
+// The texts of one guarded step: a host exception (what, "Function"), another std::exception
+// (what) and anything else.
+struct SStepTexts
+{
+    const char* m_szHostError;
+    const char* m_szStdError;
+    const char* m_szUnknownError;
+};
+
+const SStepTexts kConfigureTexts = {
+    "An error occurred during plugin configuration.\nThe error message was:\n\"%s\".\nThe "
+    "exception origin is:\n%s",
+    "An internal error occurred during plugin configuration.\nThe error message was:\n\"%s\".",
+    // "An fatal" is the text users and scripts know; keep it.
+    "An fatal error occurred during plugin configuration."};
+
+const SStepTexts kRunTexts = {
+    "An error occurred while running the plugin.\nThe error message was:\n\"%s\".\nThe "
+    "exception origin is:\n%s",
+    "An internal error occurred while running the plugin.\nThe error message was:\n\"%s\".",
+    "An fatal error occurred while running the plugin."};
+
+std::string FunctionOf(const Zarn::CException& exception)
+{
+    const Zarn::CValue* pFunction = exception.Entry(Zarn::CValue_Key("Function"));
+    return pFunction != nullptr && pFunction->GenericType() == Zarn::CValue::vtString
+               ? pFunction->String().StdString()
+               : std::string();
+}
+
+std::string HostErrorText(const SStepTexts& texts, const Zarn::CException& exception)
+{
+    return Zarn::CStringTools::Printf(texts.m_szHostError, exception.what(),
+                                      FunctionOf(exception).c_str());
+}
+
+// Runs one step; an empty result means it succeeded, otherwise the text tells the user why not.
+template <class TStep> std::string RunGuardedStep(const SStepTexts& texts, TStep&& step)
+{
+    try
+    {
+        step();
+    }
+    catch (const TekaDebuggableZarnException& exception)
+    {
+        return HostErrorText(texts, exception);
+    }
+    catch (const Zarn::CException& exception)
+    {
+        return HostErrorText(texts, exception);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return "Out of memory.";
+    }
+    catch (const std::exception& exception)
+    {
+        return Zarn::CStringTools::Printf(texts.m_szStdError, exception.what());
+    }
+    catch (...)
+    {
+        return texts.m_szUnknownError;
+    }
+    return std::string();
+}
+
+// A string entry, or the default when it is missing or of another kind.
+std::string StringEntry(const Zarn::CValueMap& map, const Zarn::CValue_Key& key,
+                        const std::string& defaultValue = std::string())
+{
+    return map.HasEntry(key, Zarn::CValue::vtString) ? map.EntryString(key).StdString()
+                                                     : defaultValue;
+}
+
+// The part of a plug-in name after its last backslash.
+std::string ShortName(const std::string& name)
+{
+    const size_t nSlash = name.rfind('\\');
+    return nSlash == std::string::npos ? name : name.substr(nSlash + 1);
+}
+
+// The tool's "PluginName", or "<unnamed>"; never throws.
+std::string PluginNameOf(CToolEntry* entry)
+{
+    try
+    {
+        if (entry != nullptr && entry->Tool() != nullptr)
+        {
+            Zarn::CValueMap setup;
+            entry->Tool()->GetPluginSetup(setup);
+            if (setup.HasEntry(Zarn::CValue_Key("PluginName"), Zarn::CValue::vtString))
+            {
+                return setup.EntryString(Zarn::CValue_Key("PluginName")).StdString();
+            }
+        }
+    }
+    catch (...)
+    {
+    }
+    return "<unnamed>";
+}
+
+QString ToQString(const std::string& text)
+{
+    return QString::fromStdString(text);
+}
+
+// Native view creation by tools is on its way out; every output that still uses it says so.
+void WriteDeprecationBanner()
+{
+    const char* const szStars =
+        "************************************************************************************";
+    const char* const szBlank =
+        "*                                                                                  *";
+    std::cerr << "\n"
+              << szStars << "\n"
+              << szBlank << "\n"
+              << "* WARNING ! Native view creation by tools is deprecated and will be removed soon "
+                 "! *\n"
+              << szBlank << "\n"
+              << "*           Please use the create vector instead. See documentation for "
+                 "details.   *\n"
+              << szBlank << "\n"
+              << szStars << std::endl;
+}
+
+} // namespace
 
 // The constructor's name and Init's default differ in one letter ("Toolbox", "ToolBox") on
 // purpose: hosts see both in setup records and rely on them.
 CToolboxPlugin::CToolboxPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strName("CToolboxPlugin")
+      m_strName("CToolboxPlugin"), m_pFocusedDocument(nullptr), m_pActiveView(nullptr)
 {
 }
 
+// The tools are released by DeleteData, not here.
 CToolboxPlugin::~CToolboxPlugin() = default;
 
 void CToolboxPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
+    DocView::SetCurrentContext("CToolboxPlugin::GetPluginSetup()");
     setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
     setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
 }
 
 void CToolboxPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
+    DocView::SetCurrentContext("CToolboxPlugin::Init()");
     m_pCommThread = DocView::BorrowCommThread();
     m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
     m_pLogger = DocView::BorrowLogger();
     m_strName = parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("CToolBoxPlugin"));
+
+    const Zarn::CValue_Key toolsKey("tool plugins");
+    if (parameters.HasEntry(toolsKey))
+    {
+        const Zarn::CValue* pTools = parameters.Entry(toolsKey, true);
+        const Zarn::CValueVector* pDescriptions = pTools->Vector();
+        if (pDescriptions == nullptr)
+        {
+            throw Zarn::CExBadType(ZARN_LOCATION, pTools);
+        }
+        // The size is read again after every tool.
+        for (unsigned int i = 0; i < pDescriptions->Size(); ++i)
+        {
+            const Zarn::CValue* pDescription = pDescriptions->Entry(Zarn::CValue_Key(i), true);
+            if (pDescription != nullptr && pDescription->GenericType() == Zarn::CValue::vtMap)
+            {
+                LoadToolPlugin(*pDescription->Map(), true);
+            }
+        }
+        UpdatePlugins();
+    }
+
+    m_state.SetEntry(kDocuments, new Zarn::CValueMap);
+    m_state.SetEntry(kViews, new Zarn::CValueMap);
+}
+
+void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRegister)
+{
+    const std::string strPlugin = StringEntry(description, Zarn::CValue_Key("plugin"));
+    DocView::SetCurrentContext(strPlugin);
+
+    std::unique_ptr<Zarn::CPluginBase> pTool;
+    try
+    {
+        pTool.reset(Zarn::GetNewPluginInstance(strPlugin.c_str()));
+    }
+    catch (const Zarn::CException& exception)
+    {
+        std::cerr << "Tool plugin " << strPlugin << " not loaded... '"
+                  << "\n\t" << exception.what() << "'" << std::endl;
+        return;
+    }
+    catch (const std::exception& exception)
+    {
+        std::cerr << "Tool plugin " << strPlugin << " not loaded... '"
+                  << "\n\t" << exception.what() << "'" << std::endl;
+        return;
+    }
+    catch (...)
+    {
+        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
+        return;
+    }
+    if (pTool == nullptr)
+    {
+        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
+        return;
+    }
+
+    const Zarn::CValue_Key callActionKey("callaction");
+    if (!description.HasEntry(callActionKey, Zarn::CValue::vtString))
+    {
+        return;
+    }
+    std::cerr << "Tool plugin " << strPlugin << " loaded." << std::endl;
+    const std::string strShortName = ShortName(strPlugin);
+
+    pTool->Init(nullptr, description);
+    pTool->UpdateParameters(description);
+
+    auto pEntry = std::make_unique<CToolEntry>(pTool.release());
+    const Zarn::CValue_Key threadedKey("threaded");
+    if (description.HasEntry(threadedKey, Zarn::CValue::vtBool))
+    {
+        pEntry->SetThreaded(description.EntryBool(threadedKey));
+    }
+
+    std::string strConfigAction;
+    const Zarn::CValue_Key configPluginKey("configplugin");
+    if (description.HasEntry(configPluginKey))
+    {
+        const std::string strConfig = StringEntry(description, configPluginKey);
+        std::unique_ptr<Zarn::CPluginBase> pConfig;
+        try
+        {
+            pConfig.reset(Zarn::GetNewPluginInstance(strConfig.c_str()));
+        }
+        catch (const Zarn::CException& exception)
+        {
+            std::cerr << "Tool's config plugin " << strConfig << " not loaded... '"
+                      << "\n\t" << exception.what() << "'" << std::endl;
+            return;
+        }
+        catch (...)
+        {
+            std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
+            return;
+        }
+        if (pConfig == nullptr)
+        {
+            std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
+            return;
+        }
+        pConfig->Init(nullptr, description);
+        pEntry->SetConfig(pConfig.release());
+        std::clog << "Tool's config plugin " << strConfig << " loaded." << std::endl;
+        strConfigAction = StringEntry(description, Zarn::CValue_Key("configaction"));
+    }
+
+    const std::string strCallAction = description.EntryString(callActionKey).StdString();
+    if (bRegister)
+    {
+        Zarn::CValueMap& saved = m_actionParameters[strCallAction];
+        saved.Clear();
+        saved = description;
+    }
+    m_actionNames[strCallAction] = strShortName;
+    CToolEntry* pLoaded = pEntry.release();
+    if (!strConfigAction.empty())
+    {
+        m_configActions[strConfigAction] = pLoaded;
+    }
+    // A second description with the same call action takes the slot; the earlier entry is
+    // left as it is (descriptions are loaded once).
+    m_actions[strCallAction] = pLoaded;
 }
 
 void CToolboxPlugin::DeleteData()
 {
-    // Releases the loaded tools and their configuration plug-ins.
+    DocView::SetCurrentContext("CToolboxPlugin::DeleteData()");
+    for (auto& [strAction, pEntry] : m_actions)
+    {
+        delete pEntry;
+        pEntry = nullptr;
+    }
+    m_actions.clear();
+    m_configActions.clear();
 }
 
-void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& /*message*/)
+void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    // Tracks documents and views and runs tools on ON_ACTION.
+    // A native fault in a tool run on this thread is reported like a thrown error.
+    Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
+    if (!DocView::HasMessageIdAndData(message))
+    {
+        return;
+    }
+    Zarn::CMessageIdFactory* pIds = m_pMessageIdFactory;
+    const Zarn::CValue* pData = DocView::MessageData(message);
+
+    if (DocView::IsMessage(pIds, message, "ACTIVE_VIEW"))
+    {
+        SetActiveView(pData);
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "NEW_DOCUMENT"))
+    {
+        AddNewDocument(DocView::PointerOf<Zarn::CValueMap>(pData));
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "INVALID_DOCUMENT"))
+    {
+        InvalidateDocument(DocView::PointerOf<Zarn::CValueMap>(pData));
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "NEW_VIEW"))
+    {
+        NewView(DocView::PointerOf<Zarn::CPluginBase>(pData));
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "INVALID_VIEW"))
+    {
+        InvalidateView(DocView::PointerOf<Zarn::CPluginBase>(pData));
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "CHANGED_DOCUMENT") ||
+             DocView::IsMessage(pIds, message, "CHANGED_VIEW"))
+    {
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "UPDATE_CONTEXT"))
+    {
+        UpdateContext(Zarn::CValueMap(*pData));
+        UpdatePlugins();
+    }
+    else if (DocView::IsMessage(pIds, message, "ON_ACTION"))
+    {
+        OnAction(pData);
+    }
+    else if (DocView::IsMessage(pIds, message, "ACTIVITY_STOP"))
+    {
+        OnActivityStop(message);
+    }
+
+    if (DocView::IsMessage(pIds, message, "ON_CONFIGURE"))
+    {
+        OnConfigure(pData);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The workspace picture
+
+void CToolboxPlugin::AddNewDocument(Zarn::CValueMap* document)
+{
+    DocView::SetCurrentContext("CToolboxPlugin::AddNewDocument()");
+    if (document == nullptr)
+    {
+        return;
+    }
+    // No duplicate check: a document announced twice is listed twice.
+    m_documents.push_back(document);
+    RebuildAvailableDocuments();
+}
+
+void CToolboxPlugin::InvalidateDocument(Zarn::CValueMap* document)
+{
+    DocView::SetCurrentContext("CToolboxPlugin::InvalidateDocument()");
+    if (document == nullptr)
+    {
+        return;
+    }
+    const auto it = std::find(m_documents.begin(), m_documents.end(), document);
+    if (it != m_documents.end())
+    {
+        m_documents.erase(it);
+    }
+    if (document == m_pFocusedDocument)
+    {
+        m_pFocusedDocument = nullptr;
+        m_state.RemoveEntry(Zarn::CValue_Path("documents/focused"));
+    }
+    if (m_documents.empty())
+    {
+        m_state.RemoveEntry(Zarn::CValue_Path("documents/available"));
+    }
+    else
+    {
+        RebuildAvailableDocuments();
+    }
+}
+
+void CToolboxPlugin::NewView(Zarn::CPluginBase* view)
+{
+    DocView::SetCurrentContext("CToolboxPlugin::NewView()");
+    if (view == nullptr)
+    {
+        return;
+    }
+    m_views.insert(view);
+    RebuildAvailableViews();
+}
+
+void CToolboxPlugin::InvalidateView(Zarn::CPluginBase* view)
+{
+    DocView::SetCurrentContext("CToolboxPlugin::InvalidateView()");
+    if (view == nullptr)
+    {
+        return;
+    }
+    m_views.erase(view);
+    if (view == m_pActiveView)
+    {
+        m_pActiveView = nullptr;
+        m_state.RemoveEntry(Zarn::CValue_Path("views/active"));
+    }
+    if (m_views.empty())
+    {
+        m_state.RemoveEntry(Zarn::CValue_Path("views/available"));
+        return;
+    }
+    RebuildAvailableViews();
+}
+
+void CToolboxPlugin::SetActiveView(const Zarn::CValue* data)
+{
+    m_pActiveView = DocView::PointerOf<Zarn::CPluginBase>(data);
+    if (m_pActiveView == nullptr)
+    {
+        m_state.RemoveEntry(Zarn::CValue_Path("views/active"));
+        return;
+    }
+
+    Zarn::CValueMap description;
+    m_pActiveView->Run(description);
+    const Zarn::CValue_Key documentKey("document");
+    Zarn::CValueMap* pDocument =
+        description.HasEntry(documentKey)
+            ? DocView::PointerOf<Zarn::CValueMap>(description.Entry(documentKey, true))
+            : nullptr;
+    if (pDocument != nullptr)
+    {
+        // Only the view its document names as active takes the focus to that document.
+        const Zarn::CValue* pActive = pDocument->Entry(Zarn::CValue_Key("active_view"), false);
+        const bool bSameView =
+            pActive != nullptr && pActive->GenericType() == Zarn::CValue::vtPointer &&
+            Zarn::AreTypesEqual(pActive->ElementType(), typeid(Zarn::CPluginBase)) &&
+            DocView::PointerOf<Zarn::CPluginBase>(pActive) == m_pActiveView;
+        if (bSameView && pDocument != m_pFocusedDocument)
+        {
+            m_pFocusedDocument = pDocument;
+            m_state.SetEntry(Zarn::CValue_Path("documents/focused"),
+                             new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+        }
+    }
+    m_state.SetEntry(Zarn::CValue_Path("views/active"), data->Clone(Zarn::CValue::tfShare));
+}
+
+void CToolboxPlugin::UpdateContext(const Zarn::CValueMap& context)
+{
+    m_state.SetEntry(Zarn::CValue_Path("context/context"), context.Clone(Zarn::CValue::tfShare));
+}
+
+void CToolboxPlugin::RebuildAvailableDocuments()
+{
+    auto* pAvailable = new Zarn::CValueVector;
+    m_state.SetEntry(Zarn::CValue_Path("documents/available"), pAvailable);
+    for (Zarn::CValueMap* pDocument : m_documents)
+    {
+        pAvailable->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    }
+}
+
+void CToolboxPlugin::RebuildAvailableViews()
+{
+    auto* pAvailable = new Zarn::CValueVector;
+    m_state.SetEntry(Zarn::CValue_Path("views/available"), pAvailable);
+    for (Zarn::CPluginBase* pView : m_views)
+    {
+        pAvailable->PushBack(new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
+    }
+}
+
+void CToolboxPlugin::UpdatePlugins()
+{
+    Zarn::CValueMap input;
+    input.SetEntry(Zarn::CValue_Key("input"), m_state.Clone(Zarn::CValue::tfShare));
+    Zarn::CValueMap controls;
+    // Configuration actions are always enabled.
+    for (const auto& [strAction, pEntry] : m_configActions)
+    {
+        controls.SetEntry(Zarn::CValue_Key(strAction.c_str()), new Zarn::CValueBool(true));
+    }
+
+    CToolEntry* pCurrent = nullptr;
+    bool bChanged = false;
+    try
+    {
+        for (const auto& [strAction, pEntry] : m_actions)
+        {
+            if (pEntry != nullptr && pEntry->HasConfig() && pEntry->Config() != nullptr)
+            {
+                pCurrent = pEntry;
+                pEntry->Config()->UpdateParameters(input);
+            }
+        }
+        for (const auto& [strAction, pEntry] : m_actions)
+        {
+            pCurrent = pEntry;
+            const bool bEnabled = pEntry != nullptr && pEntry->Tool()->TestParameters(input);
+            if (pEntry != nullptr && bEnabled != pEntry->IsEnabled())
+            {
+                controls.SetEntry(Zarn::CValue_Key(strAction.c_str()),
+                                  new Zarn::CValueBool(bEnabled));
+                pEntry->SetEnabled(bEnabled);
+                bChanged = true;
+            }
+            // A disabled tool is not told about the new input.
+            if (bEnabled)
+            {
+                pEntry->Tool()->UpdateParameters(input);
+            }
+        }
+    }
+    catch (const Zarn::CException& exception)
+    {
+        const std::string strInstance = exception.instance();
+        throw Zarn::CException(Zarn::CStringTools::Printf("CToolboxPlugin::UpdatePlugins -> %s",
+                                                          FunctionOf(exception).c_str())
+                                   .c_str(),
+                               exception.what(),
+                               Zarn::CStringTools::Printf("GUICommunicationThread -> %s",
+                                                          strInstance.empty()
+                                                              ? PluginNameOf(pCurrent).c_str()
+                                                              : strInstance.c_str())
+                                   .c_str());
+    }
+    catch (const std::exception& exception)
+    {
+        throw Zarn::CException(
+            "CToolboxPlugin::UpdatePlugins",
+            Zarn::CStringTools::Printf("STL-EXCEPTION %s", exception.what()).c_str(),
+            PluginNameOf(pCurrent).c_str());
+    }
+    catch (...)
+    {
+        throw Zarn::CException("CToolboxPlugin::UpdatePlugins",
+                               "UNKNOWN EXCEPTION! Someone has done mischief!",
+                               PluginNameOf(pCurrent).c_str());
+    }
+
+    if (bChanged)
+    {
+        Send("UPDATE_CONTROLS", controls.Clone(Zarn::CValue::tfShare));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Running and configuring tools
+
+void CToolboxPlugin::OnAction(const Zarn::CValue* data)
+{
+    if (data == nullptr || data->GenericType() != Zarn::CValue::vtString)
+    {
+        throw Zarn::CException("ON_ACTION", "Invalid message data!", nullptr);
+    }
+    const std::string strAction = data->String().StdString();
+    DocView::SetCurrentContext(strAction);
+
+    const auto it = m_actions.find(strAction);
+    if (it != m_actions.end() && it->second != nullptr && it->second->HasConfig())
+    {
+        CToolEntry* pEntry = it->second;
+        bool bConfigured = false;
+        const std::string strError =
+            RunGuardedStep(kConfigureTexts, [&] { bConfigured = pEntry->Configure(0); });
+        if (!strError.empty())
+        {
+            DocView::ShowCriticalMessage(QStringLiteral("Error During Configuration"),
+                                         ToQString(strError));
+            ReloadTool(strAction, false);
+            UpdatePlugins();
+            return;
+        }
+        if (!bConfigured)
+        {
+            // Cancelled: the tool is not run.
+            return;
+        }
+    }
+
+    const std::string strError = RunGuardedStep(kRunTexts, [&] { ExecuteAction(strAction); });
+    if (!strError.empty())
+    {
+        DocView::ShowCriticalMessage(QStringLiteral("Plugin Error"), ToQString(strError));
+        ReloadTool(strAction, false);
+    }
+    UpdatePlugins();
+}
+
+void CToolboxPlugin::ExecuteAction(const std::string& action)
+{
+    DocView::SetCurrentContext(action);
+    const auto it = m_actions.find(action);
+    if (it != m_actions.end() && it->second != nullptr)
+    {
+        CToolEntry* pEntry = it->second;
+        if (pEntry->IsThreaded())
+        {
+            auto* pStart = new Zarn::CValueMap;
+            pStart->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+            Send("ACTIVITY_START", pStart);
+
+            auto pThread = std::make_unique<CToolThread>(pEntry->Tool());
+            const auto itName = m_actionNames.find(action);
+            pThread->SetName(Zarn::CString(itName != m_actionNames.end() ? itName->second : ""));
+            if (!pThread->Create())
+            {
+                // The activity display waits for a stop that no thread will send.
+                auto* pStop = new Zarn::CValueMap;
+                pStop->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+                Send("ACTIVITY_STOP", pStop);
+                throw Zarn::CException("CToolboxPlugin::ExecuteAction",
+                                       "The tool thread could not be started.", action.c_str());
+            }
+            // Deleted by the handler of the "ACTIVITY_STOP" the thread posts.
+            pThread.release();
+            return;
+        }
+
+        std::unique_ptr<Zarn::CValueMap> pData(new Zarn::CValueMap);
+        pData->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+        try
+        {
+            Zarn::RunWithSystemExceptionGuard([&] { pEntry->Tool()->Run(*pData); });
+        }
+        catch (...)
+        {
+            Send("ACTIVITY_STOP", pData.release());
+            throw;
+        }
+        Send("ACTIVITY_STOP", pData.release());
+        return;
+    }
+
+    const auto itConfig = m_configActions.find(action);
+    if (itConfig != m_configActions.end() && itConfig->second != nullptr)
+    {
+        itConfig->second->Configure(0);
+    }
+}
+
+void CToolboxPlugin::OnActivityStop(const Zarn::CValueMap& message)
+{
+    const std::string strError = RunGuardedStep(kRunTexts, [&] { HandleToolOutput(message); });
+    if (strError.empty())
+    {
+        UpdatePlugins();
+        return;
+    }
+    DocView::ShowCriticalMessage(QStringLiteral("Plugin Error"), ToQString(strError));
+    // Only a run on this thread names its action; a tool thread's run is not reloaded.
+    const Zarn::CValue* pAction = message.Entry("data/action", false);
+    if (pAction != nullptr && pAction->GenericType() == Zarn::CValue::vtString)
+    {
+        const std::string strAction = pAction->String().StdString();
+        if (m_actions.count(strAction) != 0)
+        {
+            ReloadTool(strAction, true);
+        }
+    }
+}
+
+void CToolboxPlugin::OnConfigure(const Zarn::CValue* data)
+{
+    if (data == nullptr || data->GenericType() != Zarn::CValue::vtString)
+    {
+        throw Zarn::CException("ON_CONFIGURE", "Invalid message data!", nullptr);
+    }
+    const std::string strAction = data->String().StdString();
+    const auto it = m_actions.find(strAction);
+    if (it != m_actions.end() && it->second != nullptr)
+    {
+        DocView::SetCurrentContext(strAction);
+        // Silent: the configuration plug-in delivers its parameters without a dialog.
+        it->second->Configure(2);
+    }
+    UpdatePlugins();
+}
+
+void CToolboxPlugin::HandleToolOutput(const Zarn::CValueMap& message)
+{
+    static const Zarn::CValueMap kNoData;
+    const Zarn::CValue* pData = DocView::MessageData(message);
+    const Zarn::CValueMap& data =
+        pData != nullptr && pData->Map() != nullptr ? *pData->Map() : kNoData;
+
+    CToolThread* pThread = nullptr;
+    const Zarn::CValue_Key threadKey("toolthread");
+    if (data.HasEntry(threadKey))
+    {
+        pThread = DocView::PointerOf<CToolThread>(data.Entry(threadKey, true));
+        if (pThread != nullptr && pThread->Failed())
+        {
+            // Nothing of the output is used. The thread is joined and deleted here, so that
+            // failing runs do not pile up finished threads.
+            const Zarn::CException error(pThread->Error());
+            pThread->Wait();
+            delete pThread;
+            throw error;
+        }
+    }
+
+    const Zarn::CValue_Key outputKey("output");
+    const Zarn::CValueMap* pOutput = data.HasEntry(outputKey, Zarn::CValue::vtMap)
+                                         ? data.Entry(outputKey, true)->Map()
+                                         : nullptr;
+    if (pOutput != nullptr)
+    {
+        auto postEach =
+            [this](const Zarn::CValueMap& group, const Zarn::CValue_Key& key, const char* name)
+        {
+            if (!group.HasEntry(key, Zarn::CValue::vtVector))
+            {
+                return;
+            }
+            const Zarn::CValueVector* pElements = group.Entry(key, true)->Vector();
+            for (unsigned int i = 0; i < pElements->Size(); ++i)
+            {
+                Send(name,
+                     pElements->Entry(Zarn::CValue_Key(i), true)->Clone(Zarn::CValue::tfShare));
+            }
+        };
+
+        if (pOutput->HasEntry(kDocuments, Zarn::CValue::vtMap))
+        {
+            const Zarn::CValueMap& documents = *pOutput->Entry(kDocuments, true)->Map();
+            postEach(documents, kAdd, "ADD_DOCUMENT");
+            postEach(documents, kRemove, "REMOVE_DOCUMENT");
+            postEach(documents, kUpdate, "UPDATE_DOCUMENT");
+        }
+        if (pOutput->HasEntry(kViews, Zarn::CValue::vtMap))
+        {
+            const Zarn::CValueMap& views = *pOutput->Entry(kViews, true)->Map();
+            if (views.HasEntry(kAdd, Zarn::CValue::vtVector))
+            {
+                WriteDeprecationBanner();
+                postEach(views, kAdd, "ADD_VIEW");
+            }
+            postEach(views, kCreate, "CREATE_VIEW");
+            postEach(views, kRemove, "REMOVE_VIEW");
+            postEach(views, kUpdate, "UPDATE_VIEW");
+        }
+        if (pOutput->HasEntry(Zarn::CValue_Key("error")))
+        {
+            const Zarn::CValue* pText = pOutput->Entry("error/message", false);
+            const std::string strText =
+                pText != nullptr && pText->GenericType() == Zarn::CValue::vtString
+                    ? pText->String().StdString()
+                    : std::string();
+            DocView::ShowCriticalMessage(QStringLiteral("Error while running plugin"),
+                                         ToQString(strText));
+            const Zarn::CValue* pExit = pOutput->Entry("error/exit", false);
+            if (pExit != nullptr && pExit->GenericType() == Zarn::CValue::vtBool && pExit->Bool())
+            {
+                Send("SHUTDOWN", nullptr);
+            }
+        }
+    }
+
+    if (pThread != nullptr)
+    {
+        std::clog << "Calling Wait() to clean up toolbox thread ..." << std::endl;
+        if (!pThread->Wait())
+        {
+            std::clog << "Toolbox thread already finished." << std::endl;
+        }
+        std::clog << "Deleting toolbox thread ..." << std::endl;
+        delete pThread;
+    }
+}
+
+void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
+{
+    CToolEntry* pEntry = nullptr;
+    std::string strCallAction;
+    const auto it = m_actions.find(action);
+    if (it != m_actions.end())
+    {
+        pEntry = it->second;
+        strCallAction = action;
+    }
+    else
+    {
+        const auto itConfig = m_configActions.find(action);
+        pEntry = itConfig != m_configActions.end() ? itConfig->second : nullptr;
+        for (const auto& [strName, pCandidate] : m_actions)
+        {
+            if (pCandidate == pEntry && pEntry != nullptr)
+            {
+                strCallAction = strName;
+            }
+        }
+    }
+
+    // No slot may name the entry once it is gone; a successful reload fills them again.
+    for (auto itSlot = m_actions.begin(); itSlot != m_actions.end();)
+    {
+        itSlot = itSlot->second == pEntry ? m_actions.erase(itSlot) : std::next(itSlot);
+    }
+    for (auto itSlot = m_configActions.begin(); itSlot != m_configActions.end();)
+    {
+        itSlot = itSlot->second == pEntry ? m_configActions.erase(itSlot) : std::next(itSlot);
+    }
+    delete pEntry;
+
+    const auto itDescription = m_actionParameters.find(strCallAction);
+    if (strCallAction.empty() || itDescription == m_actionParameters.end())
+    {
+        return;
+    }
+    // A copy: registering clears the saved description before it is filled again.
+    const Zarn::CValueMap description(itDescription->second);
+    LoadToolPlugin(description, bRegister);
+}
+
+void CToolboxPlugin::Send(const char* name, Zarn::CValue* data)
+{
+    DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, name, data);
 }

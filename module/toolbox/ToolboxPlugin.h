@@ -2,6 +2,12 @@
 
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/String/String.h>
+#include <Zarn/Value/ValueContainer.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
 
 namespace Zarn
 {
@@ -10,28 +16,88 @@ class CMessageIdFactory;
 class CMessageThread;
 } // namespace Zarn
 
+class CToolEntry;
+
 // Runs tool plug-ins on the focused document and turns their output into document and view
-// changes. Created by the module entry as "Toolbox". GUI thread only. The host objects borrowed
-// in Init are never deleted. Init and UpdateParameters are not wrapped: what they throw reaches
-// the caller unchanged.
+// changes. Created by the module entry as "Toolbox". Loads the tools of "tool plugins" in Init,
+// keeps a picture of the workspace (documents, views, focus, context) that it hands to every
+// tool, posts "UPDATE_CONTROLS" with the actions whose enabled state changed, runs a tool on
+// "ON_ACTION" (on the GUI thread, or in a CToolThread when its description says "threaded") and
+// configures it on "ON_CONFIGURE".
+//
+// GUI thread only; tool threads never touch its members. A failing configuration or run is shown
+// in a critical message box and the tool is reloaded from its description. Init and
+// UpdateParameters are not wrapped: what they throw otherwise reaches the caller unchanged. The
+// host objects borrowed in Init are never deleted. DeleteData releases the tools; the
+// destructor does not.
 class CToolboxPlugin : public Zarn::CPluginBase
 {
 public:
     CToolboxPlugin();
+    CToolboxPlugin(const CToolboxPlugin&) = delete;
+    CToolboxPlugin& operator=(const CToolboxPlugin&) = delete;
     ~CToolboxPlugin() override;
 
     using Zarn::CPluginBase::Init;
     // "Version" and "PluginName"; no "PluginType", "PluginSubType" or "WidgetPtr".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Borrows "tmp/commthread", "tmp/messageidfactory" and "tmp/logger", then reads "name"
-    // (default "CToolBoxPlugin").
+    // Borrows "tmp/commthread", "tmp/messageidfactory" and "tmp/logger", reads "name" (default
+    // "CToolBoxPlugin") and loads the tools of "tool plugins" (then posts their enabled state).
     void Init(void* context, const Zarn::CValueMap& parameters) override;
+    // Destroys every tool entry; the workspace picture and the saved descriptions stay.
     void DeleteData() override;
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
+    // Loads one tool from its description ("plugin", "callaction", optional "threaded",
+    // "configplugin", "configaction"). Failures to create the tool or its configuration
+    // plug-in are written to the console and skip the tool; what the tool's Init or
+    // UpdateParameters throws reaches the caller. With `bRegister` the description is saved
+    // for later reloads.
+    void LoadToolPlugin(const Zarn::CValueMap& description, bool bRegister);
+
+    // The workspace picture handed to the tools under "input".
+    const Zarn::CValueMap& State() const { return m_state; }
+
 private:
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
-    Zarn::CMessageThread* m_pCommThread;
-    Zarn::CLogger* m_pLogger;
+    // The workspace picture.
+    void AddNewDocument(Zarn::CValueMap* document);
+    void InvalidateDocument(Zarn::CValueMap* document);
+    void NewView(Zarn::CPluginBase* view);
+    void InvalidateView(Zarn::CPluginBase* view);
+    void SetActiveView(const Zarn::CValue* data);
+    void UpdateContext(const Zarn::CValueMap& context);
+    void RebuildAvailableDocuments();
+    void RebuildAvailableViews();
+
+    // Asks every tool whether it can run on the picture and posts the changes. The first tool
+    // error ends the pass and is rethrown as a Zarn::CException naming the tool.
+    void UpdatePlugins();
+
+    // Message flows.
+    void OnAction(const Zarn::CValue* data);
+    void OnActivityStop(const Zarn::CValueMap& message);
+    void OnConfigure(const Zarn::CValue* data);
+    void ExecuteAction(const std::string& action);
+    void HandleToolOutput(const Zarn::CValueMap& message);
+
+    // Destroys the entry under `action` (a call or configuration action), forgets every slot
+    // that names it and loads its tool again from the saved description. When the reload does
+    // not bring the tool back, its actions are gone.
+    void ReloadTool(const std::string& action, bool bRegister);
+
+    void Send(const char* name, Zarn::CValue* data);
+
+    Zarn::CMessageIdFactory* m_pMessageIdFactory; // lent by the host
+    Zarn::CMessageThread* m_pCommThread;          // lent by the host
+    Zarn::CLogger* m_pLogger;                     // lent by the host
     Zarn::CString m_strName;
+    std::vector<Zarn::CValueMap*> m_documents; // lent, in order of announcement
+    Zarn::CValueMap* m_pFocusedDocument;       // lent
+    std::set<Zarn::CPluginBase*> m_views;      // lent, in address order
+    Zarn::CPluginBase* m_pActiveView;          // lent
+    Zarn::CValueMap m_state;
+    std::map<std::string, CToolEntry*> m_actions;       // owned, under the call action
+    std::map<std::string, CToolEntry*> m_configActions; // shares the entries of m_actions
+    std::map<std::string, Zarn::CValueMap> m_actionParameters;
+    std::map<std::string, std::string> m_actionNames; // the tool's file name, no directory
 };

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <Zarn/Export.h>
+
+#include <cstdint>
+#include <type_traits>
+
+namespace Zarn
+{
+
+// Native faults (a null dereference, an integer division by zero, a stack overflow...) raised
+// inside guarded code are turned into calls of the calling thread's translator, which usually
+// throws a host exception; the fault then leaves the guard like an ordinary exception. Fault
+// codes are the Windows exception codes that error texts name (0xC0000005 for an access
+// violation, 0xC0000094 for an integer division by zero, 0xC00000FD for a stack overflow,
+// 0x40010005 for Ctrl+C), so that texts read the same on every platform.
+
+// What the translator learns about a fault, besides its code. Lent for the translator's call only.
+struct SSystemExceptionInfo
+{
+    std::uint32_t code;   // the Windows exception code
+    int signal;           // the signal that reported the fault (SIGSEGV, SIGFPE...)
+    int signalCode;       // si_code of the signal (FPE_INTDIV, SEGV_MAPERR...)
+    void* faultAddress;   // si_addr: the faulting address or instruction
+};
+
+// Called on the faulting thread after it has left the faulting code and returned to the
+// innermost guard. It may throw (the exception leaves the guard) or return: then the guard
+// returns normally. For 0x40010005 (SIGINT raised by the thread itself) it is called from the
+// signal handler without leaving the code, must not throw, and execution continues.
+using SystemExceptionTranslator = void (*)(std::uint32_t code, SSystemExceptionInfo* info);
+
+// Installs `translator` (null: none) for the calling thread and returns the previous one. The first
+// installation on a thread gives it an alternate signal stack (freed when the thread ends) so
+// that a stack overflow can be reported as well.
+ZARN_CORE_API SystemExceptionTranslator SetSystemExceptionTranslator(
+    SystemExceptionTranslator translator);
+
+// Runs `body(context)` under a guard: a native fault inside it jumps back here and is handed to
+// the thread's translator. Guards nest; the innermost one catches. Without a translator on the
+// thread, or outside any guard, a fault keeps its default effect (the process dies by its
+// signal). Destructors of the frames between the fault and the guard do not run, and locks held
+// there stay held. A signal sent by another process is never translated.
+ZARN_CORE_API void RunWithSystemExceptionGuard(void (*body)(void*), void* context);
+
+// The same for any callable.
+template <class Body>
+void RunWithSystemExceptionGuard(Body&& body)
+{
+    using BodyType = std::remove_reference_t<Body>;
+    RunWithSystemExceptionGuard([](void* context) { (*static_cast<BodyType*>(context))(); },
+                                const_cast<void*>(static_cast<const void*>(&body)));
+}
+
+} // namespace Zarn

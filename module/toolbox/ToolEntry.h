@@ -1,0 +1,46 @@
+#pragma once
+
+namespace Zarn
+{
+class CPluginBase;
+} // namespace Zarn
+
+// One loaded tool of the toolbox: the tool plug-in, its optional configuration plug-in and the
+// enabled state last reported to the GUI. Owns both plug-ins: destruction calls the tool's
+// DeleteData and deletes it, then deletes the configuration plug-in (without DeleteData). GUI
+// thread only; a tool thread only borrows the tool for one run.
+class CToolEntry
+{
+public:
+    // Takes the tool; not threaded, not enabled, no configuration.
+    explicit CToolEntry(Zarn::CPluginBase* tool);
+    CToolEntry(const CToolEntry&) = delete;
+    CToolEntry& operator=(const CToolEntry&) = delete;
+    ~CToolEntry();
+
+    Zarn::CPluginBase* Tool() const { return m_pTool; }
+    Zarn::CPluginBase* Config() const { return m_pConfig; }
+    bool HasConfig() const { return m_bHasConfig; }
+    bool IsThreaded() const { return m_bThreaded; }
+    void SetThreaded(bool bThreaded) { m_bThreaded = bThreaded; }
+    bool IsEnabled() const { return m_bEnabled; }
+    void SetEnabled(bool bEnabled) { m_bEnabled = bEnabled; }
+
+    // Takes the configuration plug-in; one attached before is released (DeleteData, delete).
+    void SetConfig(Zarn::CPluginBase* config);
+
+    // Runs the configuration plug-in with {"config user": ask} and, when it answers with
+    // "parameters", hands its whole answer to the tool's UpdateParameters. mode 0 asks the user,
+    // 1 asks when the tool's setup record says "config user" (or has no such entry), 2 never
+    // asks, any other mode asks. True when the tool received new parameters; false without a
+    // configuration plug-in or when the user cancelled. What the plug-ins throw reaches the
+    // caller.
+    bool Configure(int mode);
+
+private:
+    bool m_bHasConfig;
+    bool m_bThreaded;
+    Zarn::CPluginBase* m_pTool;   // owned
+    Zarn::CPluginBase* m_pConfig; // owned when m_bHasConfig
+    bool m_bEnabled;
+};

@@ -1,0 +1,276 @@
+// A real tool module that crashes: every native fault and every exception of its run is
+// reported in the "Plugin Error" box and on standard error, a hundred times in a row, threaded
+// and on the GUI thread, and the process goes on working.
+#include "ToolboxHarness.h"
+
+#include <Zarn/Plugin/PluginLoader.h>
+
+#include <filesystem>
+
+namespace ToolboxTest
+{
+
+namespace
+{
+
+const int kRepetitions = 100;
+
+struct SCrashCase
+{
+    const char* m_szCrash;
+    bool m_bThreaded;
+    // The box text; "%s" stands for the origin where the text has one.
+    std::string m_strBox;
+    // What standard error shows for one run, before any reload line.
+    std::string m_strError;
+};
+
+std::string RunErrorText(const std::string& what, const std::string& origin)
+{
+    return "An error occurred while running the plugin.\nThe error message was:\n\"" + what +
+           "\".\nThe exception origin is:\n" + origin;
+}
+
+size_t ThreadCount()
+{
+    size_t nThreads = 0;
+    for ([[maybe_unused]] const auto& entry :
+         std::filesystem::directory_iterator("/proc/self/task"))
+    {
+        ++nThreads;
+    }
+    return nThreads;
+}
+
+class ToolboxCrash : public CToolboxFixture
+{
+protected:
+    void SetUp() override
+    {
+        CToolboxFixture::SetUp();
+        Zarn::CPluginLoader::Obj().AddSearchDirectory(CRASH_MODULE_DIR);
+    }
+
+    static Zarn::CValueMap* CrashDescription(const std::string& crash, bool threaded)
+    {
+        const std::string strAction = "crash_" + crash + (threaded ? "_threaded" : "");
+        Zarn::CValueMap* pDescription = ToolDescription("tools\\CrashTool", strAction, threaded);
+        pDescription->SetEntry(Zarn::CValue_Key("crash"), new Zarn::CValueString(crash.c_str()));
+        return pDescription;
+    }
+
+    void StartCrashTools()
+    {
+        std::vector<Zarn::CValueMap*> lstDescriptions;
+        for (const char* szCrash :
+             {"null", "divide", "recurse", "throw", "bad_alloc", "interrupt", "none"})
+        {
+            lstDescriptions.push_back(CrashDescription(szCrash, false));
+            lstDescriptions.push_back(CrashDescription(szCrash, true));
+        }
+        // A tool whose configuration dialog crashes.
+        Zarn::CValueMap* pConfigured = CrashDescription("none", false);
+        pConfigured->SetEntry(Zarn::CValue_Key("callaction"), new Zarn::CValueString("crash_cfg"));
+        pConfigured->SetEntry(Zarn::CValue_Key("configplugin"),
+                              new Zarn::CValueString("tools\\CrashDialog"));
+        lstDescriptions.push_back(pConfigured);
+        StartToolbox(ToolboxParameters(lstDescriptions));
+        TakeMessages();
+        m_pErr->Take();
+        m_pLog->Take();
+    }
+
+    // Runs the action once and delivers until its ACTIVITY_STOP was handled.
+    void RunOnce(const std::string& action, bool threaded)
+    {
+        const size_t nStops = CountMessages("ACTIVITY_STOP");
+        PostText("ON_ACTION", action.c_str());
+        if (threaded)
+        {
+            ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", nStops + 1)) << action;
+        }
+        else
+        {
+            Deliver();
+            ASSERT_EQ(CountMessages("ACTIVITY_STOP"), nStops + 1) << action;
+        }
+    }
+
+    void CheckRepeatedly(const SCrashCase& crash)
+    {
+        const std::string strAction =
+            std::string("crash_") + crash.m_szCrash + (crash.m_bThreaded ? "_threaded" : "");
+        // A run on the GUI thread is reloaded after its failure; a threaded one is not.
+        const std::string strReload =
+            crash.m_bThreaded ? std::string() : "Tool plugin tools\\CrashTool loaded.\n";
+        for (int i = 0; i < kRepetitions; ++i)
+        {
+            RunOnce(strAction, crash.m_bThreaded);
+            const std::vector<SBox> boxes = TakeBoxes();
+            ASSERT_EQ(boxes.size(), 1U) << strAction << " run " << i;
+            ASSERT_EQ(boxes[0].m_strCaption, "Plugin Error");
+            ASSERT_EQ(boxes[0].m_strText, crash.m_strBox) << strAction << " run " << i;
+            ASSERT_EQ(m_pErr->Take(), crash.m_strError + strReload) << strAction << " run " << i;
+        }
+        CheckStillHealthy();
+    }
+
+    // A well-behaved run still works on both paths, and no tool thread is left behind.
+    void CheckStillHealthy()
+    {
+        for (bool bThreaded : {false, true})
+        {
+            const std::string strAction = bThreaded ? "crash_none_threaded" : "crash_none";
+            RunOnce(strAction, bThreaded);
+            EXPECT_TRUE(TakeBoxes().empty());
+            const Zarn::CValueMap& stop = m_pRecorder->m_lstData.back();
+            EXPECT_TRUE(stop.HasEntry("output/done")) << strAction;
+        }
+        EXPECT_EQ(ThreadCount(), m_nThreadsAtStart);
+    }
+
+    size_t m_nThreadsAtStart = ThreadCount();
+};
+
+std::string FaultLine(const std::string& origin, const char* name)
+{
+    return "Plugin '" + origin + "': Windows system exception: " + name + "\n";
+}
+
+std::string FaultBox(const std::string& origin, const char* name)
+{
+    return RunErrorText(std::string("Windows system exception: ") + name,
+                        "Plugin '" + origin + "'");
+}
+
+} // namespace
+
+// A tool thread names itself after the tool's file name; a run on the GUI thread is named by
+// its action.
+TEST_F(ToolboxCrash, NullPointerWriteInAToolThreadIsAnAccessViolation)
+{
+    StartCrashTools();
+    CheckRepeatedly({"null", true, FaultBox("CrashTool", "EXCEPTION_ACCESS_VIOLATION"),
+                     FaultLine("CrashTool", "EXCEPTION_ACCESS_VIOLATION")});
+}
+
+TEST_F(ToolboxCrash, NullPointerWriteOnTheGuiThreadIsAnAccessViolation)
+{
+    StartCrashTools();
+    CheckRepeatedly({"null", false, FaultBox("crash_null", "EXCEPTION_ACCESS_VIOLATION"),
+                     FaultLine("crash_null", "EXCEPTION_ACCESS_VIOLATION")});
+}
+
+TEST_F(ToolboxCrash, IntegerDivisionByZeroInAToolThreadIsReported)
+{
+    StartCrashTools();
+    CheckRepeatedly({"divide", true, FaultBox("CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO"),
+                     FaultLine("CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO")});
+}
+
+TEST_F(ToolboxCrash, IntegerDivisionByZeroOnTheGuiThreadIsReported)
+{
+    StartCrashTools();
+    CheckRepeatedly({"divide", false, FaultBox("crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO"),
+                     FaultLine("crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO")});
+}
+
+TEST_F(ToolboxCrash, EndlessRecursionInAToolThreadIsAStackOverflow)
+{
+    StartCrashTools();
+    CheckRepeatedly({"recurse", true, FaultBox("CrashTool", "EXCEPTION_STACK_OVERFLOW"),
+                     FaultLine("CrashTool", "EXCEPTION_STACK_OVERFLOW")});
+}
+
+TEST_F(ToolboxCrash, EndlessRecursionOnTheGuiThreadIsAStackOverflow)
+{
+    StartCrashTools();
+    CheckRepeatedly({"recurse", false, FaultBox("crash_recurse", "EXCEPTION_STACK_OVERFLOW"),
+                     FaultLine("crash_recurse", "EXCEPTION_STACK_OVERFLOW")});
+}
+
+TEST_F(ToolboxCrash, BadSizeInAToolThreadIsReportedWithTheThreadName)
+{
+    StartCrashTools();
+    CheckRepeatedly({"throw", true, RunErrorText("bad size", "CrashTool"), ""});
+}
+
+TEST_F(ToolboxCrash, BadSizeOnTheGuiThreadIsAnInternalError)
+{
+    StartCrashTools();
+    CheckRepeatedly({"throw", false,
+                     "An internal error occurred while running the plugin.\n"
+                     "The error message was:\n\"bad size\".",
+                     ""});
+}
+
+TEST_F(ToolboxCrash, BadAllocInAToolThreadIsThePreparedReport)
+{
+    StartCrashTools();
+    CheckRepeatedly({"bad_alloc", true, RunErrorText("Out of Memory", "CrashTool"), ""});
+}
+
+TEST_F(ToolboxCrash, BadAllocOnTheGuiThreadIsOutOfMemory)
+{
+    StartCrashTools();
+    CheckRepeatedly({"bad_alloc", false, "Out of memory.", ""});
+}
+
+} // namespace ToolboxTest
+
+namespace ToolboxTest
+{
+
+TEST_F(ToolboxCrash, InterruptRaisedByAToolIsOnlyNotedAndTheRunGoesOn)
+{
+    StartCrashTools();
+    for (bool bThreaded : {false, true})
+    {
+        const std::string strAction = bThreaded ? "crash_interrupt_threaded" : "crash_interrupt";
+        RunOnce(strAction, bThreaded);
+        EXPECT_TRUE(TakeBoxes().empty()) << strAction;
+        EXPECT_EQ(m_pErr->Take(), "CTRL+C detected\n") << strAction;
+        EXPECT_TRUE(m_pRecorder->m_lstData.back().HasEntry("output/done")) << strAction;
+    }
+    CheckStillHealthy();
+}
+
+// The configuration runs under the same guard as the run.
+TEST_F(ToolboxCrash, CrashingConfigurationDialogIsReportedAndTheToolReloaded)
+{
+    StartCrashTools();
+    for (int i = 0; i < 10; ++i)
+    {
+        PostText("ON_ACTION", "crash_cfg");
+        Deliver();
+        const std::vector<SBox> boxes = TakeBoxes();
+        ASSERT_EQ(boxes.size(), 1U);
+        EXPECT_EQ(boxes[0].m_strCaption, "Error During Configuration");
+        EXPECT_EQ(boxes[0].m_strText,
+                  "An error occurred during plugin configuration.\nThe error message was:\n"
+                  "\"Windows system exception: EXCEPTION_ACCESS_VIOLATION\".\n"
+                  "The exception origin is:\nPlugin 'crash_cfg'");
+        EXPECT_EQ(m_pErr->Take(), FaultLine("crash_cfg", "EXCEPTION_ACCESS_VIOLATION") +
+                                      "Tool plugin tools\\CrashTool loaded.\n");
+        EXPECT_EQ(m_pLog->Take(), "Tool's config plugin tools\\CrashDialog loaded.\n");
+    }
+    EXPECT_EQ(CountMessages("ACTIVITY_STOP"), 0U);
+    CheckStillHealthy();
+}
+
+// A silent configuration is not guarded by the toolbox: the fault reaches the host as the
+// translator's exception.
+TEST_F(ToolboxCrash, CrashingSilentConfigurationReachesTheHost)
+{
+    StartCrashTools();
+    PostText("ON_CONFIGURE", "crash_cfg");
+    Deliver();
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strFunction, "Plugin 'crash_cfg'");
+    EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
+    EXPECT_TRUE(TakeBoxes().empty());
+    CheckStillHealthy();
+}
+
+} // namespace ToolboxTest
