@@ -1,6 +1,11 @@
 #pragma once
 
+#include "batch/ImageProcessBatcher.h"
+#include "batch/OwnedPlugin.h"
+
 #include <Zarn/Plugin/PluginBase.h>
+
+#include <memory>
 
 namespace Zarn
 {
@@ -10,26 +15,48 @@ class CMessageThread;
 } // namespace Zarn
 
 // Runs a process description against one image and behaves towards the rest of the system like a
-// single image tool. Created by the module entry as "ImageProcess". Runs in its caller's thread.
-// The host objects borrowed in Init are never deleted. Nothing is wrapped: what Init and the
-// other operations throw reaches the caller unchanged.
+// single image tool: it takes the focused document at "input/documents/focused" and hands the
+// result back as a new document at "output/documents/add". Created by the module entry as
+// "ImageProcess". Every operation runs in its caller's thread; a run is synchronous.
+//
+// Ownership: the batcher and the process's first plug-in are owned (released by DeleteData and
+// by the destructor); the focused document and the host objects borrowed in Init are lent. The
+// document that a run writes belongs to whoever takes up "output/documents/add" (the repository,
+// or a plug-in executor), and its image to the document's "content".
+//
+// Nothing is wrapped in Init and UpdateParameters: what they throw reaches the caller unchanged.
 class CImageProcessPlugin : public Zarn::CPluginBase
 {
 public:
     CImageProcessPlugin();
+    CImageProcessPlugin(const CImageProcessPlugin&) = delete;
+    CImageProcessPlugin& operator=(const CImageProcessPlugin&) = delete;
     ~CImageProcessPlugin() override;
 
     using Zarn::CPluginBase::Init;
     // Writes nothing: the setup map is left as it is.
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Borrows "tmp/logger", "tmp/commthread" and "tmp/messageidfactory".
+    // Borrows "tmp/logger", "tmp/commthread" and "tmp/messageidfactory"; with a "process" vector,
+    // builds the batcher and creates the process's first plug-in (null when there is none).
     void Init(void* context, const Zarn::CValueMap& parameters) override;
     void DeleteData() override;
+    // Runs the process on a copy of the focused document's image. Writes "output/documents/add"
+    // unless the run was cancelled. Throws Zarn::CException only ("CImageProcessPlugin" for
+    // standard and unknown exceptions); needs TestParameters and UpdateParameters first.
     void Run(Zarn::CValueMap& data) override;
+    // True for a focused document with an image that the process's first plug-in accepts. Never
+    // throws.
+    bool TestParameters(const Zarn::CValueMap& parameters) override;
+    // Keeps the document at "input/documents/focused" when the map has one.
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
 private:
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
-    Zarn::CMessageThread* m_pCommThread;
-    Zarn::CLogger* m_pLogger;
+    void RunProcess(Zarn::CValueMap& data);
+
+    Zarn::CValueMap* m_pFocusedDocument; // lent by the caller
+    std::unique_ptr<CImageProcessBatcher> m_pBatcher;
+    OwnedPluginPtr m_pFirstPlugin;
+    Zarn::CMessageIdFactory* m_pMessageIdFactory; // lent by the host
+    Zarn::CMessageThread* m_pCommThread;          // lent by the host
+    Zarn::CLogger* m_pLogger;                     // lent by the host
 };
