@@ -1,0 +1,49 @@
+#pragma once
+
+#include <Zarn/Image/Image.h>
+#include <Zarn/Value/ValueContainer.h>
+
+#include <string>
+
+namespace Zarn
+{
+
+// The document map of an image, as the repository keeps it and the views and tools read it:
+//
+//   "label"          the name shown to the user (the file name without its folder)
+//   "type"           "image"
+//   "content"        the image, owned by the document
+//   "filename"       the file the image was read from or last saved to; absent for a new result
+//   "is_saved/image" true while the file holds what the document holds
+//
+// A document without "is_saved/image" has changes that would be lost on closing.
+namespace ImageDocument
+{
+
+inline constexpr const char* kType = "image";
+
+// A new document owning the image. An empty path leaves "filename" out and the document unsaved.
+ZARN_IMAGE_API CValueMap* Create(CImage* image, const std::string& label,
+                                 const std::string& path = std::string());
+
+// Reads the file (CImageFile::Read, failures included) into a new, saved document whose label is
+// the file name and whose "filename" is the absolute path.
+ZARN_IMAGE_API CValueMap* Read(const std::string& path);
+
+// Writes the document's image with its header to the path; the document is not changed.
+// A document without an image throws CExBadParam.
+ZARN_IMAGE_API void Write(const CValueMap& document, const std::string& path);
+
+// The image of the document, or null when "content" is missing or holds no image.
+ZARN_IMAGE_API CImage* Image(CValueMap& document);
+ZARN_IMAGE_API const CImage* Image(const CValueMap& document);
+
+// "filename", or empty.
+ZARN_IMAGE_API std::string FileName(const CValueMap& document);
+// "label", or "Unnamed" as the repository names a document without one.
+ZARN_IMAGE_API std::string Label(const CValueMap& document);
+ZARN_IMAGE_API bool IsSaved(const CValueMap& document);
+
+} // namespace ImageDocument
+
+} // namespace Zarn

@@ -1,0 +1,97 @@
+#include "ImageFileTestTools.h"
+
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageFile.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <memory>
+
+using namespace Zarn;
+using namespace ZarnTest;
+
+namespace
+{
+
+std::unique_ptr<CImage> SmallImage()
+{
+    auto pImage = std::make_unique<CImage>(CSize(7, 5), IImage::CType(IImage::etUInt16));
+    for (std::uint32_t y = 0; y < 5; ++y)
+    {
+        auto* pRow = reinterpret_cast<std::uint16_t*>(pImage->Data() + y * pImage->RowStride());
+        for (std::uint32_t x = 0; x < 7; ++x)
+        {
+            pRow[x] = static_cast<std::uint16_t>(1000 * y + x);
+        }
+    }
+    return pImage;
+}
+
+TEST(ImageDocument, NewResultHasNoFileAndIsUnsaved)
+{
+    std::unique_ptr<CValueMap> pDocument(ImageDocument::Create(SmallImage().release(), "result"));
+    EXPECT_EQ(ImageDocument::Label(*pDocument), "result");
+    EXPECT_EQ(pDocument->EntryString(CValue_Key("type")).StdString(), "image");
+    EXPECT_EQ(ImageDocument::FileName(*pDocument), "");
+    EXPECT_FALSE(ImageDocument::IsSaved(*pDocument));
+    ASSERT_NE(ImageDocument::Image(*pDocument), nullptr);
+    EXPECT_EQ(ImageDocument::Image(*pDocument)->Size(), CSize(7, 5));
+}
+
+TEST(ImageDocument, ReadDocumentIsSavedAndNamedAfterItsFile)
+{
+    CTempFolder folder;
+    const std::string strPath = folder.File("plate.tif");
+    CImageFile::Write(strPath, *SmallImage());
+
+    std::unique_ptr<CValueMap> pDocument(ImageDocument::Read(strPath));
+    EXPECT_EQ(ImageDocument::Label(*pDocument), "plate.tif");
+    EXPECT_EQ(ImageDocument::FileName(*pDocument), strPath);
+    EXPECT_TRUE(ImageDocument::IsSaved(*pDocument));
+    ASSERT_NE(ImageDocument::Image(*pDocument), nullptr);
+    EXPECT_TRUE(ImageDocument::Image(*pDocument)->EqualPixels(*SmallImage()));
+}
+
+TEST(ImageDocument, WriteThenReadGivesTheSamePixels)
+{
+    CTempFolder folder;
+    std::unique_ptr<CValueMap> pDocument(ImageDocument::Create(SmallImage().release(), "result"));
+    const std::string strPath = folder.File("result.png");
+    ImageDocument::Write(*pDocument, strPath);
+    std::unique_ptr<CImage> pBack(CImageFile::Read(strPath));
+    EXPECT_TRUE(pBack->EqualPixels(*SmallImage()));
+    EXPECT_FALSE(ImageDocument::IsSaved(*pDocument)); // writing alone does not mark the document
+}
+
+TEST(ImageDocument, DocumentWithoutImageCannotBeWritten)
+{
+    CTempFolder folder;
+    CValueMap document;
+    document.SetEntry(CValue_Key("label"), new CValueString("text"));
+    EXPECT_EQ(ImageDocument::Image(document), nullptr);
+    EXPECT_THROW(ImageDocument::Write(document, folder.File("x.png")), CExBadParam);
+}
+
+TEST(ImageDocument, MissingFileFailsNamingIt)
+{
+    try
+    {
+        delete ImageDocument::Read("/nonexistent/none.png");
+        FAIL() << "no exception";
+    }
+    catch (const CExBadParam& error)
+    {
+        EXPECT_NE(std::string(error.what()).find("/nonexistent/none.png"), std::string::npos);
+    }
+}
+
+TEST(ImageDocument, LabelDefaultsToUnnamedAndSavedNeedsTrue)
+{
+    CValueMap document;
+    EXPECT_EQ(ImageDocument::Label(document), "Unnamed");
+    document.SetEntry("is_saved/image", new CValueBool(false));
+    EXPECT_FALSE(ImageDocument::IsSaved(document));
+    document.SetEntry("is_saved/image", new CValueBool(true));
+    EXPECT_TRUE(ImageDocument::IsSaved(document));
+}
+
+} // namespace
