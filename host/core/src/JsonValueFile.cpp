@@ -7,6 +7,8 @@
 #include <Zarn/Value/Value.h>
 
 #include <atomic>
+#include <memory>
+#include <vector>
 #include <cerrno>
 #include <cstring>
 
@@ -90,7 +92,54 @@ CTemporaryFile CreateTemporaryBeside(const std::string& path)
 }
 } // namespace
 
+void CJsonPositions::Add(const std::string& path, size_t line, size_t column)
+{
+    m_mapPositions[path] = {line, column};
+}
+
+bool CJsonPositions::Find(const std::string& path, size_t& line, size_t& column) const
+{
+    const auto it = m_mapPositions.find(path);
+    if (it == m_mapPositions.end())
+    {
+        return false;
+    }
+    line = it->second.first;
+    column = it->second.second;
+    return true;
+}
+
+std::string CJsonPositions::Describe(const std::string& path) const
+{
+    std::string strPath = path;
+    for (;;)
+    {
+        size_t uLine = 0;
+        size_t uColumn = 0;
+        if (Find(strPath, uLine, uColumn))
+        {
+            return m_strSource + ":" + std::to_string(uLine) + ":" + std::to_string(uColumn);
+        }
+        if (strPath.empty())
+        {
+            return m_strSource;
+        }
+        const size_t uSlash = strPath.rfind('/');
+        strPath = uSlash == std::string::npos ? std::string() : strPath.substr(0, uSlash);
+    }
+}
+
 CValue* CJsonValueFile::ReadFile(const std::string& path)
+{
+    return ReadFileImpl(path, nullptr);
+}
+
+CValue* CJsonValueFile::ReadFile(const std::string& path, CJsonPositions& positions)
+{
+    return ReadFileImpl(path, &positions);
+}
+
+CValue* CJsonValueFile::ReadFileImpl(const std::string& path, CJsonPositions* positions)
 {
     const int nDescriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (nDescriptor < 0)
@@ -140,12 +189,27 @@ CValue* CJsonValueFile::ReadFile(const std::string& path)
     {
         throw CExBadParam(ZARN_LOCATION, SystemError(path, "cannot read", nError).c_str());
     }
-    return ReadString(strText, path);
+    return positions != nullptr ? ReadString(strText, path, *positions) : ReadString(strText, path);
 }
 
 CValue* CJsonValueFile::ReadString(const std::string& text, const std::string& sourceName)
 {
     return Impl::CJsonValueReader(text, sourceName).Read().release();
+}
+
+CValue* CJsonValueFile::ReadString(const std::string& text, const std::string& sourceName,
+                                   CJsonPositions& positions)
+{
+    Impl::CJsonValueReader reader(text, sourceName);
+    std::vector<std::pair<std::string, std::pair<size_t, size_t>>> lstPositions;
+    reader.RecordPositions(&lstPositions);
+    std::unique_ptr<CValue> pValue = reader.Read();
+    positions.SetSource(sourceName);
+    for (const auto& [strPath, position] : lstPositions)
+    {
+        positions.Add(strPath, position.first, position.second);
+    }
+    return pValue.release();
 }
 
 void CJsonValueFile::WriteFile(const std::string& path, const CValue& value)

@@ -130,23 +130,24 @@ std::unique_ptr<CValue> CJsonValueReader::Read()
     }
     if (!m_bFailed)
     {
+        if (m_pPositions != nullptr)
+        {
+            size_t uOffset = 0;
+            size_t uLine = 1;
+            size_t uColumn = 1;
+            for (const auto& [strPath, uStart] : m_lstOffsets)
+            {
+                Advance(uStart, uOffset, uLine, uColumn);
+                m_pPositions->emplace_back(strPath, std::make_pair(uLine, uColumn));
+            }
+        }
         return std::move(m_pRoot);
     }
 
+    size_t uOffset = 0;
     size_t uLine = 1;
     size_t uColumn = 1;
-    for (size_t i = 0; i < m_uErrorOffset && i < m_strText.size(); ++i)
-    {
-        if (m_strText[i] == '\n')
-        {
-            ++uLine;
-            uColumn = 1;
-        }
-        else if ((static_cast<unsigned char>(m_strText[i]) & 0xC0) != 0x80)
-        {
-            ++uColumn; // a UTF-8 continuation byte belongs to the character before it
-        }
-    }
+    Advance(m_uErrorOffset, uOffset, uLine, uColumn);
     const std::string strWhat = m_strSourceName + ":" + std::to_string(uLine) + ":" +
                                 std::to_string(uColumn) + ": " + m_strError;
     m_pRoot.reset();
@@ -160,7 +161,7 @@ bool CJsonValueReader::null()
 
 bool CJsonValueReader::boolean(bool bValue)
 {
-    return Add(std::make_unique<CValueBool>(bValue));
+    return Add(std::make_unique<CValueBool>(bValue), Consumed() - (bValue ? 4 : 5));
 }
 
 bool CJsonValueReader::number_integer(std::int64_t nValue)
@@ -172,7 +173,8 @@ bool CJsonValueReader::number_integer(std::int64_t nValue)
             return Fail(NumberStart(std::to_string(nValue)), "integer out of range");
         }
     }
-    return Add(std::make_unique<CValueLong>(static_cast<long>(nValue)));
+    return Add(std::make_unique<CValueLong>(static_cast<long>(nValue)),
+               m_pPositions != nullptr ? NumberStart(std::to_string(nValue)) : 0);
 }
 
 bool CJsonValueReader::number_unsigned(std::uint64_t uValue)
@@ -181,7 +183,8 @@ bool CJsonValueReader::number_unsigned(std::uint64_t uValue)
     {
         return Fail(NumberStart(std::to_string(uValue)), "integer out of range");
     }
-    return Add(std::make_unique<CValueLong>(static_cast<long>(uValue)));
+    return Add(std::make_unique<CValueLong>(static_cast<long>(uValue)),
+               m_pPositions != nullptr ? NumberStart(std::to_string(uValue)) : 0);
 }
 
 bool CJsonValueReader::number_float(double dValue, const std::string& token)
@@ -191,12 +194,14 @@ bool CJsonValueReader::number_float(double dValue, const std::string& token)
     {
         return Fail(NumberStart(token), "integer out of range");
     }
-    return Add(std::make_unique<CValueDouble>(dValue));
+    return Add(std::make_unique<CValueDouble>(dValue),
+               m_pPositions != nullptr ? NumberStart(token) : 0);
 }
 
 bool CJsonValueReader::string(std::string& text)
 {
-    return Add(std::make_unique<CValueString>(text.data(), text.size()));
+    return Add(std::make_unique<CValueString>(text.data(), text.size()),
+               m_pPositions != nullptr ? StringStart() : 0);
 }
 
 bool CJsonValueReader::binary(nlohmann::json::binary_t&)
@@ -278,8 +283,12 @@ bool CJsonValueReader::parse_error(std::size_t position, const std::string& last
     return Fail(uEnd - std::min(uEnd, uLength), strMessage);
 }
 
-bool CJsonValueReader::Add(std::unique_ptr<CValue> value)
+bool CJsonValueReader::Add(std::unique_ptr<CValue> value, size_t uStart)
 {
+    if (m_pPositions != nullptr)
+    {
+        m_lstOffsets.emplace_back(ChildPath(), uStart);
+    }
     if (m_lstOpen.empty())
     {
         m_pRoot = std::move(value);
@@ -305,9 +314,40 @@ bool CJsonValueReader::OpenContainer(std::unique_ptr<CValue> container, bool bMa
         return Fail(Consumed() - 1, "nesting deeper than " + std::to_string(kMaxDepth) + " levels");
     }
     auto* pContainer = static_cast<CValueContainerBase*>(container.get());
-    Add(std::move(container));
-    m_lstOpen.push_back({pContainer, bMap, std::string()});
+    std::string strPath = m_pPositions != nullptr ? ChildPath() : std::string();
+    Add(std::move(container), Consumed() - 1);
+    m_lstOpen.push_back({pContainer, bMap, std::string(), std::move(strPath)});
     return true;
+}
+
+std::string CJsonValueReader::ChildPath() const
+{
+    if (m_lstOpen.empty())
+    {
+        return std::string();
+    }
+    const StFrame& frame = m_lstOpen.back();
+    const std::string strChild =
+        frame.m_bMap ? frame.m_strKey
+                     : std::to_string(static_cast<const CValueVector*>(frame.m_pContainer)->Size());
+    return frame.m_strPath.empty() ? strChild : frame.m_strPath + "/" + strChild;
+}
+
+void CJsonValueReader::Advance(size_t uToOffset, size_t& uFromOffset, size_t& uLine,
+                               size_t& uColumn) const
+{
+    for (; uFromOffset < uToOffset && uFromOffset < m_strText.size(); ++uFromOffset)
+    {
+        if (m_strText[uFromOffset] == '\n')
+        {
+            ++uLine;
+            uColumn = 1;
+        }
+        else if ((static_cast<unsigned char>(m_strText[uFromOffset]) & 0xC0) != 0x80)
+        {
+            ++uColumn; // a UTF-8 continuation byte belongs to the character before it
+        }
+    }
 }
 
 bool CJsonValueReader::Fail(size_t offset, const std::string& message)

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Zarn
@@ -28,6 +29,12 @@ public:
     static constexpr size_t kMaxDepth = 1000;
 
     CJsonValueReader(const std::string& text, const std::string& sourceName);
+
+    // Also records where every value starts, by path ("plugins/0/name"), in text order.
+    void RecordPositions(std::vector<std::pair<std::string, std::pair<size_t, size_t>>>* positions)
+    {
+        m_pPositions = positions;
+    }
 
     // The tree of the whole text, owned by the caller.
     std::unique_ptr<CValue> Read();
@@ -53,11 +60,17 @@ private:
         CValueContainerBase* m_pContainer; // lent: owned by its parent or by m_pRoot
         bool m_bMap;
         std::string m_strKey; // the key the next child of a map is stored under
+        std::string m_strPath; // only kept while positions are recorded
     };
 
     // Hands the value to the open container, or makes it the root.
-    bool Add(std::unique_ptr<CValue> value);
+    bool Add(std::unique_ptr<CValue> value, size_t uStart);
     bool OpenContainer(std::unique_ptr<CValue> container, bool bMap);
+    // The path of the value about to be added to the open container.
+    std::string ChildPath() const;
+    // Line and column (from 1, columns in characters) of a byte offset at or after uFromOffset,
+    // counting on from the line and column there.
+    void Advance(size_t uToOffset, size_t& uFromOffset, size_t& uLine, size_t& uColumn) const;
     // Records the first error, at a byte offset of the text; always false.
     bool Fail(size_t offset, const std::string& message);
     // Bytes the parser has taken from the text so far.
@@ -75,6 +88,8 @@ private:
     bool m_bFailed = false;
     size_t m_uErrorOffset = 0;
     std::string m_strError;
+    std::vector<std::pair<std::string, std::pair<size_t, size_t>>>* m_pPositions = nullptr;
+    std::vector<std::pair<std::string, size_t>> m_lstOffsets; // path and byte offset, in text order
 };
 
 } // namespace Impl

@@ -247,6 +247,16 @@ void CLogger::WriteLine(int level, const std::string& text)
         m_fileStream.flush();
     }
     ++m_uLineCount;
+    if (m_fnListener)
+    {
+        m_fnListener(nLevel, text);
+    }
+}
+
+void CLogger::SetLineListener(LineListener listener)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_fnListener = std::move(listener);
 }
 
 CLogger& notype(CLogger& logger)

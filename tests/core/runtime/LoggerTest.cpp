@@ -130,6 +130,25 @@ TEST(Logger, ThresholdDropsLowerLinesAndDoesNotCountThem)
     EXPECT_EQ(logger.LineCount(), 2u);
 }
 
+TEST(Logger, ListenerGetsLevelAndTextOfEveryWrittenLine)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    logger.SetThreshold(CLogger::levelWarning);
+    std::vector<std::pair<int, std::string>> lstHeard;
+    logger.SetLineListener([&](int level, const std::string& text)
+                           { lstHeard.emplace_back(level, text); });
+    logger.SetLevel(CLogger::levelProgress) << "dropped\n";
+    logger.SetLevel(CLogger::levelWarning) << "disk " << 90 << "% full\n";
+    logger.SetLevel(CLogger::levelError) << "write failed\n";
+    logger.SetLineListener({});
+    logger.SetLevel(CLogger::levelError) << "not heard\n";
+
+    ASSERT_EQ(lstHeard.size(), 2u);
+    EXPECT_EQ(lstHeard[0], std::make_pair(int(CLogger::levelWarning), std::string("disk 90% full")));
+    EXPECT_EQ(lstHeard[1], std::make_pair(int(CLogger::levelError), std::string("write failed")));
+}
+
 TEST(Logger, NewlineInsideTextSplitsLinesAndUnfinishedTextWaits)
 {
     std::ostringstream console;

@@ -527,3 +527,57 @@ TEST(JsonValueFileString, ByteOrderMarkIsSkipped)
     ASSERT_NE(pRead->Vector(), nullptr);
     EXPECT_EQ(pRead->Vector()->Size(), 1u);
 }
+
+namespace
+{
+
+TEST(JsonPositions, EveryValueIsFoundWhereItStarts)
+{
+    const std::string strText = "{\n"
+                                "  \"title\": \"Zoë\",\n"
+                                "  \"plugins\": [\n"
+                                "    {\"name\": \"Repository\", \"size\": -12},\n"
+                                "    [true, false, 2.5e3]\n"
+                                "  ]\n"
+                                "}\n";
+    Zarn::CJsonPositions positions;
+    std::unique_ptr<Zarn::CValue> pRoot(
+        Zarn::CJsonValueFile::ReadString(strText, "app.json", positions));
+    ASSERT_NE(pRoot, nullptr);
+    const auto At = [&](const std::string& path)
+    {
+        size_t uLine = 0;
+        size_t uColumn = 0;
+        EXPECT_TRUE(positions.Find(path, uLine, uColumn)) << path;
+        return std::to_string(uLine) + ":" + std::to_string(uColumn);
+    };
+    EXPECT_EQ(At(""), "1:1");
+    EXPECT_EQ(At("title"), "2:12");
+    EXPECT_EQ(At("plugins"), "3:14");
+    EXPECT_EQ(At("plugins/0"), "4:5");
+    EXPECT_EQ(At("plugins/0/name"), "4:14");
+    EXPECT_EQ(At("plugins/0/size"), "4:36");
+    EXPECT_EQ(At("plugins/1/0"), "5:6");
+    EXPECT_EQ(At("plugins/1/1"), "5:12");
+    EXPECT_EQ(At("plugins/1/2"), "5:19");
+}
+
+TEST(JsonPositions, DescribeFallsBackToTheNearestValueAbove)
+{
+    Zarn::CJsonPositions positions;
+    std::unique_ptr<Zarn::CValue> pRoot(Zarn::CJsonValueFile::ReadString(
+        "{\"window\": {\"menus\": []}}", "app.json", positions));
+    EXPECT_EQ(positions.Describe("window/menus"), "app.json:1:22");
+    EXPECT_EQ(positions.Describe("window/central"), "app.json:1:12");
+    EXPECT_EQ(positions.Describe("nothing/here"), "app.json:1:1");
+}
+
+TEST(JsonPositions, TitleWithMultibyteCharactersCountsCharacters)
+{
+    Zarn::CJsonPositions positions;
+    std::unique_ptr<Zarn::CValue> pRoot(Zarn::CJsonValueFile::ReadString(
+        "{\"ä\": \"ö\", \"b\": 1}", "u.json", positions));
+    EXPECT_EQ(positions.Describe("b"), "u.json:1:17");
+}
+
+} // namespace

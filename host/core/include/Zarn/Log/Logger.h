@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <mutex>
 #include <ostream>
@@ -65,6 +66,12 @@ public:
 
     // The level a new line without SetLevel gets.
     int Level() const;
+    // Called with the level and the text (without time and level prefix) of every line written,
+    // on the thread that wrote it and under the logger's lock: it must be quick and must not log.
+    // An empty function removes the listener.
+    using LineListener = std::function<void(int level, const std::string& text)>;
+    void SetLineListener(LineListener listener);
+
     // Number of lines written since construction.
     std::uint64_t LineCount() const;
 
@@ -88,6 +95,7 @@ private:
     int m_nLevel = levelProgress;
     int m_nThreshold = 0;
     std::uint64_t m_uLineCount = 0;
+    LineListener m_fnListener;
 };
 
 // Ends the typed part of a log line: its level is fixed (a later SetLevel applies to the next
