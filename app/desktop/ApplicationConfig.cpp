@@ -1,0 +1,372 @@
+#include "ApplicationConfig.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QFile>
+
+#include <algorithm>
+#include <set>
+
+namespace
+{
+
+const char* const kCommands[] = {"quit", "about", "docks"};
+
+std::string Join(const std::string& path, const std::string& key)
+{
+    return path.empty() ? key : path + "/" + key;
+}
+
+} // namespace
+
+// Reads the tree with the positions of its values at hand, so that every rejection can say
+// where the offending value is.
+class CConfigReader
+{
+public:
+    CConfigReader(const Zarn::CJsonPositions& positions, const QString& appDir)
+        : m_positions(positions), m_strAppDir(appDir.toStdString())
+    {
+    }
+
+    [[noreturn]] void Fail(const std::string& path, const std::string& message) const
+    {
+        throw CConfigError(m_positions.Describe(path) + ": " + message);
+    }
+
+    const Zarn::CValueMap& Map(const Zarn::CValue* value, const std::string& path) const
+    {
+        if (value == nullptr || value->GenericType() != Zarn::CValue::vtMap)
+        {
+            Fail(path, "\"" + LastKey(path) + "\" must be an object");
+        }
+        return *value->Map();
+    }
+
+    const Zarn::CValueVector& Vector(const Zarn::CValue* value, const std::string& path) const
+    {
+        if (value == nullptr || value->GenericType() != Zarn::CValue::vtVector)
+        {
+            Fail(path, "\"" + LastKey(path) + "\" must be an array");
+        }
+        return *value->Vector();
+    }
+
+    std::string Text(const Zarn::CValueMap& map, const std::string& path, const char* key,
+                     bool bRequired, const std::string& defaultText = std::string()) const
+    {
+        const Zarn::CValue* pValue = map.Entry(Zarn::CValue_Key(key), false);
+        const std::string strPath = Join(path, key);
+        if (pValue == nullptr)
+        {
+            if (bRequired)
+            {
+                Fail(path, "missing \"" + std::string(key) + "\"");
+            }
+            return defaultText;
+        }
+        if (pValue->GenericType() != Zarn::CValue::vtString)
+        {
+            Fail(strPath, "\"" + std::string(key) + "\" must be a text");
+        }
+        return Expand(pValue->String().StdString());
+    }
+
+    bool Bool(const Zarn::CValueMap& map, const std::string& path, const char* key,
+              bool bDefault) const
+    {
+        const Zarn::CValue* pValue = map.Entry(Zarn::CValue_Key(key), false);
+        if (pValue == nullptr)
+        {
+            return bDefault;
+        }
+        if (pValue->GenericType() != Zarn::CValue::vtBool)
+        {
+            Fail(Join(path, key), "\"" + std::string(key) + "\" must be true or false");
+        }
+        return pValue->Bool();
+    }
+
+    long Long(const Zarn::CValue* value, const std::string& path, long nMin, long nMax) const
+    {
+        if (value == nullptr || value->GenericType() != Zarn::CValue::vtLong || value->Long() < nMin ||
+            value->Long() > nMax)
+        {
+            Fail(path, "expected a whole number from " + std::to_string(nMin) + " to " +
+                           std::to_string(nMax));
+        }
+        return value->Long();
+    }
+
+    // Replaces "${APPDIR}" in every text of the tree.
+    void ExpandAll(Zarn::CValue& value) const
+    {
+        if (value.GenericType() == Zarn::CValue::vtString)
+        {
+            value.String() = Zarn::CString(Expand(value.String().StdString()));
+        }
+        else if (value.GenericType() == Zarn::CValue::vtMap ||
+                 value.GenericType() == Zarn::CValue::vtVector)
+        {
+            auto& container = static_cast<Zarn::CValueContainerBase&>(value);
+            for (const Zarn::CValue_Key& key : container.ChildKeys())
+            {
+                if (Zarn::CValue* pChild = container.ChildAt(key))
+                {
+                    ExpandAll(*pChild);
+                }
+            }
+        }
+    }
+
+    std::vector<SMenuItem> Items(const Zarn::CValueMap& owner, const std::string& path) const
+    {
+        std::vector<SMenuItem> lstItems;
+        const std::string strItemsPath = Join(path, "items");
+        const Zarn::CValueVector& items =
+            Vector(owner.Entry(Zarn::CValue_Key("items"), false), strItemsPath);
+        for (unsigned int i = 0; i < items.Size(); ++i)
+        {
+            const std::string strPath = Join(strItemsPath, std::to_string(i));
+            lstItems.push_back(Item(Map(items.Entry(Zarn::CValue_Key(i), true), strPath), strPath));
+        }
+        return lstItems;
+    }
+
+    SMenuItem Item(const Zarn::CValueMap& entry, const std::string& path) const
+    {
+        SMenuItem item;
+        int nKinds = 0;
+        if (entry.HasEntry(Zarn::CValue_Key("action")))
+        {
+            item.m_enKind = SMenuItem::kAction;
+            item.m_strName = Text(entry, path, "action", true);
+            ++nKinds;
+        }
+        if (entry.HasEntry(Zarn::CValue_Key("configure")))
+        {
+            item.m_enKind = SMenuItem::kConfigure;
+            item.m_strName = Text(entry, path, "configure", true);
+            ++nKinds;
+        }
+        if (entry.HasEntry(Zarn::CValue_Key("command")))
+        {
+            item.m_enKind = SMenuItem::kCommand;
+            item.m_strName = Text(entry, path, "command", true);
+            if (std::find(std::begin(kCommands), std::end(kCommands), item.m_strName) ==
+                std::end(kCommands))
+            {
+                Fail(Join(path, "command"), "unknown command \"" + item.m_strName +
+                                                "\" (known: quit, about, docks)");
+            }
+            ++nKinds;
+        }
+        if (entry.HasEntry(Zarn::CValue_Key("separator")))
+        {
+            item.m_enKind = SMenuItem::kSeparator;
+            ++nKinds;
+        }
+        if (entry.HasEntry(Zarn::CValue_Key("items")))
+        {
+            item.m_enKind = SMenuItem::kSubmenu;
+            item.m_lstItems = Items(entry, path);
+            ++nKinds;
+        }
+        if (nKinds != 1)
+        {
+            Fail(path, "a menu entry needs exactly one of \"action\", \"configure\", \"command\", "
+                       "\"separator\" or \"items\"");
+        }
+        if ((item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure) &&
+            item.m_strName.empty())
+        {
+            Fail(path, "the action name is empty");
+        }
+        item.m_strText = QString::fromStdString(Text(entry, path, "text", false, item.m_strName));
+        item.m_strShortcut = QString::fromStdString(Text(entry, path, "shortcut", false));
+        item.m_strIcon = QString::fromStdString(Text(entry, path, "icon", false));
+        item.m_strTip = QString::fromStdString(Text(entry, path, "tip", false));
+        item.m_bEnabled = Bool(entry, path, "enabled", item.m_enKind == SMenuItem::kCommand);
+        return item;
+    }
+
+    std::vector<SMenu> Menus(const Zarn::CValueMap& window, const std::string& path,
+                             const char* key) const
+    {
+        std::vector<SMenu> lstMenus;
+        const Zarn::CValue* pMenus = window.Entry(Zarn::CValue_Key(key), false);
+        if (pMenus == nullptr)
+        {
+            return lstMenus;
+        }
+        const std::string strMenusPath = Join(path, key);
+        const Zarn::CValueVector& menus = Vector(pMenus, strMenusPath);
+        for (unsigned int i = 0; i < menus.Size(); ++i)
+        {
+            const std::string strPath = Join(strMenusPath, std::to_string(i));
+            const Zarn::CValueMap& menu = Map(menus.Entry(Zarn::CValue_Key(i), true), strPath);
+            lstMenus.push_back(
+                {QString::fromStdString(Text(menu, strPath, "title", true)), Items(menu, strPath)});
+        }
+        return lstMenus;
+    }
+
+private:
+    std::string Expand(std::string text) const
+    {
+        const std::string strToken = "${APPDIR}";
+        for (size_t uAt = text.find(strToken); uAt != std::string::npos;
+             uAt = text.find(strToken, uAt + m_strAppDir.size()))
+        {
+            text.replace(uAt, strToken.size(), m_strAppDir);
+        }
+        return text;
+    }
+
+    static std::string LastKey(const std::string& path)
+    {
+        const size_t uSlash = path.rfind('/');
+        return uSlash == std::string::npos ? path : path.substr(uSlash + 1);
+    }
+
+    const Zarn::CJsonPositions& m_positions;
+    std::string m_strAppDir;
+};
+
+std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path,
+                                                             const QString& appDir)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+    {
+        throw CConfigError(path.toStdString() + ": cannot open: " + file.errorString().toStdString());
+    }
+    const QByteArray text = file.readAll();
+    const std::string strSource =
+        path.startsWith(":/") ? "built-in " + path.mid(2).toStdString() : path.toStdString();
+
+    Zarn::CJsonPositions positions;
+    std::unique_ptr<Zarn::CValue> pRoot;
+    try
+    {
+        pRoot.reset(Zarn::CJsonValueFile::ReadString(text.toStdString(), strSource, positions));
+    }
+    catch (const Zarn::CException& error)
+    {
+        throw CConfigError(error.what());
+    }
+
+    const CConfigReader reader(positions, appDir);
+    std::unique_ptr<CApplicationConfig> pConfig(new CApplicationConfig);
+    pConfig->m_strSource = QString::fromStdString(strSource);
+    const Zarn::CValueMap& root = reader.Map(pRoot.get(), "");
+
+    if (const Zarn::CValue* pPath = root.Entry(Zarn::CValue_Key("plugin path"), false))
+    {
+        const Zarn::CValueVector& folders = reader.Vector(pPath, "plugin path");
+        for (unsigned int i = 0; i < folders.Size(); ++i)
+        {
+            const Zarn::CValue* pFolder = folders.Entry(Zarn::CValue_Key(i), true);
+            if (pFolder->GenericType() != Zarn::CValue::vtString)
+            {
+                reader.Fail("plugin path/" + std::to_string(i), "a folder must be a text");
+            }
+            Zarn::CValueString folder(pFolder->String());
+            reader.ExpandAll(folder);
+            pConfig->m_lstPluginPath.push_back(folder.String().StdString());
+        }
+    }
+    pConfig->m_strLogFile = reader.Text(root, "", "log file", false);
+    pConfig->m_bMessageJournal = reader.Bool(root, "", "message journal", false);
+    if (const Zarn::CValue* pSettings = root.Entry(Zarn::CValue_Key("globalsettings"), false))
+    {
+        pConfig->m_pGlobalSettings.reset(
+            static_cast<Zarn::CValueMap*>(reader.Map(pSettings, "globalsettings").Clone(
+                Zarn::CValue::tfShare)));
+        reader.ExpandAll(*pConfig->m_pGlobalSettings);
+    }
+
+    std::set<std::string> setIds;
+    const Zarn::CValueVector& plugins =
+        reader.Vector(root.Entry(Zarn::CValue_Key("plugins"), false), "plugins");
+    for (unsigned int i = 0; i < plugins.Size(); ++i)
+    {
+        const std::string strPath = "plugins/" + std::to_string(i);
+        const Zarn::CValueMap& entry = reader.Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath);
+        SPluginSpec spec;
+        spec.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
+        spec.m_strId = reader.Text(entry, strPath, "id", false, spec.m_strPlugin);
+        spec.m_strWhere = positions.Describe(strPath);
+        if (!setIds.insert(spec.m_strId).second)
+        {
+            reader.Fail(Join(strPath, "id"), "the id \"" + spec.m_strId + "\" is used twice");
+        }
+        spec.m_pParameters = std::make_shared<Zarn::CValueMap>();
+        if (const Zarn::CValue* pParameters = entry.Entry(Zarn::CValue_Key("parameters"), false))
+        {
+            spec.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
+                reader.Map(pParameters, Join(strPath, "parameters")).Clone(Zarn::CValue::tfShare)));
+            reader.ExpandAll(*spec.m_pParameters);
+        }
+        pConfig->m_lstPlugins.push_back(std::move(spec));
+    }
+
+    const Zarn::CValueMap& window =
+        reader.Map(root.Entry(Zarn::CValue_Key("window"), false), "window");
+    pConfig->m_strTitle = QString::fromStdString(reader.Text(window, "window", "title", false, "docview"));
+    if (const Zarn::CValue* pSize = window.Entry(Zarn::CValue_Key("size"), false))
+    {
+        const Zarn::CValueVector& size = reader.Vector(pSize, "window/size");
+        if (size.Size() != 2)
+        {
+            reader.Fail("window/size", "\"size\" must be [width, height]");
+        }
+        pConfig->m_nWidth =
+            static_cast<int>(reader.Long(size.Entry(Zarn::CValue_Key(0u), true), "window/size/0", 200, 10000));
+        pConfig->m_nHeight =
+            static_cast<int>(reader.Long(size.Entry(Zarn::CValue_Key(1u), true), "window/size/1", 150, 10000));
+    }
+    const auto RequireId = [&](const std::string& id, const std::string& where)
+    {
+        if (setIds.count(id) == 0)
+        {
+            std::string strKnown;
+            for (const std::string& strId : setIds)
+            {
+                strKnown += (strKnown.empty() ? "" : ", ") + strId;
+            }
+            reader.Fail(where, "\"" + id + "\" names no entry of \"plugins\" (ids: " + strKnown + ")");
+        }
+    };
+    pConfig->m_strCentral = reader.Text(window, "window", "central", true);
+    RequireId(pConfig->m_strCentral, "window/central");
+    if (const Zarn::CValue* pDocks = window.Entry(Zarn::CValue_Key("docks"), false))
+    {
+        const Zarn::CValueVector& docks = reader.Vector(pDocks, "window/docks");
+        for (unsigned int i = 0; i < docks.Size(); ++i)
+        {
+            const std::string strPath = "window/docks/" + std::to_string(i);
+            const Zarn::CValueMap& entry = reader.Map(docks.Entry(Zarn::CValue_Key(i), true), strPath);
+            SDock dock;
+            dock.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
+            RequireId(dock.m_strPlugin, Join(strPath, "plugin"));
+            dock.m_strTitle = QString::fromStdString(reader.Text(entry, strPath, "title", false, dock.m_strPlugin));
+            const std::string strArea = reader.Text(entry, strPath, "area", false, "left");
+            if (strArea == "left")
+                dock.m_enArea = Qt::LeftDockWidgetArea;
+            else if (strArea == "right")
+                dock.m_enArea = Qt::RightDockWidgetArea;
+            else if (strArea == "top")
+                dock.m_enArea = Qt::TopDockWidgetArea;
+            else if (strArea == "bottom")
+                dock.m_enArea = Qt::BottomDockWidgetArea;
+            else
+                reader.Fail(Join(strPath, "area"), "\"area\" must be left, right, top or bottom");
+            pConfig->m_lstDocks.push_back(dock);
+        }
+    }
+    pConfig->m_lstMenus = reader.Menus(window, "window", "menus");
+    pConfig->m_lstToolBars = reader.Menus(window, "window", "toolbars");
+    return pConfig;
+}

@@ -1,0 +1,216 @@
+#include "HostSession.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Message/Message.h>
+#include <Zarn/Plugin/PluginLoader.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/ValuePointer.h>
+
+#include <QMetaObject>
+#include <QWidget>
+
+#include <iostream>
+
+namespace
+{
+
+const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger",
+                                     "main/globalsettings"};
+
+std::string Describe(const std::exception& error)
+{
+    if (const auto* pZarn = dynamic_cast<const Zarn::CException*>(&error))
+    {
+        return pZarn->formattedWhat();
+    }
+    return error.what();
+}
+
+} // namespace
+
+CMessagePump::CMessagePump(Zarn::CMessageThread& thread) : m_thread(thread)
+{
+    m_thread.SetWakeUpHook([this]()
+                           { QMetaObject::invokeMethod(this, "SlotDeliver", Qt::QueuedConnection); });
+    if (m_thread.PendingCount() > 0)
+    {
+        QMetaObject::invokeMethod(this, "SlotDeliver", Qt::QueuedConnection);
+    }
+}
+
+CMessagePump::~CMessagePump()
+{
+    m_thread.SetWakeUpHook({});
+}
+
+void CMessagePump::SlotDeliver()
+{
+    m_thread.DeliverPending();
+}
+
+CHostSession::CHostSession(const CApplicationConfig& config) : m_config(config)
+{
+    m_pLogger = std::make_unique<Zarn::CLogger>();
+    if (!config.LogFile().empty() && !m_pLogger->OpenFile(config.LogFile()))
+    {
+        m_pLogger->SetLevel(Zarn::CLogger::levelWarning)
+            << "cannot open the log file " << config.LogFile() << "\n";
+    }
+    m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
+    m_pThread = std::make_unique<Zarn::CMessageThread>();
+    m_pThread->SetLogger(m_pLogger.get());
+    m_pThread->SetMessageIdFactory(m_pIds.get());
+    if (config.MessageJournal())
+    {
+        m_pThread->EnableJournal("-");
+    }
+    m_pPump = std::make_unique<CMessagePump>(*m_pThread);
+
+    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
+                      new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
+    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
+                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
+    registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
+                      new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
+    if (config.GlobalSettings() != nullptr)
+    {
+        registry.SetEntry(Zarn::CValue_Key("main/globalsettings"),
+                          config.GlobalSettings()->Clone(Zarn::CValue::tfShare));
+    }
+
+    Zarn::CPluginLoader& loader = Zarn::CPluginLoader::Obj();
+    loader.SetLogger(m_pLogger.get());
+    for (const std::string& strFolder : config.PluginPath())
+    {
+        loader.AddSearchDirectory(strFolder);
+    }
+}
+
+CHostSession::~CHostSession()
+{
+    ShutDown();
+    Zarn::CPluginLoader::Obj().SetLogger(nullptr);
+    for (const char* szKey : kRegistryKeys)
+    {
+        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(szKey));
+    }
+    m_pPump.reset();
+}
+
+void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
+{
+    m_pFirst = first;
+    if (first != nullptr)
+    {
+        m_pThread->Subscribe(first);
+    }
+    for (const SPluginSpec& spec : m_config.Plugins())
+    {
+        Zarn::CPluginBase* pPlugin = nullptr;
+        try
+        {
+            pPlugin = Zarn::GetNewPluginInstance(spec.m_strPlugin.c_str());
+            if (pPlugin == nullptr)
+            {
+                std::string strFolders;
+                for (const std::string& strFolder : Zarn::CPluginLoader::Obj().SearchDirectories())
+                {
+                    strFolders += (strFolders.empty() ? "" : ", ") + strFolder;
+                }
+                throw CConfigError(spec.m_strWhere + ": no module offers a plug-in named \"" +
+                                   spec.m_strPlugin + "\" (modules are searched in: " +
+                                   (strFolders.empty() ? "no folder" : strFolders) + ")");
+            }
+            m_lstPlugins.push_back({spec.m_strId, pPlugin});
+            pPlugin->Init(nullptr, *spec.m_pParameters);
+        }
+        catch (const CConfigError&)
+        {
+            ShutDown();
+            throw;
+        }
+        catch (const std::exception& error)
+        {
+            ShutDown();
+            throw CConfigError(spec.m_strWhere + ": the plug-in \"" + spec.m_strPlugin +
+                               "\" failed to start: " + Describe(error));
+        }
+        catch (...)
+        {
+            ShutDown();
+            throw CConfigError(spec.m_strWhere + ": the plug-in \"" + spec.m_strPlugin +
+                               "\" failed to start");
+        }
+    }
+    for (const SPlugin& plugin : m_lstPlugins)
+    {
+        m_pThread->Subscribe(plugin.m_pPlugin);
+    }
+}
+
+void CHostSession::ShutDown()
+{
+    if (m_pFirst != nullptr)
+    {
+        m_pThread->Unsubscribe(m_pFirst);
+        m_pFirst = nullptr;
+    }
+    for (const SPlugin& plugin : m_lstPlugins)
+    {
+        m_pThread->Unsubscribe(plugin.m_pPlugin);
+    }
+    // The last created goes first: the repository, listed last, takes its views down while
+    // the containers that show them still exist.
+    while (!m_lstPlugins.empty())
+    {
+        Zarn::CPluginBase* pPlugin = m_lstPlugins.back().m_pPlugin;
+        m_lstPlugins.pop_back();
+        try
+        {
+            pPlugin->DeleteData();
+        }
+        catch (const std::exception& error)
+        {
+            m_pLogger->SetLevel(Zarn::CLogger::levelError) << "ending a plug-in failed: " << Describe(error) << "\n";
+        }
+        delete pPlugin;
+    }
+}
+
+Zarn::CPluginBase* CHostSession::Plugin(const std::string& id) const
+{
+    for (const SPlugin& plugin : m_lstPlugins)
+    {
+        if (plugin.m_strId == id)
+        {
+            return plugin.m_pPlugin;
+        }
+    }
+    return nullptr;
+}
+
+QWidget* CHostSession::WidgetOf(const std::string& id) const
+{
+    Zarn::CPluginBase* pPlugin = Plugin(id);
+    if (pPlugin == nullptr)
+    {
+        return nullptr;
+    }
+    Zarn::CValueMap setup;
+    pPlugin->GetPluginSetup(setup);
+    Zarn::CValue* pWidget = setup.Entry(Zarn::CValue_Key("WidgetPtr"), false);
+    if (pWidget == nullptr || pWidget->GenericType() != Zarn::CValue::vtPointer ||
+        !Zarn::AreTypesEqual(pWidget->ElementType(), typeid(QWidget)))
+    {
+        return nullptr;
+    }
+    return Zarn::UnwrapPointer<QWidget>(pWidget);
+}
+
+void CHostSession::Post(const char* name, Zarn::CValue* data)
+{
+    m_pThread->TakeMessage(new Zarn::CMessage(m_pIds->GetMessageId(name), data,
+                                              Zarn::CMessage::priNormal),
+                           Zarn::CMessage::mmQueued);
+}

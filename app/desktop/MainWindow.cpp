@@ -1,0 +1,497 @@
+#include "MainWindow.h"
+
+#include "MessageJournalDock.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Value/ValuePointer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QUrl>
+
+namespace
+{
+
+// Icons by their freedesktop names, with a picture of the style where the desktop has no theme.
+QIcon IconNamed(const QString& name, const QStyle* style)
+{
+    static const std::map<QString, QStyle::StandardPixmap> kFallbacks = {
+        {"document-open", QStyle::SP_DialogOpenButton},
+        {"document-save", QStyle::SP_DialogSaveButton},
+        {"document-save-as", QStyle::SP_DialogSaveButton},
+        {"document-close", QStyle::SP_DialogCloseButton},
+        {"window-close", QStyle::SP_DialogCloseButton},
+        {"application-exit", QStyle::SP_DialogCloseButton},
+        {"window-new", QStyle::SP_TitleBarNormalButton},
+        {"help-about", QStyle::SP_MessageBoxInformation},
+        {"system-run", QStyle::SP_MediaPlay},
+        {"media-record", QStyle::SP_DialogApplyButton},
+    };
+    if (name.isEmpty())
+    {
+        return QIcon();
+    }
+    const auto it = kFallbacks.find(name);
+    return QIcon::fromTheme(name, it == kFallbacks.end() ? QIcon() : style->standardIcon(it->second));
+}
+
+std::string ErrorText(const std::exception& error)
+{
+    return error.what();
+}
+
+} // namespace
+
+CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session)
+    : m_config(config), m_session(session)
+{
+    setObjectName("MainWindow");
+    setWindowTitle(config.Title());
+    setAcceptDrops(true);
+    resize(config.Width(), config.Height());
+
+    CWindowPlugin::SHandlers handlers;
+    handlers.m_fnControl = [this](const std::string& name, bool bEnabled) { SetControl(name, bEnabled); };
+    handlers.m_fnShutdown = [this]() { QMetaObject::invokeMethod(this, "close", Qt::QueuedConnection); };
+    handlers.m_fnActiveView = [this](const std::string& caption) { ShowActiveView(caption); };
+    handlers.m_fnDocumentsChanged = [this]() { setWindowModified(!m_pWindowPlugin->UnsavedDocuments().empty()); };
+    handlers.m_fnPost = [this](const char* name, Zarn::CValue* pData) { m_session.Post(name, pData); };
+    m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), std::move(handlers));
+
+    m_pStatusLabel = new QLabel(this);
+    m_pStatusLabel->setObjectName("LogStatus");
+    m_pStatusLabel->setTextFormat(Qt::PlainText);
+    statusBar()->addWidget(m_pStatusLabel, 1);
+    // The logger calls from any thread, under its lock: only hand the line over. Installed
+    // before the plug-ins start, so that their start-up problems show too.
+    session.Logger().SetLineListener(
+        [this](int level, const std::string& text)
+        {
+            if (level >= Zarn::CLogger::levelWarning)
+            {
+                QMetaObject::invokeMethod(this, "SlotLogLine", Qt::QueuedConnection,
+                                          Q_ARG(int, level), Q_ARG(QString, QString::fromStdString(text)));
+            }
+        });
+
+    try
+    {
+        session.CreatePlugins(m_pWindowPlugin.get());
+    }
+    catch (...)
+    {
+        session.Logger().SetLineListener({});
+        throw;
+    }
+
+    // Every widget is checked before any is placed: a window is built whole or not at all.
+    const auto Abandon = [&](const std::string& id, const char* role)
+    {
+        session.Logger().SetLineListener({});
+        session.ShutDown();
+        std::string strWhere = config.Source().toStdString();
+        for (const SPluginSpec& spec : config.Plugins())
+        {
+            if (spec.m_strId == id)
+            {
+                strWhere = spec.m_strWhere;
+            }
+        }
+        throw CConfigError(strWhere + ": the plug-in \"" + id + "\" " + role + " has no widget");
+    };
+    QWidget* pCentral = session.WidgetOf(config.Central());
+    if (pCentral == nullptr)
+    {
+        Abandon(config.Central(), "named as \"central\"");
+    }
+    for (const SDock& dock : config.Docks())
+    {
+        if (session.WidgetOf(dock.m_strPlugin) == nullptr)
+        {
+            Abandon(dock.m_strPlugin, "of a dock");
+        }
+    }
+
+    setCentralWidget(pCentral);
+    for (const SDock& dock : config.Docks())
+    {
+        QWidget* pWidget = session.WidgetOf(dock.m_strPlugin);
+        auto* pDock = new QDockWidget(dock.m_strTitle, this);
+        pDock->setObjectName(QString::fromStdString("Dock " + dock.m_strPlugin));
+        pDock->setWidget(pWidget);
+        addDockWidget(dock.m_enArea, pDock);
+        m_lstDockToggles.push_back(pDock->toggleViewAction());
+    }
+
+    m_pJournalDock = new CMessageJournalDock(this);
+    addDockWidget(Qt::BottomDockWidgetArea, m_pJournalDock);
+    m_pJournalDock->hide();
+    connect(m_pJournalDock, &QDockWidget::visibilityChanged, this, &CMainWindow::SlotJournalVisibility);
+    m_lstDockToggles.push_back(m_pJournalDock->toggleViewAction());
+
+    for (const SMenu& menu : config.Menus())
+    {
+        FillMenu(menuBar()->addMenu(menu.m_strTitle), menu.m_lstItems);
+    }
+    for (const SMenu& bar : config.ToolBars())
+    {
+        QToolBar* pBar = addToolBar(bar.m_strTitle);
+        pBar->setObjectName("ToolBar " + bar.m_strTitle);
+        pBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+        for (const SMenuItem& item : bar.m_lstItems)
+        {
+            if (item.m_enKind == SMenuItem::kSeparator)
+            {
+                pBar->addSeparator();
+            }
+            else if (item.m_enKind != SMenuItem::kSubmenu)
+            {
+                pBar->addAction(MakeAction(item));
+            }
+        }
+    }
+
+}
+
+CMainWindow::~CMainWindow()
+{
+    ShutDown();
+}
+
+void CMainWindow::ShutDown()
+{
+    if (m_bShutDown)
+    {
+        return;
+    }
+    m_bShutDown = true;
+    m_session.Logger().SetLineListener({});
+    m_session.Thread().DisableJournal();
+    // The plug-ins destroy their own widgets; the window must not do it a second time.
+    if (centralWidget() != nullptr)
+    {
+        takeCentralWidget();
+    }
+    for (QDockWidget* pDock : findChildren<QDockWidget*>())
+    {
+        if (pDock != m_pJournalDock && pDock->widget() != nullptr)
+        {
+            pDock->widget()->setParent(nullptr);
+        }
+    }
+    m_session.ShutDown();
+}
+
+QAction* CMainWindow::MakeAction(const SMenuItem& item)
+{
+    std::map<std::string, QAction*>* pActions = nullptr;
+    if (item.m_enKind == SMenuItem::kAction)
+    {
+        pActions = &m_mapActions;
+    }
+    else if (item.m_enKind == SMenuItem::kConfigure)
+    {
+        pActions = &m_mapConfigureActions;
+    }
+    if (pActions != nullptr)
+    {
+        const auto it = pActions->find(item.m_strName);
+        if (it != pActions->end())
+        {
+            return it->second; // the same action in a menu and a tool bar
+        }
+    }
+
+    auto* pAction = new QAction(IconNamed(item.m_strIcon, style()), item.m_strText, this);
+    pAction->setObjectName(QString::fromStdString(item.m_strName));
+    if (!item.m_strShortcut.isEmpty())
+    {
+        pAction->setShortcut(QKeySequence(item.m_strShortcut));
+    }
+    if (!item.m_strTip.isEmpty())
+    {
+        pAction->setStatusTip(item.m_strTip);
+        pAction->setToolTip(item.m_strTip);
+    }
+    pAction->setEnabled(item.m_bEnabled);
+    const std::string strName = item.m_strName;
+    if (item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure)
+    {
+        const char* szMessage = item.m_enKind == SMenuItem::kAction ? "ON_ACTION" : "ON_CONFIGURE";
+        connect(pAction, &QAction::triggered, this,
+                [this, szMessage, strName]()
+                { m_session.Post(szMessage, new Zarn::CValueString(strName.c_str())); });
+        (*pActions)[strName] = pAction;
+    }
+    else if (strName == "quit")
+    {
+        pAction->setMenuRole(QAction::QuitRole);
+        connect(pAction, &QAction::triggered, this, &QWidget::close);
+    }
+    else if (strName == "about")
+    {
+        pAction->setMenuRole(QAction::AboutRole);
+        connect(pAction, &QAction::triggered, this, &CMainWindow::SlotAbout);
+    }
+    return pAction;
+}
+
+void CMainWindow::FillMenu(QMenu* menu, const std::vector<SMenuItem>& items)
+{
+    for (const SMenuItem& item : items)
+    {
+        if (item.m_enKind == SMenuItem::kSeparator)
+        {
+            menu->addSeparator();
+        }
+        else if (item.m_enKind == SMenuItem::kSubmenu)
+        {
+            FillMenu(menu->addMenu(item.m_strText), item.m_lstItems);
+        }
+        else if (item.m_enKind == SMenuItem::kCommand && item.m_strName == "docks")
+        {
+            FillDockEntries(menu);
+        }
+        else
+        {
+            menu->addAction(MakeAction(item));
+        }
+    }
+}
+
+void CMainWindow::FillDockEntries(QMenu* menu)
+{
+    for (QAction* pToggle : m_lstDockToggles)
+    {
+        menu->addAction(pToggle);
+    }
+}
+
+QAction* CMainWindow::Action(const std::string& name, bool bConfigure) const
+{
+    const std::map<std::string, QAction*>& actions = bConfigure ? m_mapConfigureActions : m_mapActions;
+    const auto it = actions.find(name);
+    return it == actions.end() ? nullptr : it->second;
+}
+
+void CMainWindow::SetControl(const std::string& name, bool bEnabled)
+{
+    // One name may be a tool's action and its configuration action at once.
+    for (QAction* pAction : {Action(name, false), Action(name, true)})
+    {
+        if (pAction != nullptr)
+        {
+            pAction->setEnabled(bEnabled);
+        }
+    }
+}
+
+void CMainWindow::ShowActiveView(const std::string& caption)
+{
+    if (!caption.empty() && !m_bViewShown)
+    {
+        m_bViewShown = true;
+        QMetaObject::invokeMethod(
+            this,
+            [this]()
+            {
+                repaint();
+                emit FirstViewShown();
+            },
+            Qt::QueuedConnection);
+    }
+    setWindowTitle(caption.empty() ? m_config.Title() + "[*]"
+                                   : QString::fromStdString(caption) + "[*] - " + m_config.Title());
+}
+
+QString CMainWindow::StatusText() const
+{
+    return m_pStatusLabel->text();
+}
+
+void CMainWindow::SlotLogLine(int level, const QString& text)
+{
+    const QString strKind = level >= Zarn::CLogger::levelError ? tr("Error") : tr("Warning");
+    // Log lines may span several plug-in texts; the status bar shows the first line only.
+    const QString strFirstLine = text.section('\n', 0, 0).simplified();
+    m_pStatusLabel->setText(strKind + ": " + strFirstLine);
+    m_pStatusLabel->setToolTip(text);
+}
+
+void CMainWindow::SlotJournalVisibility(bool bVisible)
+{
+    if (bVisible)
+    {
+        m_session.Thread().EnableJournal(&m_pJournalDock->Stream());
+    }
+    else if (m_config.MessageJournal())
+    {
+        m_session.Thread().EnableJournal("-");
+    }
+    else
+    {
+        m_session.Thread().DisableJournal();
+    }
+}
+
+void CMainWindow::SlotAbout()
+{
+    QMessageBox::about(this, tr("About docview"),
+                       tr("<b>docview</b><p>Documents, views and tools for image analysis.</p>"
+                          "<p>Configuration: %1</p>")
+                           .arg(m_config.Source().toHtmlEscaped()));
+}
+
+int CMainWindow::OpenFiles(const QStringList& files)
+{
+    QStringList lstFailures;
+    int nOpened = 0;
+    for (const QString& strFile : files)
+    {
+        try
+        {
+            Zarn::CValueMap* pDocument = Zarn::ImageDocument::Read(strFile.toStdString());
+            // The repository takes the document when the message reaches it.
+            m_session.Post("ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+            ++nOpened;
+        }
+        catch (const std::exception& error)
+        {
+            lstFailures << QString::fromStdString(ErrorText(error));
+            m_session.Logger().SetLevel(Zarn::CLogger::levelError) << ErrorText(error) << "\n";
+        }
+    }
+    if (!lstFailures.isEmpty())
+    {
+        QMessageBox box(QMessageBox::Warning, tr("Cannot open"),
+                        lstFailures.size() == 1 ? tr("A file could not be opened.")
+                                                : tr("%1 files could not be opened.").arg(lstFailures.size()),
+                        QMessageBox::Ok, this);
+        box.setObjectName("OpenFailures");
+        box.setInformativeText(lstFailures.join("\n"));
+        box.exec();
+    }
+    return nOpened;
+}
+
+void CMainWindow::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (event->mimeData()->hasUrls())
+    {
+        for (const QUrl& url : event->mimeData()->urls())
+        {
+            if (url.isLocalFile())
+            {
+                event->acceptProposedAction();
+                return;
+            }
+        }
+    }
+}
+
+void CMainWindow::dropEvent(QDropEvent* event)
+{
+    QStringList lstFiles;
+    for (const QUrl& url : event->mimeData()->urls())
+    {
+        if (url.isLocalFile())
+        {
+            lstFiles << url.toLocalFile();
+        }
+    }
+    event->acceptProposedAction();
+    // Not inside the drop: a warning box would block the drag source.
+    QMetaObject::invokeMethod(this, [this, lstFiles]() { OpenFiles(lstFiles); }, Qt::QueuedConnection);
+}
+
+void CMainWindow::closeEvent(QCloseEvent* event)
+{
+    if (!MayClose())
+    {
+        event->ignore();
+        return;
+    }
+    event->accept();
+}
+
+bool CMainWindow::MayClose()
+{
+    const std::vector<Zarn::CValueMap*> lstUnsaved = m_pWindowPlugin->UnsavedDocuments();
+    if (lstUnsaved.empty())
+    {
+        return true;
+    }
+    QStringList lstLabels;
+    for (const Zarn::CValueMap* pDocument : lstUnsaved)
+    {
+        lstLabels << QString::fromStdString(Zarn::ImageDocument::Label(*pDocument));
+    }
+    QMessageBox box(QMessageBox::Warning, tr(kUnsavedTitle),
+                    lstUnsaved.size() == 1
+                        ? tr("The document \"%1\" has unsaved changes.").arg(lstLabels.front())
+                        : tr("%1 documents have unsaved changes.").arg(lstUnsaved.size()),
+                    QMessageBox::SaveAll | QMessageBox::Discard | QMessageBox::Cancel, this);
+    box.setObjectName("UnsavedQuestion");
+    box.setInformativeText(tr("Save them before quitting? Changes that are not saved are lost."));
+    if (lstUnsaved.size() > 1)
+    {
+        box.setDetailedText(lstLabels.join("\n"));
+    }
+    box.setDefaultButton(QMessageBox::SaveAll);
+    switch (box.exec())
+    {
+    case QMessageBox::SaveAll:
+        return SaveAll(lstUnsaved);
+    case QMessageBox::Discard:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool CMainWindow::SaveAll(const std::vector<Zarn::CValueMap*>& documents)
+{
+    for (Zarn::CValueMap* pDocument : documents)
+    {
+        std::string strPath = Zarn::ImageDocument::FileName(*pDocument);
+        const QString strLabel = QString::fromStdString(Zarn::ImageDocument::Label(*pDocument));
+        if (strPath.empty())
+        {
+            const QString strChosen = QFileDialog::getSaveFileName(
+                this, tr("Save \"%1\" as").arg(strLabel), strLabel + ".tif",
+                tr("Images (*.tif *.tiff *.png *.jpg *.jpeg *.bmp)"));
+            if (strChosen.isEmpty())
+            {
+                return false; // cancelled: stay
+            }
+            strPath = strChosen.toStdString();
+        }
+        try
+        {
+            Zarn::ImageDocument::Write(*pDocument, strPath);
+        }
+        catch (const std::exception& error)
+        {
+            QMessageBox::critical(this, tr("Cannot save"),
+                                  tr("\"%1\" was not saved, so the application stays open.\n\n%2")
+                                      .arg(strLabel, QString::fromStdString(ErrorText(error))));
+            return false;
+        }
+    }
+    return true;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QDockWidget>
+
+#include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string>
+
+class QPlainTextEdit;
+
+// The "Messages" dock: the communication thread's journal, live. One line per delivered
+// message: time, name, data summary and the microseconds each receiver took. The journal is
+// written only while the dock is shown, since it costs time on every message.
+class CMessageJournalDock : public QDockWidget
+{
+    Q_OBJECT
+public:
+    explicit CMessageJournalDock(QWidget* parent);
+    ~CMessageJournalDock() override;
+
+    // The stream to hand to CMessageThread::EnableJournal; it lives as long as the dock.
+    std::ostream& Stream() { return *m_pStream; }
+    int LineCount() const;
+    QString Text() const;
+
+private:
+    // Collects characters into lines and appends each whole line to the view.
+    class CLineBuffer : public std::streambuf
+    {
+    public:
+        explicit CLineBuffer(CMessageJournalDock& dock) : m_dock(dock) {}
+
+    protected:
+        int_type overflow(int_type character) override;
+        std::streamsize xsputn(const char* text, std::streamsize count) override;
+
+    private:
+        CMessageJournalDock& m_dock;
+        std::string m_strLine;
+    };
+
+    void AppendLine(const std::string& line);
+
+    QPlainTextEdit* m_pView;
+    std::unique_ptr<CLineBuffer> m_pBuffer;
+    std::unique_ptr<std::ostream> m_pStream;
+};

@@ -1,0 +1,83 @@
+#include "WindowPlugin.h"
+
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Value/ValueContainer.h>
+#include <Zarn/Value/ValuePointer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <algorithm>
+
+CWindowPlugin::CWindowPlugin(Zarn::CMessageIdFactory& ids, SHandlers handlers)
+    : m_ids(ids), m_handlers(std::move(handlers))
+{
+}
+
+void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
+{
+    const long nId = message.EntryLong(Zarn::CValue_Key("id"), -1);
+    // The data of a message is lent to every receiver; pointers in it are not owned by it.
+    Zarn::CValue* pData = const_cast<Zarn::CValue*>(message.Entry(Zarn::CValue_Key("data"), false));
+    if (Is(nId, "SHUTDOWN"))
+    {
+        m_handlers.m_fnShutdown();
+    }
+    else if (pData == nullptr)
+    {
+        return;
+    }
+    else if (Is(nId, "UPDATE_CONTROLS") && pData->GenericType() == Zarn::CValue::vtMap)
+    {
+        for (auto it = pData->Map()->begin(); it != pData->Map()->end(); ++it)
+        {
+            if (it.Value()->GenericType() == Zarn::CValue::vtBool)
+            {
+                m_handlers.m_fnControl(it.Key().ToString(), it.Value()->Bool());
+            }
+        }
+    }
+    else if (Is(nId, "NEW_DOCUMENT"))
+    {
+        m_lstDocuments.push_back(Zarn::UnwrapPointer<Zarn::CValueMap>(pData));
+        m_handlers.m_fnDocumentsChanged();
+    }
+    else if (Is(nId, "INVALID_DOCUMENT"))
+    {
+        const Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
+        std::erase(m_lstDocuments, pDocument);
+        m_handlers.m_fnDocumentsChanged();
+    }
+    else if (Is(nId, "DOCUMENT_CHANGED"))
+    {
+        // The change has been seen: the repository may drop the document's pending "update".
+        Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
+        m_handlers.m_fnPost("CHANGED_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+        m_handlers.m_fnDocumentsChanged();
+    }
+    else if (Is(nId, "ACTIVE_VIEW"))
+    {
+        Zarn::CPluginBase* pView = Zarn::UnwrapPointer<Zarn::CPluginBase>(pData);
+        std::string strCaption;
+        if (pView != nullptr)
+        {
+            Zarn::CValueMap description;
+            pView->Run(description);
+            strCaption = description.EntryString(Zarn::CValue_Key("caption"), Zarn::CString())
+                             .StdString();
+        }
+        m_handlers.m_fnActiveView(strCaption);
+    }
+}
+
+std::vector<Zarn::CValueMap*> CWindowPlugin::UnsavedDocuments() const
+{
+    std::vector<Zarn::CValueMap*> lstUnsaved;
+    for (Zarn::CValueMap* pDocument : m_lstDocuments)
+    {
+        if (Zarn::ImageDocument::Image(*pDocument) != nullptr &&
+            !Zarn::ImageDocument::IsSaved(*pDocument))
+        {
+            lstUnsaved.push_back(pDocument);
+        }
+    }
+    return lstUnsaved;
+}
