@@ -327,9 +327,7 @@ QString CMainWindow::StatusText() const
 void CMainWindow::SlotLogLine(int level, const QString& text)
 {
     const QString strKind = level >= Zarn::CLogger::levelError ? tr("Error") : tr("Warning");
-    // Log lines may span several plug-in texts; the status bar shows the first line only.
-    const QString strFirstLine = text.section('\n', 0, 0).simplified();
-    m_pStatusLabel->setText(strKind + ": " + strFirstLine);
+    m_pStatusLabel->setText(strKind + ": " + text.simplified());
     m_pStatusLabel->setToolTip(text);
 }
 

@@ -1,0 +1,288 @@
+#include "AppTestPlugins.h"
+#include "MainWindow.h"
+#include "MessageJournalDock.h"
+
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageFile.h>
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QDropEvent>
+#include <QElapsedTimer>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+namespace
+{
+
+const char* const kConfig = R"({"plugins": [
+    {"id": "panel", "plugin": "TestPanel", "parameters": {"name": "panel"}},
+    {"id": "side", "plugin": "TestPanel", "parameters": {"name": "side"}}],
+  "window": {"title": "test window", "central": "panel",
+    "docks": [{"plugin": "side", "title": "Side"}],
+    "menus": [{"title": "&File", "items": [
+        {"action": "open", "text": "&Open"},
+        {"configure": "blur", "text": "Blur settings"},
+        {"command": "quit", "text": "&Quit"}]}],
+    "toolbars": [{"title": "Main", "items": [{"action": "open"}]}]}})";
+
+// Runs the event loop until the condition holds (or 5 s passed).
+bool Until(const std::function<bool()>& condition)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!condition() && clock.elapsed() < 5000)
+    {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return condition();
+}
+
+// Clicks a button of the next question box as soon as it is open, and keeps its texts.
+struct SAnswer
+{
+    QString m_strTitle;
+    QString m_strText;
+    QString m_strInformative;
+
+    void Click(QMessageBox::StandardButton button)
+    {
+        QTimer::singleShot(20, [this, button]() { Poll(button); });
+    }
+
+private:
+    void Poll(QMessageBox::StandardButton button)
+    {
+        auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (pBox == nullptr)
+        {
+            QTimer::singleShot(20, [this, button]() { Poll(button); });
+            return;
+        }
+        m_strTitle = pBox->windowTitle();
+        m_strText = pBox->text();
+        m_strInformative = pBox->informativeText();
+        pBox->button(button)->click();
+    }
+};
+
+class MainWindow : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        AppTest::RegisterTestPlugins();
+        AppTest::Journal() = {};
+        const QString strPath = m_folder.filePath("app.json");
+        std::ofstream(strPath.toStdString()) << kConfig;
+        m_pConfig = CApplicationConfig::Load(strPath, "/app");
+        m_pSession = std::make_unique<CHostSession>(*m_pConfig);
+        m_pWindow = std::make_unique<CMainWindow>(*m_pConfig, *m_pSession);
+        m_pWindow->show();
+    }
+
+    void TearDown() override
+    {
+        m_pWindow.reset();
+        m_pSession.reset();
+        EXPECT_EQ(AppTest::Journal().m_nAlive, 0);
+    }
+
+    // An unsaved image document announced to the window; the test owns it.
+    Zarn::CValueMap* AnnounceDocument(const std::string& label, const std::string& path = std::string())
+    {
+        auto* pImage = new Zarn::CImage(Zarn::CSize(8, 6), Zarn::IImage::CType(Zarn::IImage::etUInt8));
+        m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, label, path));
+        Zarn::CValueMap* pDocument = m_lstDocuments.back().get();
+        if (!path.empty())
+        {
+            pDocument->RemoveEntry("is_saved/image"); // a file, but changed since
+        }
+        m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+        EXPECT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == m_lstDocuments.size(); }));
+        return pDocument;
+    }
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<CApplicationConfig> m_pConfig;
+    std::unique_ptr<CHostSession> m_pSession;
+    std::unique_ptr<CMainWindow> m_pWindow;
+    std::vector<std::unique_ptr<Zarn::CValueMap>> m_lstDocuments;
+};
+
+TEST_F(MainWindow, PluginWidgetsAreTheCentralWidgetAndTheDock)
+{
+    ASSERT_NE(m_pWindow->centralWidget(), nullptr);
+    EXPECT_EQ(m_pWindow->centralWidget()->objectName(), "panel");
+    EXPECT_NE(m_pWindow->findChild<QWidget*>("side"), nullptr);
+    EXPECT_EQ(m_pWindow->windowTitle(), "test window");
+}
+
+TEST_F(MainWindow, ActionsStartDisabledAndFollowUpdateControls)
+{
+    QAction* pOpen = m_pWindow->Action("open");
+    QAction* pBlur = m_pWindow->Action("blur", true);
+    ASSERT_NE(pOpen, nullptr);
+    ASSERT_NE(pBlur, nullptr);
+    EXPECT_FALSE(pOpen->isEnabled());
+    EXPECT_FALSE(pBlur->isEnabled());
+
+    auto* pControls = new Zarn::CValueMap;
+    pControls->SetEntry(Zarn::CValue_Key("open"), new Zarn::CValueBool(true));
+    m_pSession->Post("UPDATE_CONTROLS", pControls);
+    EXPECT_TRUE(Until([&]() { return pOpen->isEnabled(); }));
+    EXPECT_FALSE(pBlur->isEnabled()) << "only the named action changes";
+}
+
+TEST_F(MainWindow, TriggeredActionsPostOnActionAndOnConfigure)
+{
+    auto* pControls = new Zarn::CValueMap;
+    pControls->SetEntry(Zarn::CValue_Key("open"), new Zarn::CValueBool(true));
+    pControls->SetEntry(Zarn::CValue_Key("blur"), new Zarn::CValueBool(true));
+    m_pSession->Post("UPDATE_CONTROLS", pControls);
+    ASSERT_TRUE(Until([&]() { return m_pWindow->Action("open")->isEnabled(); }));
+
+    m_pWindow->Action("open")->trigger();
+    m_pWindow->Action("blur", true)->trigger();
+    EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstActions.size() == 2; }));
+    EXPECT_EQ(AppTest::Journal().m_lstActions, (std::vector<std::string>{"open", "configure blur"}));
+}
+
+TEST_F(MainWindow, ShutdownMessageClosesTheWindow)
+{
+    m_pSession->Post("SHUTDOWN", nullptr);
+    EXPECT_TRUE(Until([&]() { return !m_pWindow->isVisible(); }));
+}
+
+TEST_F(MainWindow, LatestWarningOrErrorOfTheLogShowsInTheStatusBar)
+{
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelWarning) << "disk almost full\n";
+    EXPECT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Warning: disk almost full"; }))
+        << m_pWindow->StatusText().toStdString();
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelProgress) << "just progress\n";
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelError) << "write failed\n";
+    EXPECT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Error: write failed"; }))
+        << m_pWindow->StatusText().toStdString();
+}
+
+TEST_F(MainWindow, MessagesDockShowsTheJournalOnlyWhileVisible)
+{
+    CMessageJournalDock* pDock = m_pWindow->JournalDock();
+    EXPECT_FALSE(pDock->isVisible());
+    m_pSession->Post("BEFORE_SHOWN", new Zarn::CValueString("x"));
+    Until([]() { return false; });
+    EXPECT_EQ(pDock->LineCount(), 0);
+
+    pDock->show();
+    ASSERT_TRUE(Until([&]() { return pDock->isVisible(); }));
+    m_pSession->Post("SHOWN_NOW", new Zarn::CValueString("hello"));
+    EXPECT_TRUE(Until([&]() { return pDock->LineCount() == 1; }));
+    EXPECT_NE(pDock->Text().indexOf("SHOWN_NOW"), -1) << pDock->Text().toStdString();
+    EXPECT_EQ(pDock->Text().indexOf("BEFORE_SHOWN"), -1);
+}
+
+TEST_F(MainWindow, ClosingWithUnsavedDocumentAsksAndCancelKeepsTheWindow)
+{
+    AnnounceDocument("result");
+    SAnswer answer;
+    answer.Click(QMessageBox::Cancel);
+    EXPECT_FALSE(m_pWindow->close());
+    EXPECT_TRUE(m_pWindow->isVisible());
+    EXPECT_EQ(answer.m_strTitle, "Unsaved documents");
+    EXPECT_EQ(answer.m_strText, "The document \"result\" has unsaved changes.");
+
+    answer.Click(QMessageBox::Discard);
+    EXPECT_TRUE(m_pWindow->close());
+}
+
+TEST_F(MainWindow, ClosingWithOnlySavedDocumentsAsksNothing)
+{
+    auto* pImage = new Zarn::CImage(Zarn::CSize(4, 4), Zarn::IImage::CType(Zarn::IImage::etUInt8));
+    m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, "kept.png", "/tmp/kept.png"));
+    m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
+    ASSERT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == 1; }));
+    EXPECT_TRUE(m_pWindow->close());
+}
+
+TEST_F(MainWindow, SaveAllWritesTheDocumentsBeforeClosing)
+{
+    const std::string strPath = m_folder.filePath("changed.tif").toStdString();
+    AnnounceDocument("changed.tif", strPath);
+    AnnounceDocument("other.png", m_folder.filePath("other.png").toStdString());
+    SAnswer answer;
+    answer.Click(QMessageBox::SaveAll);
+    EXPECT_TRUE(m_pWindow->close());
+    EXPECT_EQ(answer.m_strText, "2 documents have unsaved changes.");
+    EXPECT_TRUE(std::filesystem::exists(strPath));
+    EXPECT_TRUE(std::filesystem::exists(m_folder.filePath("other.png").toStdString()));
+}
+
+TEST_F(MainWindow, FailedSaveKeepsTheWindowOpen)
+{
+    AnnounceDocument("locked.tif", "/nonexistent/folder/locked.tif");
+    SAnswer question;
+    question.Click(QMessageBox::SaveAll);
+    SAnswer failure;
+    QTimer::singleShot(100, [&failure]() { failure.Click(QMessageBox::Ok); });
+    EXPECT_FALSE(m_pWindow->close());
+    EXPECT_TRUE(m_pWindow->isVisible());
+    EXPECT_EQ(failure.m_strTitle, "Cannot save");
+    // Leave without the question.
+    m_lstDocuments.back()->SetEntry("is_saved/image", new Zarn::CValueBool(true));
+}
+
+TEST_F(MainWindow, DocumentGoneIsNoLongerAskedFor)
+{
+    Zarn::CValueMap* pDocument = AnnounceDocument("result");
+    m_pSession->Post("INVALID_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    ASSERT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().empty(); }));
+    EXPECT_TRUE(m_pWindow->close());
+}
+
+TEST_F(MainWindow, DroppedFilesBecomeDocuments)
+{
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(QString(SAMPLES_DIR) + "/cells.png"),
+                  QUrl::fromLocalFile(QString(SAMPLES_DIR) + "/gradient16.tif")});
+    QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_pWindow.get(), &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(m_pWindow.get(), &drop);
+    EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstAdded.size() == 2; }));
+    EXPECT_EQ(AppTest::Journal().m_lstAdded, (std::vector<std::string>{"cells.png", "gradient16.tif"}));
+}
+
+TEST_F(MainWindow, DragOfSomethingElseIsRefused)
+{
+    QMimeData data;
+    data.setText("just text");
+    QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    enter.setAccepted(false);
+    QApplication::sendEvent(m_pWindow.get(), &enter);
+    EXPECT_FALSE(enter.isAccepted());
+}
+
+TEST_F(MainWindow, UnreadableFilesAreListedInOneWarningAndTheOthersOpen)
+{
+    SAnswer answer;
+    answer.Click(QMessageBox::Ok);
+    const int nOpened = m_pWindow->OpenFiles({"/nonexistent/a.png", QString(SAMPLES_DIR) + "/cells.png"});
+    EXPECT_EQ(nOpened, 1);
+    EXPECT_EQ(answer.m_strTitle, "Cannot open");
+    EXPECT_NE(answer.m_strInformative.indexOf("/nonexistent/a.png"), -1) << answer.m_strInformative.toStdString();
+    EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstAdded.size() == 1; }));
+    EXPECT_EQ(AppTest::Journal().m_lstAdded, std::vector<std::string>{"cells.png"});
+}
+
+} // namespace
