@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// One image to process and where its result goes, relative to the output folder.
+struct SBatchInput
+{
+    std::filesystem::path m_path;
+    std::filesystem::path m_result; // relative, e.g. "plate 1/well A1.tif"
+};
+
+// The images named on the command line: files as given, folders with every image file below them
+// (by extension, sorted by path). Results keep the folder structure below a named folder; two
+// inputs that would write the same result get "-2", "-3", ... appended. Throws
+// std::invalid_argument naming every input that does not exist.
+std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& arguments);
+
+// Shard `index` of `count`: every count-th input starting at index (counting from 0), so that
+// count runs with the indices 0 to count-1 together take every input exactly once.
+std::vector<SBatchInput> SelectShard(const std::vector<SBatchInput>& inputs, unsigned int index,
+                                     unsigned int count);
+
+// "I/N" with 0 <= I < N; false for anything else.
+bool ParseShard(const std::string& text, unsigned int& index, unsigned int& count);

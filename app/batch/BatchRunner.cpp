@@ -1,0 +1,241 @@
+#include "BatchRunner.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageFile.h>
+#include <Zarn/Image/TekaHeaderTools.h>
+#include <Zarn/Plugin/PluginBase.h>
+#include <Zarn/Plugin/PluginLoader.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/ValuePointer.h>
+
+#include <atomic>
+#include <fstream>
+#include <iomanip>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
+
+std::string ErrorText(const std::exception& error)
+{
+    const auto* pZarn = dynamic_cast<const Zarn::CException*>(&error);
+    return pZarn != nullptr ? std::string(pZarn->formattedWhat()) : std::string(error.what());
+}
+
+// An "ImageProcess" plug-in for one worker, ended with DeleteData.
+struct SProcessPlugin
+{
+    explicit SProcessPlugin(const Zarn::CValueMap& process)
+        : m_pPlugin(Zarn::GetNewPluginInstance("ImageProcess"))
+    {
+        if (m_pPlugin == nullptr)
+        {
+            throw std::runtime_error("no module offers the plug-in \"ImageProcess\"");
+        }
+        m_pPlugin->Init(nullptr, process);
+    }
+    ~SProcessPlugin()
+    {
+        m_pPlugin->DeleteData();
+        delete m_pPlugin;
+    }
+    SProcessPlugin(const SProcessPlugin&) = delete;
+    SProcessPlugin& operator=(const SProcessPlugin&) = delete;
+
+    Zarn::CPluginBase* m_pPlugin;
+};
+
+// Runs the process on one file and writes the result; throws what went wrong.
+void ProcessOne(Zarn::CPluginBase& plugin, const fs::path& outputFolder, SBatchResult& result)
+{
+    std::unique_ptr<Zarn::CValueMap> pDocument(Zarn::ImageDocument::Read(result.m_input.m_path.string()));
+    Zarn::CValueMap data;
+    data.SetEntry("input/documents/focused", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument.get()));
+    if (!plugin.TestParameters(data))
+    {
+        const Zarn::CImage* pImage = Zarn::ImageDocument::Image(*pDocument);
+        throw std::runtime_error("the process does not accept this image (" + pImage->Type().ToString() + ")");
+    }
+    plugin.UpdateParameters(data);
+    plugin.Run(data);
+
+    // The documents the run lists are ours now.
+    std::vector<std::unique_ptr<Zarn::CValueMap>> lstOutput;
+    if (const Zarn::CValue* pAdded = data.Entry("output/documents/add", false))
+    {
+        const Zarn::CValueVector* pVector = pAdded->Vector();
+        for (unsigned int i = 0; pVector != nullptr && i < pVector->Size(); ++i)
+        {
+            lstOutput.emplace_back(Zarn::UnwrapPointer<Zarn::CValueMap>(
+                const_cast<Zarn::CValue*>(pVector->Entry(Zarn::CValue_Key(i), true))));
+        }
+    }
+    if (lstOutput.empty() || Zarn::ImageDocument::Image(*lstOutput.front()) == nullptr)
+    {
+        throw std::runtime_error("the process gave no result (a step was cancelled)");
+    }
+    const Zarn::CImage& resultImage = *Zarn::ImageDocument::Image(*lstOutput.front());
+    const fs::path path = outputFolder / result.m_input.m_result;
+    fs::create_directories(path.parent_path());
+    Zarn::CImageFile::Write(path.string(), resultImage);
+    result.m_resultPath = path;
+    std::uint64_t uLabels = 0;
+    if (Zarn::CTekaHeaderTools::GetNumberOfLabels(resultImage, uLabels))
+    {
+        result.m_nLabels = uLabels;
+    }
+}
+
+std::string CsvField(const std::string& text)
+{
+    if (text.find_first_of(",\"\n\r") == std::string::npos)
+    {
+        return text;
+    }
+    std::string strQuoted = "\"";
+    for (char c : text)
+    {
+        strQuoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    }
+    return strQuoted + "\"";
+}
+
+} // namespace
+
+CBatchHost::CBatchHost(std::ostream* logConsole, int logThreshold,
+                       const std::vector<std::string>& pluginFolders)
+    : m_logger(logConsole)
+{
+    m_logger.SetThreshold(logThreshold);
+    m_thread.SetLogger(&m_logger);
+    m_thread.SetMessageIdFactory(&m_ids);
+    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"), new Zarn::CValuePointer<Zarn::CMessageThread>(&m_thread));
+    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
+                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&m_ids));
+    registry.SetEntry(Zarn::CValue_Key("tmp/logger"), new Zarn::CValuePointer<Zarn::CLogger>(&m_logger));
+    Zarn::CPluginLoader::Obj().SetLogger(&m_logger);
+    for (const std::string& strFolder : pluginFolders)
+    {
+        Zarn::CPluginLoader::Obj().AddSearchDirectory(strFolder);
+    }
+}
+
+CBatchHost::~CBatchHost()
+{
+    Zarn::CPluginLoader::Obj().SetLogger(nullptr);
+    for (const char* szKey : kRegistryKeys)
+    {
+        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(szKey));
+    }
+}
+
+void CBatchHost::DropMessages()
+{
+    m_thread.DeliverUntilIdle();
+}
+
+CBatchRunner::CBatchRunner(const Zarn::CValueMap& process, fs::path outputFolder, unsigned int workers)
+    : m_process(process), m_outputFolder(std::move(outputFolder)), m_uWorkers(std::max(1u, workers))
+{
+}
+
+std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inputs, const Progress& progress)
+{
+    std::vector<SBatchResult> lstResults(inputs.size());
+    for (size_t i = 0; i < inputs.size(); ++i)
+    {
+        lstResults[i].m_input = inputs[i];
+    }
+    std::atomic<size_t> uNext{0};
+    std::mutex mtxProgress;
+    size_t uDone = 0;
+    size_t uFailed = 0;
+
+    const auto Work = [&]()
+    {
+        std::unique_ptr<SProcessPlugin> pPlugin;
+        std::string strStartError;
+        try
+        {
+            pPlugin = std::make_unique<SProcessPlugin>(m_process);
+        }
+        catch (const std::exception& error)
+        {
+            strStartError = ErrorText(error);
+        }
+        for (size_t i = uNext++; i < lstResults.size(); i = uNext++)
+        {
+            SBatchResult& result = lstResults[i];
+            const auto start = std::chrono::steady_clock::now();
+            try
+            {
+                if (!pPlugin)
+                {
+                    throw std::runtime_error(strStartError);
+                }
+                ProcessOne(*pPlugin->m_pPlugin, m_outputFolder, result);
+                result.m_bDone = true;
+            }
+            catch (const std::exception& error)
+            {
+                result.m_strError = ErrorText(error);
+            }
+            catch (...)
+            {
+                result.m_strError = "unknown failure";
+            }
+            result.m_dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            std::lock_guard<std::mutex> lock(mtxProgress);
+            ++uDone;
+            uFailed += result.m_bDone ? 0 : 1;
+            if (progress)
+            {
+                progress(result, uDone, uFailed);
+            }
+        }
+    };
+
+    std::vector<std::thread> lstWorkers;
+    const unsigned int uWorkers = static_cast<unsigned int>(std::min<size_t>(m_uWorkers, std::max<size_t>(1, inputs.size())));
+    for (unsigned int i = 1; i < uWorkers; ++i)
+    {
+        lstWorkers.emplace_back(Work);
+    }
+    Work(); // the calling thread is a worker too
+    for (std::thread& worker : lstWorkers)
+    {
+        worker.join();
+    }
+    return lstResults;
+}
+
+void WriteBatchSummary(const fs::path& path, const std::vector<SBatchResult>& results)
+{
+    std::ostringstream text;
+    text << "file,result,labels,seconds,error\n";
+    for (const SBatchResult& result : results)
+    {
+        text << CsvField(result.m_input.m_path.string()) << ',' << CsvField(result.m_resultPath.string()) << ','
+             << (result.m_nLabels ? std::to_string(*result.m_nLabels) : std::string()) << ','
+             << std::fixed << std::setprecision(3) << result.m_dSeconds << ',' << CsvField(result.m_strError)
+             << '\n';
+    }
+    if (path.has_parent_path())
+    {
+        fs::create_directories(path.parent_path());
+    }
+    std::ofstream file(path);
+    file << text.str();
+    if (!file.flush())
+    {
+        throw std::runtime_error("cannot write the summary " + path.string());
+    }
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "BatchInputs.h"
+
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
+#include <Zarn/Value/ValueContainer.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The host objects the plug-ins borrow from the registry, for a program without a window:
+// messages that plug-ins post are dropped, since nobody here listens.
+class CBatchHost
+{
+public:
+    CBatchHost(std::ostream* logConsole, int logThreshold, const std::vector<std::string>& pluginFolders);
+    ~CBatchHost();
+    CBatchHost(const CBatchHost&) = delete;
+    CBatchHost& operator=(const CBatchHost&) = delete;
+
+    // Drops what plug-ins posted meanwhile.
+    void DropMessages();
+    Zarn::CLogger& Logger() { return m_logger; }
+
+private:
+    Zarn::CLogger m_logger;
+    Zarn::CMessageIdFactory m_ids;
+    Zarn::CMessageThread m_thread;
+};
+
+// What became of one input.
+struct SBatchResult
+{
+    SBatchInput m_input;
+    bool m_bDone = false;
+    std::filesystem::path m_resultPath; // absolute; empty when nothing was written
+    std::optional<std::uint64_t> m_nLabels; // the result's "number of labels", when it has one
+    double m_dSeconds = 0;
+    std::string m_strError;
+};
+
+// Runs one process description over many images with a number of workers. Each worker has its
+// own "ImageProcess" plug-in, and through it its own tool plug-ins, so no plug-in is shared
+// between threads. A failed image is recorded and the others go on.
+class CBatchRunner
+{
+public:
+    // The process description: a map with "process" (as a process file holds it).
+    CBatchRunner(const Zarn::CValueMap& process, std::filesystem::path outputFolder, unsigned int workers);
+
+    // Called on the worker's thread after each image, under a lock: done and failed so far.
+    using Progress = std::function<void(const SBatchResult&, size_t done, size_t failed)>;
+
+    // Results in input order.
+    std::vector<SBatchResult> Run(const std::vector<SBatchInput>& inputs, const Progress& progress);
+
+private:
+    const Zarn::CValueMap& m_process;
+    std::filesystem::path m_outputFolder;
+    unsigned int m_uWorkers;
+};
+
+// The summary: file, result, labels, seconds, error; one line per input.
+void WriteBatchSummary(const std::filesystem::path& path, const std::vector<SBatchResult>& results);
