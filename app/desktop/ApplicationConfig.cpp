@@ -4,6 +4,7 @@
 #include <Zarn/Value/ValueScalar.h>
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <set>
@@ -25,8 +26,8 @@ std::string Join(const std::string& path, const std::string& key)
 class CConfigReader
 {
 public:
-    CConfigReader(const Zarn::CJsonPositions& positions, const QString& appDir)
-        : m_positions(positions), m_strAppDir(appDir.toStdString())
+    CConfigReader(const Zarn::CJsonPositions& positions, const QString& appDir, std::string folder)
+        : m_positions(positions), m_strAppDir(appDir.toStdString()), m_strFolder(std::move(folder))
     {
     }
 
@@ -116,6 +117,70 @@ public:
                 {
                     ExpandAll(*pChild);
                 }
+            }
+        }
+    }
+
+    // Replaces every {"$include": FILE, ...} below the value by the members of the object in
+    // FILE, the object's own members winning; a relative FILE is found beside the configuration.
+    void ResolveIncludes(Zarn::CValue& value, const std::string& path, int depth = 0) const
+    {
+        if (value.GenericType() != Zarn::CValue::vtMap && value.GenericType() != Zarn::CValue::vtVector)
+        {
+            return;
+        }
+        auto& container = static_cast<Zarn::CValueContainerBase&>(value);
+        if (value.GenericType() == Zarn::CValue::vtMap)
+        {
+            Zarn::CValueMap& map = *value.Map();
+            const Zarn::CValue* pInclude = map.Entry(Zarn::CValue_Key("$include"), false);
+            if (pInclude != nullptr)
+            {
+                const std::string strWhere = Join(path, "$include");
+                if (pInclude->GenericType() != Zarn::CValue::vtString)
+                {
+                    Fail(strWhere, "\"$include\" must be a file name");
+                }
+                if (depth >= 8)
+                {
+                    Fail(strWhere, "files include each other too deeply");
+                }
+                std::string strFile = pInclude->String().StdString();
+                if (!strFile.empty() && strFile[0] != '/' && !m_strFolder.empty())
+                {
+                    strFile = m_strFolder + "/" + strFile;
+                }
+                std::unique_ptr<Zarn::CValue> pIncluded;
+                try
+                {
+                    pIncluded.reset(Zarn::CJsonValueFile::ReadFile(strFile));
+                }
+                catch (const Zarn::CException& error)
+                {
+                    Fail(strWhere, std::string("cannot include: ") + error.what());
+                }
+                if (pIncluded->GenericType() != Zarn::CValue::vtMap)
+                {
+                    Fail(strWhere, "cannot include " + strFile + ": it holds no object");
+                }
+                ExpandAll(*pIncluded);
+                ResolveIncludes(*pIncluded, path, depth + 1);
+                map.RemoveEntry(Zarn::CValue_Key("$include"));
+                for (auto it = pIncluded->Map()->begin(); it != pIncluded->Map()->end(); ++it)
+                {
+                    if (!map.HasEntry(it.Key()))
+                    {
+                        map.SetEntry(it.Key(), it.Value()->Clone(Zarn::CValue::tfShare));
+                    }
+                }
+            }
+        }
+        for (const Zarn::CValue_Key& key : container.ChildKeys())
+        {
+            if (Zarn::CValue* pChild = container.ChildAt(key))
+            {
+                const std::string strKey = key.IsText() ? std::string(key.ToString()) : std::to_string(key.AsIndex());
+                ResolveIncludes(*pChild, Join(path, strKey), depth);
             }
         }
     }
@@ -232,6 +297,7 @@ private:
 
     const Zarn::CJsonPositions& m_positions;
     std::string m_strAppDir;
+    std::string m_strFolder; // of the configuration file; empty for the built-in one
 };
 
 std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path,
@@ -257,7 +323,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
         throw CConfigError(error.what());
     }
 
-    const CConfigReader reader(positions, appDir);
+    const CConfigReader reader(positions, appDir,
+                               path.startsWith(":/") ? std::string() : QFileInfo(path).absolutePath().toStdString());
     std::unique_ptr<CApplicationConfig> pConfig(new CApplicationConfig);
     pConfig->m_strSource = QString::fromStdString(strSource);
     const Zarn::CValueMap& root = reader.Map(pRoot.get(), "");
@@ -308,6 +375,7 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
             spec.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
                 reader.Map(pParameters, Join(strPath, "parameters")).Clone(Zarn::CValue::tfShare)));
             reader.ExpandAll(*spec.m_pParameters);
+            reader.ResolveIncludes(*spec.m_pParameters, Join(strPath, "parameters"));
         }
         pConfig->m_lstPlugins.push_back(std::move(spec));
     }

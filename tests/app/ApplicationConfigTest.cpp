@@ -173,3 +173,37 @@ TEST_F(ApplicationConfig, MissingFileNamesItsPathAndReason)
 }
 
 } // namespace
+
+namespace
+{
+
+TEST_F(ApplicationConfig, IncludedFileAddsItsMembersAndOwnMembersWin)
+{
+    std::ofstream(m_folder.filePath("count.json").toStdString())
+        << R"({"process": [{"type": "plugin", "plugin": "Label"}], "threaded": false, "home": "${APPDIR}"})";
+    ASSERT_EQ(LoadError(R"({"plugins": [{"id": "tools", "plugin": "Toolbox", "parameters": {"tool plugins": [
+        {"plugin": "ImageProcess", "callaction": "count", "threaded": true, "$include": "count.json"}]}}],
+        "window": {"central": "tools"}})"),
+              "");
+    const Zarn::CValueMap& parameters = *m_pConfig->Plugins()[0].m_pParameters;
+    const Zarn::CValue* pTool = parameters.Entry("tool plugins/0", true);
+    EXPECT_FALSE(pTool->Map()->HasEntry(Zarn::CValue_Key("$include")));
+    EXPECT_EQ(pTool->Map()->Entry("process/0/plugin", true)->String().StdString(), "Label");
+    EXPECT_TRUE(pTool->Map()->Entry(Zarn::CValue_Key("threaded"), true)->Bool()) << "the own member wins";
+    EXPECT_EQ(pTool->Map()->Entry(Zarn::CValue_Key("home"), true)->String().StdString(), "/opt/docview/bin");
+}
+
+TEST_F(ApplicationConfig, BrokenIncludeNamesTheIncludeAndTheFile)
+{
+    std::ofstream(m_folder.filePath("bad.json").toStdString()) << "{\"process\": [}";
+    const std::string strError = LoadError(R"({"plugins": [{"id": "t", "plugin": "Toolbox",
+ "parameters": {"$include": "bad.json"}}], "window": {"central": "t"}})");
+    EXPECT_EQ(strError.rfind(":2:29: cannot include: " + m_folder.filePath("bad.json").toStdString() + ":1:14:", 0), 0u)
+        << strError;
+    EXPECT_EQ(LoadError(R"({"plugins": [{"id": "t", "plugin": "Toolbox",
+ "parameters": {"$include": "missing.json"}}], "window": {"central": "t"}})")
+                  .rfind(":2:29: cannot include: " + m_folder.filePath("missing.json").toStdString() + ": cannot open", 0),
+              0u);
+}
+
+} // namespace
