@@ -12,7 +12,7 @@
 namespace
 {
 
-const char* const kCommands[] = {"quit", "about", "docks"};
+const char* const kCommands[] = {"quit", "about", "docks", "record", "save_recording"};
 
 std::string Join(const std::string& path, const std::string& key)
 {
@@ -223,7 +223,7 @@ public:
                 std::end(kCommands))
             {
                 Fail(Join(path, "command"), "unknown command \"" + item.m_strName +
-                                                "\" (known: quit, about, docks)");
+                                                "\" (known: quit, about, docks, record, save_recording)");
             }
             ++nKinds;
         }

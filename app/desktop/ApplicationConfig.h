@@ -25,7 +25,7 @@ struct SMenuItem
     {
         kAction,    // posts ON_ACTION with the name
         kConfigure, // posts ON_CONFIGURE with the name
-        kCommand,   // handled by the window itself ("quit", "messages", "navigator", "about")
+        kCommand,   // handled by the window itself: "quit", "about", "docks", "record", "save_recording"
         kSeparator,
         kSubmenu,
     };

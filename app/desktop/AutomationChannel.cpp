@@ -163,6 +163,15 @@ void CAutomationChannel::Run(const QString& line)
         }
         Reply(Failed("the question has no button " + strArgument.toStdString()));
     }
+    else if (strCommand == "record")
+    {
+        m_window.SetRecording(strArgument != "off");
+        Reply(Ok());
+    }
+    else if (strCommand == "save-recording")
+    {
+        Reply(m_window.SaveRecording(strArgument) ? Ok() : Failed("cannot write " + strArgument.toStdString()));
+    }
     else if (strCommand == "quit")
     {
         Reply(Ok());
@@ -211,6 +220,8 @@ std::string CAutomationChannel::State() const
     state["title"] = m_window.windowTitle().toStdString();
     state["status"] = m_window.StatusText().toStdString();
     state["journal_lines"] = m_window.JournalDock()->LineCount();
+    state["recording"] = m_window.IsRecording();
+    state["recorded_steps"] = m_window.Recording().Size();
 
     nlohmann::json actions = nlohmann::json::object();
     for (QAction* pAction : m_window.findChildren<QAction*>())

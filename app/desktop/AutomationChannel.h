@@ -20,6 +20,8 @@ class QSocketNotifier;
 //   close-window N            the close button of the N-th workspace window
 //   screenshot FILE           the whole screen as PNG
 //   answer BUTTON             a click on that button of the open question ("Discard", "OK", ...)
+//   record on|off             Tools > Record
+//   save-recording FILE       Tools > Save Recording, with FILE chosen
 //   quit                      the window's close, as from the menu
 class CAutomationChannel : public QObject
 {

@@ -4,6 +4,7 @@
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Serial/JsonValueFile.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
@@ -71,12 +72,17 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     handlers.m_fnActiveView = [this](const std::string& caption) { ShowActiveView(caption); };
     handlers.m_fnDocumentsChanged = [this]() { setWindowModified(!m_pWindowPlugin->UnsavedDocuments().empty()); };
     handlers.m_fnPost = [this](const char* name, Zarn::CValue* pData) { m_session.Post(name, pData); };
+    handlers.m_fnNewDocument = [this](const Zarn::CValueMap& document) { Record(document); };
     m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), std::move(handlers));
 
     m_pStatusLabel = new QLabel(this);
     m_pStatusLabel->setObjectName("LogStatus");
     m_pStatusLabel->setTextFormat(Qt::PlainText);
     statusBar()->addWidget(m_pStatusLabel, 1);
+    m_pRecordingLabel = new QLabel(this);
+    m_pRecordingLabel->setObjectName("RecordingState");
+    statusBar()->addPermanentWidget(m_pRecordingLabel);
+    m_pRecordingLabel->hide();
     // The logger calls from any thread, under its lock: only hand the line over. Installed
     // before the plug-ins start, so that their start-up problems show too.
     session.Logger().SetLineListener(
@@ -248,6 +254,18 @@ QAction* CMainWindow::MakeAction(const SMenuItem& item)
         pAction->setMenuRole(QAction::AboutRole);
         connect(pAction, &QAction::triggered, this, &CMainWindow::SlotAbout);
     }
+    else if (strName == "record")
+    {
+        pAction->setCheckable(true);
+        connect(pAction, &QAction::toggled, this, &CMainWindow::SetRecording);
+        m_pRecordAction = pAction;
+    }
+    else if (strName == "save_recording")
+    {
+        pAction->setEnabled(false); // until something is recorded
+        connect(pAction, &QAction::triggered, this, &CMainWindow::SlotSaveRecording);
+        m_pSaveRecordingAction = pAction;
+    }
     return pAction;
 }
 
@@ -317,6 +335,74 @@ void CMainWindow::ShowActiveView(const std::string& caption)
     }
     setWindowTitle(caption.empty() ? m_config.Title() + "[*]"
                                    : QString::fromStdString(caption) + "[*] - " + m_config.Title());
+}
+
+void CMainWindow::SetRecording(bool bOn)
+{
+    if (bOn == m_bRecording)
+    {
+        return;
+    }
+    m_bRecording = bOn;
+    if (bOn)
+    {
+        m_recording = Zarn::CValueVector(); // a new recording starts empty
+    }
+    if (m_pRecordAction != nullptr && m_pRecordAction->isChecked() != bOn)
+    {
+        m_pRecordAction->setChecked(bOn);
+    }
+    ShowRecordingState();
+}
+
+void CMainWindow::Record(const Zarn::CValueMap& document)
+{
+    const Zarn::CValueMap* pStep = Zarn::ImageDocument::ProcessStep(document);
+    if (!m_bRecording || pStep == nullptr)
+    {
+        return;
+    }
+    m_recording.PushBack(pStep->Clone(Zarn::CValue::tfShare));
+    ShowRecordingState();
+}
+
+void CMainWindow::ShowRecordingState()
+{
+    const unsigned int uSteps = m_recording.Size();
+    m_pRecordingLabel->setVisible(m_bRecording || uSteps > 0);
+    m_pRecordingLabel->setText(m_bRecording ? tr("Recording: %n step(s)", nullptr, static_cast<int>(uSteps))
+                                            : tr("Recorded: %n step(s)", nullptr, static_cast<int>(uSteps)));
+    if (m_pSaveRecordingAction != nullptr)
+    {
+        m_pSaveRecordingAction->setEnabled(uSteps > 0);
+    }
+}
+
+bool CMainWindow::SaveRecording(const QString& path)
+{
+    Zarn::CValueMap process;
+    process.SetEntry(Zarn::CValue_Key("process"), m_recording.Clone(Zarn::CValue::tfShare));
+    try
+    {
+        Zarn::CJsonValueFile::WriteFile(path.toStdString(), process);
+    }
+    catch (const std::exception& error)
+    {
+        QMessageBox::critical(this, tr("Cannot save the recording"), QString::fromStdString(ErrorText(error)));
+        return false;
+    }
+    statusBar()->showMessage(tr("Recording saved to %1").arg(path), 5000);
+    return true;
+}
+
+void CMainWindow::SlotSaveRecording()
+{
+    const QString strPath = QFileDialog::getSaveFileName(this, tr("Save recording"), tr("recording.json"),
+                                                         tr("Process descriptions (*.json)"));
+    if (!strPath.isEmpty())
+    {
+        SaveRecording(strPath);
+    }
 }
 
 QString CMainWindow::StatusText() const

@@ -7,6 +7,8 @@
 #include <QMainWindow>
 #include <QStringList>
 
+#include <Zarn/Value/ValueContainer.h>
+
 #include <map>
 #include <memory>
 #include <string>
@@ -38,6 +40,14 @@ public:
     const CWindowPlugin& Documents() const { return *m_pWindowPlugin; }
     CMessageJournalDock* JournalDock() const { return m_pJournalDock; }
     QString StatusText() const;
+    // Recording: while on, the process step of every document a tool makes is kept, in order.
+    void SetRecording(bool bOn);
+    bool IsRecording() const { return m_bRecording; }
+    const Zarn::CValueVector& Recording() const { return m_recording; }
+    // Writes the recording as a process description {"process": [...]}; false (after telling the
+    // user) when it cannot be written.
+    bool SaveRecording(const QString& path);
+
     // Ends the plug-ins; the window stays until it is destroyed. Called when the application quits.
     void ShutDown();
 
@@ -57,6 +67,7 @@ private slots:
     void SlotLogLine(int level, const QString& text);
     void SlotJournalVisibility(bool bVisible);
     void SlotAbout();
+    void SlotSaveRecording();
 
 private:
     QAction* MakeAction(const SMenuItem& item);
@@ -64,6 +75,8 @@ private:
     void FillDockEntries(QMenu* menu);
     void SetControl(const std::string& name, bool bEnabled);
     void ShowActiveView(const std::string& caption);
+    void Record(const Zarn::CValueMap& document);
+    void ShowRecordingState();
     // Asks what to do with unsaved documents; false when the user chose to stay.
     bool MayClose();
     bool SaveAll(const std::vector<Zarn::CValueMap*>& documents);
@@ -78,4 +91,9 @@ private:
     QLabel* m_pStatusLabel = nullptr;
     bool m_bShutDown = false;
     bool m_bViewShown = false;
+    bool m_bRecording = false;
+    Zarn::CValueVector m_recording;
+    QAction* m_pRecordAction = nullptr;
+    QAction* m_pSaveRecordingAction = nullptr;
+    QLabel* m_pRecordingLabel = nullptr;
 };

@@ -38,6 +38,10 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
     else if (Is(nId, "NEW_DOCUMENT"))
     {
         m_lstDocuments.push_back(Zarn::UnwrapPointer<Zarn::CValueMap>(pData));
+        if (m_lstDocuments.back() != nullptr)
+        {
+            m_handlers.m_fnNewDocument(*m_lstDocuments.back());
+        }
         m_handlers.m_fnDocumentsChanged();
     }
     else if (Is(nId, "INVALID_DOCUMENT"))

@@ -23,6 +23,8 @@ public:
         std::function<void(const std::string&)> m_fnActiveView;
         // A document came, went or changed.
         std::function<void()> m_fnDocumentsChanged;
+        // A new document, before m_fnDocumentsChanged.
+        std::function<void(const Zarn::CValueMap&)> m_fnNewDocument;
         // Posts a message (name, data taken).
         std::function<void(const char*, Zarn::CValue*)> m_fnPost;
     };

@@ -145,7 +145,7 @@ TEST_F(ApplicationConfig, UnknownCommandAndAmbiguousEntryAreRejected)
 {
     EXPECT_EQ(LoadError(R"({"plugins": [{"id": "a", "plugin": "W"}], "window": {"central": "a",
 "menus": [{"title": "F", "items": [{"command": "explode"}]}]}})"),
-              ":2:48: unknown command \"explode\" (known: quit, about, docks)");
+              ":2:48: unknown command \"explode\" (known: quit, about, docks, record, save_recording)");
     EXPECT_EQ(LoadError(R"({"plugins": [{"id": "a", "plugin": "W"}], "window": {"central": "a",
 "menus": [{"title": "F", "items": [{"action": "open", "command": "quit"}]}]}})"),
               ":2:36: a menu entry needs exactly one of \"action\", \"configure\", \"command\", "

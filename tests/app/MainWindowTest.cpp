@@ -4,6 +4,7 @@
 
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
+#include <Zarn/Serial/JsonValueFile.h>
 
 #include <QAbstractButton>
 #include <QAction>
@@ -33,7 +34,10 @@ const char* const kConfig = R"({"plugins": [
     "menus": [{"title": "&File", "items": [
         {"action": "open", "text": "&Open"},
         {"configure": "blur", "text": "Blur settings"},
-        {"command": "quit", "text": "&Quit"}]}],
+        {"command": "quit", "text": "&Quit"}]},
+        {"title": "&Tools", "items": [
+        {"command": "record", "text": "&Record"},
+        {"command": "save_recording", "text": "Save Recording"}]}],
     "toolbars": [{"title": "Main", "items": [{"action": "open"}]}]}})";
 
 // Runs the event loop until the condition holds (or 5 s passed).
@@ -247,6 +251,57 @@ TEST_F(MainWindow, DocumentGoneIsNoLongerAskedFor)
     m_pSession->Post("INVALID_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
     ASSERT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().empty(); }));
     EXPECT_TRUE(m_pWindow->close());
+}
+
+TEST_F(MainWindow, RecordingKeepsTheStepsOfNewDocumentsWhileOnAndSavesThemAsAProcess)
+{
+    QAction* pRecord = m_pWindow->findChild<QAction*>("record");
+    QAction* pSave = m_pWindow->findChild<QAction*>("save_recording");
+    ASSERT_NE(pRecord, nullptr);
+    ASSERT_NE(pSave, nullptr);
+    EXPECT_TRUE(pRecord->isCheckable());
+    EXPECT_FALSE(pSave->isEnabled()) << "nothing recorded yet";
+
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("sigma"), new Zarn::CValueDouble(2.0));
+    const auto AnnounceStep = [&](const std::string& label, const std::string& plugin)
+    {
+        auto* pImage = new Zarn::CImage(Zarn::CSize(4, 4), Zarn::IImage::CType(Zarn::IImage::etUInt8));
+        m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, label));
+        Zarn::ImageDocument::SetProcessStep(*m_lstDocuments.back(), plugin, parameters);
+        m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
+        const size_t uCount = m_lstDocuments.size();
+        EXPECT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == uCount; }));
+    };
+    AnnounceStep("not recorded", "Median");
+    EXPECT_EQ(m_pWindow->Recording().Size(), 0u);
+
+    pRecord->trigger();
+    EXPECT_TRUE(m_pWindow->IsRecording());
+    AnnounceStep("blurred", "GaussianBlur");
+    AnnounceDocument("no tool made this");
+    AnnounceStep("thresholded", "Threshold");
+    pRecord->trigger();
+    EXPECT_FALSE(m_pWindow->IsRecording());
+    AnnounceStep("after", "Invert");
+    ASSERT_EQ(m_pWindow->Recording().Size(), 2u);
+    EXPECT_TRUE(pSave->isEnabled());
+
+    const QString strPath = m_folder.filePath("recorded.json");
+    ASSERT_TRUE(m_pWindow->SaveRecording(strPath));
+    std::unique_ptr<Zarn::CValue> pSaved(Zarn::CJsonValueFile::ReadFile(strPath.toStdString()));
+    const Zarn::CValueVector* pProcess = pSaved->Map()->Entry(Zarn::CValue_Key("process"), true)->Vector();
+    ASSERT_EQ(pProcess->Size(), 2u);
+    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(0u), true)->Map()->EntryString(Zarn::CValue_Key("plugin")).StdString(),
+              "GaussianBlur");
+    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(1u), true)->Map()->EntryString(Zarn::CValue_Key("plugin")).StdString(),
+              "Threshold");
+    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(1u), true)->Map()->Entry("parameters/sigma", true)->Double(), 2.0);
+
+    // A new recording starts empty.
+    pRecord->trigger();
+    EXPECT_EQ(m_pWindow->Recording().Size(), 0u);
+    EXPECT_FALSE(pSave->isEnabled());
 }
 
 TEST_F(MainWindow, DroppedFilesBecomeDocuments)

@@ -74,4 +74,19 @@ bool IsSaved(const CValueMap& document)
     return pSaved != nullptr && pSaved->GenericType() == CValue::vtBool && pSaved->Bool();
 }
 
+void SetProcessStep(CValueMap& document, const std::string& plugin, const CValueMap& parameters)
+{
+    auto* pStep = new CValueMap;
+    document.SetEntry(CValue_Key("process step"), pStep);
+    pStep->SetEntry(CValue_Key("type"), new CValueString("plugin"));
+    pStep->SetEntry(CValue_Key("plugin"), new CValueString(plugin));
+    pStep->SetEntry(CValue_Key("parameters"), parameters.Clone(CValue::tfShare));
+}
+
+const CValueMap* ProcessStep(const CValueMap& document)
+{
+    const CValue* pStep = document.Entry(CValue_Key("process step"), false);
+    return pStep != nullptr && pStep->GenericType() == CValue::vtMap ? pStep->Map() : nullptr;
+}
+
 } // namespace Zarn::ImageDocument

@@ -94,4 +94,19 @@ TEST(ImageDocument, LabelDefaultsToUnnamedAndSavedNeedsTrue)
     EXPECT_TRUE(ImageDocument::IsSaved(document));
 }
 
+TEST(ImageDocument, ProcessStepNamesTheToolAndItsParameters)
+{
+    std::unique_ptr<CValueMap> pDocument(ImageDocument::Create(SmallImage().release(), "blurred"));
+    EXPECT_EQ(ImageDocument::ProcessStep(*pDocument), nullptr);
+    CValueMap parameters;
+    parameters.SetEntry(CValue_Key("sigma"), new CValueDouble(2.5));
+    ImageDocument::SetProcessStep(*pDocument, "GaussianBlur", parameters);
+    parameters.SetEntry(CValue_Key("sigma"), new CValueDouble(9.0)); // the step keeps its own copy
+    const CValueMap* pStep = ImageDocument::ProcessStep(*pDocument);
+    ASSERT_NE(pStep, nullptr);
+    EXPECT_EQ(pStep->EntryString(CValue_Key("type")).StdString(), "plugin");
+    EXPECT_EQ(pStep->EntryString(CValue_Key("plugin")).StdString(), "GaussianBlur");
+    EXPECT_EQ(pStep->Entry("parameters/sigma", true)->Double(), 2.5);
+}
+
 } // namespace

@@ -15,6 +15,8 @@ namespace Zarn
 //   "content"        the image, owned by the document
 //   "filename"       the file the image was read from or last saved to; absent for a new result
 //   "is_saved/image" true while the file holds what the document holds
+//   "process step"   how a tool made the image: a "plugin" step of a process description with the
+//                    tool's name and the parameters it used, so that a recording can replay it
 //
 // A document without "is_saved/image" has changes that would be lost on closing.
 namespace ImageDocument
@@ -43,6 +45,12 @@ ZARN_IMAGE_API std::string FileName(const CValueMap& document);
 // "label", or "Unnamed" as the repository names a document without one.
 ZARN_IMAGE_API std::string Label(const CValueMap& document);
 ZARN_IMAGE_API bool IsSaved(const CValueMap& document);
+
+// Writes "process step" = {"type": "plugin", "plugin": plugin, "parameters": a copy of parameters}.
+ZARN_IMAGE_API void SetProcessStep(CValueMap& document, const std::string& plugin,
+                                   const CValueMap& parameters);
+// The document's "process step", or null when no tool left one.
+ZARN_IMAGE_API const CValueMap* ProcessStep(const CValueMap& document);
 
 } // namespace ImageDocument
 
