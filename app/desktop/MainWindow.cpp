@@ -176,6 +176,9 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
 
 CMainWindow::~CMainWindow()
 {
+    // QWidget's destructor hides the docks, and their signals must not reach this half-destroyed
+    // window.
+    disconnect(m_pJournalDock, nullptr, this, nullptr);
     ShutDown();
 }
 
