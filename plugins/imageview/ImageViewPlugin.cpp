@@ -1,0 +1,288 @@
+#include "ImageViewPlugin.h"
+
+#include "ImageViewValues.h"
+#include "ImageViewWidget.h"
+
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Value/ValueContainer.h>
+#include <Zarn/Value/ValuePointer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QWidget>
+
+#include <atomic>
+#include <string>
+
+namespace
+{
+
+const char* const kPluginType = "QtWidget";
+const char* const kPluginSubType = "ImageView";
+const int kThumbnailSize = 32;
+
+// Numbers views across the process, for thumbnail names that no two views share.
+std::atomic<std::uint64_t> g_uNextViewNumber{1};
+
+const char* ElementTypeName(Zarn::IImage::EnElementType type)
+{
+    switch (type)
+    {
+    case Zarn::IImage::etUInt8:
+        return "uint8";
+    case Zarn::IImage::etInt8:
+        return "int8";
+    case Zarn::IImage::etUInt16:
+        return "uint16";
+    case Zarn::IImage::etInt16:
+        return "int16";
+    case Zarn::IImage::etUInt32:
+        return "uint32";
+    case Zarn::IImage::etInt32:
+        return "int32";
+    case Zarn::IImage::etFloat32:
+        return "float32";
+    case Zarn::IImage::etFloat64:
+        return "float64";
+    }
+    return "unknown";
+}
+
+// "512 x 512, uint16, 1 channel"; planes show as a third extent ("64 x 64 x 5, ...").
+std::string DescribeImage(const Zarn::CImage& image)
+{
+    const Zarn::CSize& size = image.Size();
+    std::string strText = std::to_string(size.X()) + " x " + std::to_string(size.Y());
+    if (size.Z() > 1)
+    {
+        strText += " x " + std::to_string(size.Z());
+    }
+    const unsigned int nChannels = image.Type().Channels();
+    strText += std::string(", ") + ElementTypeName(image.Type().ElementType()) + ", " +
+               std::to_string(nChannels) + (nChannels == 1 ? " channel" : " channels");
+    return strText;
+}
+
+void SetString(Zarn::CValueMap& map, const char* key, const std::string& text)
+{
+    map.SetEntry(Zarn::CValue_Key(key), new Zarn::CValueString(text.c_str()));
+}
+
+} // namespace
+
+CImageViewPlugin::CImageViewPlugin()
+    : m_strName("CImageViewPlugin"), m_pWidget(new CImageViewWidget),
+      m_uViewNumber(g_uNextViewNumber++)
+{
+}
+
+CImageViewPlugin::~CImageViewPlugin()
+{
+    delete m_pWidget.data();
+    RemoveThumbnail();
+}
+
+void CImageViewPlugin::GetPluginSetup(Zarn::CValueMap& setup)
+{
+    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
+                   new Zarn::CValuePointer<QWidget>(m_pWidget.data()));
+    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString(kPluginType));
+    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString(kPluginSubType));
+    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName.c_str()));
+}
+
+void CImageViewPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
+{
+    try
+    {
+        m_strName = parameters.EntryString(Zarn::CValue_Key("name"), m_strName);
+        SetInstance(m_strName.c_str());
+        const Zarn::CValue* pParent = parameters.Entry(Zarn::CValue_Key("parent"), false);
+        QWidget* pParentWidget = pParent != nullptr
+                                     ? const_cast<QWidget*>(Zarn::UnwrapPointer<QWidget>(pParent))
+                                     : nullptr;
+        if (pParentWidget != nullptr && m_pWidget != nullptr)
+        {
+            // A first home only: the container that takes the view reparents the widget.
+            m_pWidget->setParent(pParentWidget);
+            m_pWidget->hide();
+        }
+        if (Zarn::CValueMap* pDocument = ImageViewValues::DocumentOf(parameters))
+        {
+            SetDocument(pDocument);
+        }
+    }
+    catch (...)
+    {
+        ImageViewValues::RethrowWrapped("CImageViewPlugin::Init");
+    }
+}
+
+void CImageViewPlugin::DeleteData()
+{
+    delete m_pWidget.data();
+}
+
+void CImageViewPlugin::Run(Zarn::CValueMap& data)
+{
+    const Zarn::CImage* pImage =
+        m_pDocument != nullptr ? Zarn::ImageDocument::Image(*m_pDocument) : nullptr;
+    std::string strCaption;
+    if (m_pDocument != nullptr)
+    {
+        strCaption = Zarn::ImageDocument::Label(*m_pDocument);
+        const Zarn::CValue* pIndex = m_pDocument->Entry(Zarn::CValue_Key("index"), false);
+        if (pIndex != nullptr && pIndex->GenericType() == Zarn::CValue::vtLong)
+        {
+            strCaption += " [" + std::to_string(pIndex->Long()) + "]";
+        }
+    }
+    SetString(data, "caption", strCaption);
+    SetString(data, "description", pImage != nullptr ? DescribeImage(*pImage) : std::string());
+    UpdateThumbnail();
+    // Without a thumbnail the entry stays out, and the navigator shows its default icon.
+    if (!m_strThumbnailPath.empty())
+    {
+        SetString(data, "icon", m_strThumbnailPath);
+    }
+    data.SetEntry(Zarn::CValue_Key("document"),
+                  new Zarn::CValuePointer<Zarn::CValueMap>(m_pDocument));
+    SetString(data, "PluginType", kPluginType);
+    SetString(data, "PluginSubType", kPluginSubType);
+    if (m_pWidget == nullptr)
+    {
+        return;
+    }
+    auto* pSettings = new Zarn::CValueMap;
+    pSettings->SetEntry(Zarn::CValue_Key("zoom"), new Zarn::CValueDouble(m_pWidget->Zoom()));
+    pSettings->SetEntry(Zarn::CValue_Key("fit"), new Zarn::CValueBool(m_pWidget->IsFit()));
+    auto* pContrast = new Zarn::CValueMap;
+    pContrast->SetEntry(Zarn::CValue_Key("auto"),
+                        new Zarn::CValueBool(m_pWidget->IsAutoContrast()));
+    pContrast->SetEntry(Zarn::CValue_Key("low"), new Zarn::CValueDouble(m_pWidget->ContrastLow()));
+    pContrast->SetEntry(Zarn::CValue_Key("high"),
+                        new Zarn::CValueDouble(m_pWidget->ContrastHigh()));
+    pSettings->SetEntry(Zarn::CValue_Key("contrast"), pContrast);
+    data.SetEntry(Zarn::CValue_Key("settings"), pSettings);
+    const QRect selection = m_pWidget->Selection();
+    if (!selection.isNull())
+    {
+        auto* pSelection = new Zarn::CValueMap;
+        pSelection->SetEntry(Zarn::CValue_Key("x"), new Zarn::CValueLong(selection.x()));
+        pSelection->SetEntry(Zarn::CValue_Key("y"), new Zarn::CValueLong(selection.y()));
+        pSelection->SetEntry(Zarn::CValue_Key("width"), new Zarn::CValueLong(selection.width()));
+        pSelection->SetEntry(Zarn::CValue_Key("height"), new Zarn::CValueLong(selection.height()));
+        data.SetEntry(Zarn::CValue_Key("selection"), pSelection);
+    }
+}
+
+void CImageViewPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
+{
+    if (ImageViewValues::IsMessage(parameters))
+    {
+        return;
+    }
+    try
+    {
+        if (Zarn::CValueMap* pDocument = ImageViewValues::DocumentOf(parameters))
+        {
+            SetDocument(pDocument);
+        }
+        const Zarn::CValue* pSettings = parameters.Entry(Zarn::CValue_Key("settings"), false);
+        if (pSettings != nullptr && pSettings->Map() != nullptr)
+        {
+            ApplySettings(*pSettings->Map());
+        }
+    }
+    catch (...)
+    {
+        ImageViewValues::RethrowWrapped("CImageViewPlugin::UpdateParameters");
+    }
+}
+
+std::string CImageViewPlugin::ThumbnailDirectory()
+{
+    QString strBase = qEnvironmentVariable("XDG_CACHE_HOME");
+    if (strBase.isEmpty())
+    {
+        strBase = QDir::homePath() + "/.cache";
+    }
+    return (strBase + "/docview/thumbnails").toStdString();
+}
+
+void CImageViewPlugin::SetDocument(Zarn::CValueMap* document)
+{
+    m_pDocument = document;
+    if (m_pWidget != nullptr)
+    {
+        m_pWidget->SetImage(Zarn::ImageDocument::Image(*document));
+    }
+    ++m_uImageVersion;
+}
+
+void CImageViewPlugin::ApplySettings(const Zarn::CValueMap& settings)
+{
+    if (m_pWidget == nullptr)
+    {
+        return;
+    }
+    if (settings.EntryBool(Zarn::CValue_Key("fit"), false))
+    {
+        m_pWidget->FitToWindow();
+    }
+    else if (settings.HasEntry(Zarn::CValue_Key("zoom")))
+    {
+        m_pWidget->SetZoom(settings.EntryDouble(Zarn::CValue_Key("zoom"), m_pWidget->Zoom()));
+    }
+    const Zarn::CValue* pContrast = settings.Entry(Zarn::CValue_Key("contrast"), false);
+    if (pContrast != nullptr && pContrast->Map() != nullptr)
+    {
+        const Zarn::CValueMap& contrast = *pContrast->Map();
+        if (contrast.EntryBool(Zarn::CValue_Key("auto"), true))
+        {
+            m_pWidget->SetAutoContrast();
+        }
+        else
+        {
+            m_pWidget->SetContrast(
+                contrast.EntryDouble(Zarn::CValue_Key("low"), m_pWidget->ContrastLow()),
+                contrast.EntryDouble(Zarn::CValue_Key("high"), m_pWidget->ContrastHigh()));
+        }
+    }
+}
+
+void CImageViewPlugin::UpdateThumbnail()
+{
+    if (m_pWidget == nullptr || !m_pWidget->HasImage() || m_uThumbnailVersion == m_uImageVersion)
+    {
+        return;
+    }
+    const QString strDirectory = QString::fromStdString(ThumbnailDirectory());
+    const QString strPath = QString("%1/view-%2-%3-%4.png")
+                                .arg(strDirectory)
+                                .arg(QCoreApplication::applicationPid())
+                                .arg(m_uViewNumber)
+                                .arg(m_uImageVersion);
+    const QImage thumbnail = m_pWidget->DisplayImage().scaled(
+        kThumbnailSize, kThumbnailSize, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    // A cache that cannot be written keeps the last icon, or none.
+    if (!QDir().mkpath(strDirectory) || !thumbnail.save(strPath, "PNG"))
+    {
+        return;
+    }
+    RemoveThumbnail();
+    m_strThumbnailPath = strPath.toStdString();
+    m_uThumbnailVersion = m_uImageVersion;
+}
+
+void CImageViewPlugin::RemoveThumbnail()
+{
+    if (!m_strThumbnailPath.empty())
+    {
+        QFile::remove(QString::fromStdString(m_strThumbnailPath));
+        m_strThumbnailPath.clear();
+    }
+}

@@ -1,0 +1,306 @@
+// The image view inside the real repository: both plug-ins are loaded by name from the built
+// modules, documents and actions travel through the real communication thread, and the views are
+// seen only through the plug-in contract and their widgets, as the containers see them.
+
+#include "ImageViewTestSupport.h"
+
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Message/Message.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
+#include <Zarn/Plugin/PluginBase.h>
+#include <Zarn/Plugin/PluginLoader.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/TypeInfo.h>
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using namespace ImageViewTest;
+
+namespace
+{
+
+const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
+const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger",
+                                     kInheritSettings};
+
+// Subscribed before the repository: keeps every view that NEW_VIEW announces.
+class CNewViewRecorder : public Zarn::CPluginBase
+{
+public:
+    explicit CNewViewRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
+
+    void UpdateParameters(const Zarn::CValueMap& message) override
+    {
+        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
+        if (std::string(m_pIds->GetMessageName(id)) != "NEW_VIEW")
+        {
+            return;
+        }
+        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
+        m_lstViews.push_back(
+            static_cast<Zarn::CPluginBase*>(const_cast<void*>(pData->Pointer()->Void())));
+    }
+
+    std::vector<Zarn::CPluginBase*> m_lstViews;
+
+private:
+    Zarn::CMessageIdFactory* m_pIds;
+};
+
+class ImageViewFlow : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        // Read by the loader when it is first used.
+        setenv(Zarn::CPluginLoader::kSearchPathVariable, MODULE_DIR, 1);
+    }
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_cacheDir.isValid());
+        setenv("XDG_CACHE_HOME", m_cacheDir.path().toUtf8().constData(), 1);
+        m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
+        m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
+        m_pThread = std::make_unique<Zarn::CMessageThread>();
+        m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
+        m_pThread->SetLogger(m_pThreadLogger.get());
+        m_pThread->SetMessageIdFactory(m_pIds.get());
+        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+        registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
+                          new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
+        registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
+                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
+        registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
+                          new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
+
+        m_pRepository.reset(Zarn::GetNewPluginInstance("Repository"));
+        ASSERT_NE(m_pRepository, nullptr) << "no Repository in " << MODULE_DIR;
+        auto* pViews = new Zarn::CValueVector;
+        auto* pEntry = new Zarn::CValueMap;
+        pEntry->SetEntry(Zarn::CValue_Key("factory"), new Zarn::CValueString("ImageViewFactory"));
+        pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
+        pEntry->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString("new_view"));
+        pViews->PushBack(pEntry);
+        Zarn::CValueMap parameters;
+        parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("ImageRepository"));
+        parameters.SetEntry(Zarn::CValue_Key("views"), pViews);
+        m_pRepository->Init(nullptr, parameters);
+        ASSERT_NE(m_logText.str().find("ImageViewFactory loaded."), std::string::npos)
+            << m_logText.str();
+
+        m_pRecorder = std::make_unique<CNewViewRecorder>(m_pIds.get());
+        m_pThread->Subscribe(m_pRecorder.get());
+        m_pThread->Subscribe(m_pRepository.get());
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(m_threadLogText.str(), "") << "a plug-in threw while a message was delivered";
+        if (m_pRepository != nullptr)
+        {
+            m_pThread->Unsubscribe(m_pRepository.get());
+            m_pRepository->DeleteData();
+            m_pRepository.reset();
+        }
+        if (m_pRecorder != nullptr)
+        {
+            m_pThread->Unsubscribe(m_pRecorder.get());
+        }
+        QCoreApplication::processEvents();
+        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+        for (const char* szKey : kRegistryKeys)
+        {
+            if (registry.HasEntry(Zarn::CValue_Key(szKey)))
+            {
+                registry.RemoveEntry(Zarn::CValue_Key(szKey));
+            }
+        }
+        m_pThread.reset();
+        unsetenv("XDG_CACHE_HOME");
+    }
+
+    void Post(const char* name, Zarn::CValue* data)
+    {
+        m_pThread->TakeMessage(
+            new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
+            Zarn::CMessage::mmQueued);
+        for (int nRound = 0; nRound < 10 && m_pThread->DeliverUntilIdle() != 0; ++nRound)
+        {
+            QCoreApplication::processEvents();
+        }
+    }
+
+    // Hands the document to the repository, which owns it from then on.
+    Zarn::CValueMap* AddDocument(Zarn::CImage* image, const char* label)
+    {
+        Zarn::CValueMap* pDocument = Zarn::ImageDocument::Create(image, label);
+        Post("ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+        return pDocument;
+    }
+
+    void SetInheritSettings(bool bInherit)
+    {
+        Zarn::CRegistry::Obj().SetEntry(Zarn::CValue_Key(kInheritSettings),
+                                        new Zarn::CValueBool(bInherit));
+    }
+
+    std::vector<Zarn::CPluginBase*>& Views() { return m_pRecorder->m_lstViews; }
+
+    static Zarn::CValueMap Describe(Zarn::CPluginBase* view)
+    {
+        Zarn::CValueMap description;
+        view->Run(description);
+        return description;
+    }
+
+    // The view's widget, shown at a fixed size as a container would show it.
+    static QWidget* ShownWidget(Zarn::CPluginBase* view)
+    {
+        Zarn::CValueMap setup;
+        view->GetPluginSetup(setup);
+        auto* pWidget = const_cast<QWidget*>(
+            Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
+        if (pWidget != nullptr && !pWidget->isVisible())
+        {
+            pWidget->setParent(nullptr);
+            pWidget->resize(200, 200);
+            pWidget->show();
+            EXPECT_TRUE(QTest::qWaitForWindowExposed(pWidget));
+        }
+        return pWidget;
+    }
+
+    // Grey level of the widget a third of the way across, half way down: inside the left half of
+    // a square image fitted into the square widget.
+    static int GreyLeftOfCentre(QWidget* widget)
+    {
+        const QImage grabbed = widget->grab().toImage();
+        return qGray(grabbed.pixel(grabbed.width() / 3, grabbed.height() / 2));
+    }
+
+    QTemporaryDir m_cacheDir;
+    std::ostringstream m_logText;
+    std::ostringstream m_threadLogText;
+    std::unique_ptr<Zarn::CLogger> m_pLogger;
+    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
+    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
+    std::unique_ptr<Zarn::CMessageThread> m_pThread;
+    std::unique_ptr<Zarn::CPluginBase> m_pRepository;
+    std::unique_ptr<CNewViewRecorder> m_pRecorder;
+};
+
+// Left half `left`, right half `right`.
+Zarn::CImage* Halves(std::uint16_t left, std::uint16_t right)
+{
+    return MakeImage16(
+        64, 64, [left, right](std::uint32_t x, std::uint32_t) { return x < 32 ? left : right; });
+}
+
+} // namespace
+
+TEST_F(ImageViewFlow, AddedDocumentGetsOneImageViewAndTheActionASecond)
+{
+    Zarn::CValueMap* pDocument = AddDocument(Halves(0, 1000), "cells.png");
+    ASSERT_EQ(Views().size(), 1u);
+    Zarn::CValueMap setup;
+    Views()[0]->GetPluginSetup(setup);
+    EXPECT_EQ(setup.EntryString(Zarn::CValue_Key("PluginSubType")).StdString(), "ImageView");
+    const Zarn::CValueMap first = Describe(Views()[0]);
+    EXPECT_EQ(first.EntryString(Zarn::CValue_Key("caption")).StdString(), "cells.png [1]");
+    EXPECT_EQ(first.EntryString(Zarn::CValue_Key("description")).StdString(),
+              "64 x 64, uint16, 1 channel");
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CValueMap>(first.Entry(Zarn::CValue_Key("document"), true)),
+              pDocument);
+
+    Post("ON_ACTION", new Zarn::CValueString("new_view"));
+    ASSERT_EQ(Views().size(), 2u);
+    EXPECT_NE(Views()[0], Views()[1]);
+    const Zarn::CValueMap second = Describe(Views()[1]);
+    EXPECT_EQ(
+        Zarn::UnwrapPointer<Zarn::CValueMap>(second.Entry(Zarn::CValue_Key("document"), true)),
+        pDocument);
+    EXPECT_NE(second.EntryString(Zarn::CValue_Key("icon")).StdString(),
+              first.EntryString(Zarn::CValue_Key("icon")).StdString())
+        << "each view writes its own thumbnail";
+}
+
+TEST_F(ImageViewFlow, NewViewInheritsZoomOfTheActiveViewWhenTheSettingIsOn)
+{
+    SetInheritSettings(true);
+    AddDocument(Halves(0, 1000), "cells.png");
+    ASSERT_EQ(Views().size(), 1u);
+    QWidget* pFirst = ShownWidget(Views()[0]);
+    QTest::keyClick(pFirst, Qt::Key_1);
+    QTest::keyClick(pFirst, Qt::Key_Plus);
+    QTest::keyClick(pFirst, Qt::Key_Plus);
+    ASSERT_DOUBLE_EQ(pFirst->property("zoom").toDouble(), 1.5625);
+
+    Post("ON_ACTION", new Zarn::CValueString("new_view"));
+    ASSERT_EQ(Views().size(), 2u);
+    QWidget* pSecond = ShownWidget(Views()[1]);
+    EXPECT_DOUBLE_EQ(pSecond->property("zoom").toDouble(), 1.5625);
+    EXPECT_FALSE(pSecond->property("fit").toBool());
+}
+
+TEST_F(ImageViewFlow, NewViewStartsFittedWhenTheSettingIsOff)
+{
+    SetInheritSettings(false);
+    AddDocument(Halves(0, 1000), "cells.png");
+    ASSERT_EQ(Views().size(), 1u);
+    QWidget* pFirst = ShownWidget(Views()[0]);
+    QTest::keyClick(pFirst, Qt::Key_1);
+    QTest::keyClick(pFirst, Qt::Key_Plus);
+
+    Post("ON_ACTION", new Zarn::CValueString("new_view"));
+    ASSERT_EQ(Views().size(), 2u);
+    QWidget* pSecond = ShownWidget(Views()[1]);
+    EXPECT_TRUE(pSecond->property("fit").toBool());
+    EXPECT_NE(pSecond->property("zoom").toDouble(), 1.25);
+}
+
+TEST_F(ImageViewFlow, BothViewsOfADocumentShowItsNewContentAfterAnUpdate)
+{
+    Zarn::CValueMap* pDocument = AddDocument(Halves(0, 1000), "cells.png");
+    Post("ON_ACTION", new Zarn::CValueString("new_view"));
+    ASSERT_EQ(Views().size(), 2u);
+    QWidget* pFirst = ShownWidget(Views()[0]);
+    QWidget* pSecond = ShownWidget(Views()[1]);
+    EXPECT_EQ(GreyLeftOfCentre(pFirst), 0);
+    EXPECT_EQ(GreyLeftOfCentre(pSecond), 0);
+
+    ReplaceImage(*pDocument, Halves(1000, 0));
+    Post("UPDATE_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    EXPECT_EQ(GreyLeftOfCentre(pFirst), 255);
+    EXPECT_EQ(GreyLeftOfCentre(pSecond), 255);
+}
+
+TEST_F(ImageViewFlow, ModuleCreatesBothPlugInsByName)
+{
+    std::unique_ptr<Zarn::CPluginBase> pFactory(Zarn::GetNewPluginInstance("ImageViewFactory"));
+    ASSERT_NE(pFactory, nullptr);
+    Zarn::CValueMap factorySetup;
+    pFactory->GetPluginSetup(factorySetup);
+    EXPECT_EQ(factorySetup.EntryString(Zarn::CValue_Key("PluginType")).StdString(), "ViewFactory");
+
+    std::unique_ptr<Zarn::CPluginBase> pView(Zarn::GetNewPluginInstance("ImageView"));
+    ASSERT_NE(pView, nullptr);
+    Zarn::CValueMap viewSetup;
+    pView->GetPluginSetup(viewSetup);
+    EXPECT_EQ(viewSetup.EntryString(Zarn::CValue_Key("PluginType")).StdString(), "QtWidget");
+    EXPECT_NE(Zarn::UnwrapPointer<QWidget>(viewSetup.Entry(Zarn::CValue_Key("WidgetPtr"), true)),
+              nullptr);
+    pView->DeleteData();
+    EXPECT_EQ(Zarn::GetNewPluginInstance("ImageViewer"), nullptr);
+}
