@@ -1,0 +1,162 @@
+#include "DocumentToolSupport.h"
+
+#include "DocumentDialogs.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageFile.h>
+#include <Zarn/Value/ValuePointer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <filesystem>
+#include <system_error>
+
+namespace ImageTools
+{
+
+namespace
+{
+
+std::string& LastFolder()
+{
+    static std::string s_strFolder;
+    return s_strFolder;
+}
+
+std::string AbsolutePath(const std::string& path)
+{
+    return std::filesystem::absolute(path).lexically_normal().string();
+}
+
+} // namespace
+
+Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& parameters)
+{
+    const Zarn::CValue* pFocused = parameters.Entry("input/documents/focused", false);
+    return pFocused == nullptr
+               ? nullptr
+               : const_cast<Zarn::CValueMap*>(Zarn::UnwrapPointer<Zarn::CValueMap>(pFocused));
+}
+
+void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* document)
+{
+    Zarn::CValue* pList = data.Entry(path, false);
+    if (pList == nullptr || pList->GenericType() != Zarn::CValue::vtVector)
+    {
+        pList = new Zarn::CValueVector;
+        data.SetEntry(path, pList);
+    }
+    pList->Vector()->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(document));
+}
+
+void ReportError(Zarn::CValueMap& data, const std::string& message)
+{
+    data.SetEntry("output/error/message", new Zarn::CValueString(message));
+}
+
+std::string LastUsedFolder()
+{
+    if (LastFolder().empty())
+    {
+        std::error_code error;
+        return std::filesystem::current_path(error).string();
+    }
+    return LastFolder();
+}
+
+void RememberFolderOf(const std::string& path)
+{
+    LastFolder() = std::filesystem::path(AbsolutePath(path)).parent_path().string();
+}
+
+std::string ProposedFileName(const std::string& label)
+{
+    return Zarn::CImageFile::IsSupportedPath(label) ? label : label + ".tif";
+}
+
+SSaveResult SaveImageDocument(Zarn::CValueMap& document, bool bAskPath,
+                              const std::string& presetPath)
+{
+    SSaveResult result;
+    const std::string strLabel = Zarn::ImageDocument::Label(document);
+    const std::string strOldPath = Zarn::ImageDocument::FileName(document);
+    const Zarn::CImage* pImage = Zarn::ImageDocument::Image(document);
+    if (pImage == nullptr)
+    {
+        result.m_enOutcome = SSaveResult::soFailed;
+        result.m_strError = "Cannot save '" + strLabel + "': the document holds no image.";
+        return result;
+    }
+
+    std::string strPath = strOldPath;
+    const bool bAsk = bAskPath || strOldPath.empty();
+    if (bAsk)
+    {
+        strPath = presetPath;
+        if (strPath.empty())
+        {
+            const std::string strFolder =
+                strOldPath.empty() ? LastUsedFolder()
+                                   : std::filesystem::path(strOldPath).parent_path().string();
+            const std::string strProposed =
+                (std::filesystem::path(strFolder) / ProposedFileName(strLabel)).string();
+            strPath = ChooseSavePath(QStringLiteral("Save Image As"),
+                                     QString::fromStdString(strProposed), ImageFileFilters())
+                          .toStdString();
+            if (strPath.empty())
+            {
+                return result; // cancelled
+            }
+            // The dialog adds no extension of its own; a bare name is saved as TIFF.
+            if (!std::filesystem::path(strPath).has_extension())
+            {
+                strPath += ".tif";
+            }
+            RememberFolderOf(strPath);
+        }
+        strPath = AbsolutePath(strPath);
+    }
+
+    result.m_enOutcome = SSaveResult::soFailed;
+    if (!Zarn::CImageFile::IsSupportedPath(strPath))
+    {
+        result.m_strError =
+            "Cannot save '" + strLabel + "' as '" + strPath +
+            "': unknown image format (known: .png, .tif, .tiff, .jpg, .jpeg, .bmp).";
+        return result;
+    }
+    if (!Zarn::CImageFile::CanStore(strPath, pImage->Type(), pImage->Size().Z()))
+    {
+        result.m_strError = "Cannot save '" + strLabel + "' as '" + strPath +
+                            "': this file type cannot store " + pImage->Type().ToString() +
+                            " images.";
+        return result;
+    }
+    try
+    {
+        Zarn::ImageDocument::Write(document, strPath);
+    }
+    catch (const Zarn::CException& exception)
+    {
+        result.m_strError = "Cannot save '" + strLabel + "': " + exception.what();
+        return result;
+    }
+
+    const bool bNewName = strPath != strOldPath;
+    auto* pUpdate = new Zarn::CValueMap;
+    pUpdate->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueBool(bNewName));
+    pUpdate->SetEntry(Zarn::CValue_Key("content"), new Zarn::CValueBool(false));
+    pUpdate->SetEntry("is_saved/image", new Zarn::CValueBool(true));
+    document.SetEntry(Zarn::CValue_Key("update"), pUpdate);
+    document.SetEntry(Zarn::CValue_Key("filename"), new Zarn::CValueString(strPath));
+    if (bNewName)
+    {
+        document.SetEntry(
+            Zarn::CValue_Key("label"),
+            new Zarn::CValueString(std::filesystem::path(strPath).filename().string()));
+    }
+    result.m_enOutcome = SSaveResult::soSaved;
+    return result;
+}
+
+} // namespace ImageTools

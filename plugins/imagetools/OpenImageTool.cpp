@@ -1,0 +1,102 @@
+#include "OpenImageTool.h"
+
+#include "DocumentDialogs.h"
+#include "DocumentToolSupport.h"
+#include "PluginCatalogue.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Value/ValueContainer.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QString>
+#include <QStringList>
+
+DOCVIEW_REGISTER_PLUGIN("OpenImage", COpenImageTool);
+
+COpenImageTool::COpenImageTool() : m_bHasFiles(false)
+{
+    SetInstance("OpenImage");
+}
+
+void COpenImageTool::GetPluginSetup(Zarn::CValueMap& setup)
+{
+    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
+    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Document"));
+    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString("OpenImage"));
+}
+
+void COpenImageTool::Init(void* /*context*/, const Zarn::CValueMap& parameters)
+{
+    m_lstFiles.clear();
+    const Zarn::CValue* pFiles = parameters.Entry(Zarn::CValue_Key("files"), false);
+    m_bHasFiles = pFiles != nullptr;
+    if (pFiles == nullptr)
+    {
+        return;
+    }
+    const Zarn::CValueVector* pList = pFiles->Vector();
+    if (pList == nullptr)
+    {
+        throw Zarn::CException("COpenImageTool::Init", "\"files\" must be a list of file names.",
+                               "OpenImage");
+    }
+    for (unsigned int i = 0; i < pList->Size(); ++i)
+    {
+        const Zarn::CValue* pFile = pList->Entry(Zarn::CValue_Key(i), true);
+        if (pFile->GenericType() != Zarn::CValue::vtString)
+        {
+            throw Zarn::CException("COpenImageTool::Init",
+                                   "\"files\" must be a list of file names.", "OpenImage");
+        }
+        m_lstFiles.push_back(pFile->String().StdString());
+    }
+}
+
+bool COpenImageTool::TestParameters(const Zarn::CValueMap& /*parameters*/)
+{
+    return true;
+}
+
+void COpenImageTool::Run(Zarn::CValueMap& data)
+{
+    std::vector<std::string> lstFiles = m_lstFiles;
+    if (!m_bHasFiles)
+    {
+        const QStringList lstChosen = ImageTools::ChooseFilesToOpen(
+            QStringLiteral("Open Image"), QString::fromStdString(ImageTools::LastUsedFolder()),
+            ImageTools::ImageFileFilters());
+        for (const QString& strFile : lstChosen)
+        {
+            lstFiles.push_back(strFile.toStdString());
+        }
+        if (lstFiles.empty())
+        {
+            return; // cancelled
+        }
+        ImageTools::RememberFolderOf(lstFiles.front());
+    }
+
+    std::string strErrors;
+    for (const std::string& strFile : lstFiles)
+    {
+        try
+        {
+            ImageTools::ListDocument(data, "output/documents/add",
+                                     Zarn::ImageDocument::Read(strFile));
+        }
+        catch (const Zarn::CException& exception)
+        {
+            // The reader's texts start with the path already.
+            const std::string strReason = exception.what();
+            const bool bNamesFile = strReason.compare(0, strFile.size(), strFile) == 0;
+            strErrors += (strErrors.empty() ? "" : "\n") +
+                         (bNamesFile ? strReason : strFile + ": " + strReason);
+        }
+    }
+    if (!strErrors.empty())
+    {
+        ImageTools::ReportError(data, strErrors);
+    }
+}
