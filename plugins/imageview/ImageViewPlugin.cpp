@@ -22,6 +22,11 @@ namespace
 const char* const kPluginType = "QtWidget";
 const char* const kPluginSubType = "ImageView";
 const int kThumbnailSize = 32;
+// A new window's size follows its image within these bounds; windows are cascaded by this step.
+const QSize kSmallestWindow(160, 120);
+const QSize kLargestWindow(720, 540);
+const int kCascadeStep = 32;
+const int kCascadePlaces = 8;
 
 // Numbers views across the process, for thumbnail names that no two views share.
 std::atomic<std::uint64_t> g_uNextViewNumber{1};
@@ -70,6 +75,22 @@ void SetString(Zarn::CValueMap& map, const char* key, const std::string& text)
     map.SetEntry(Zarn::CValue_Key(key), new Zarn::CValueString(text.c_str()));
 }
 
+// The label and the index the repository numbers documents of one label with: "cells.png [2]".
+std::string CaptionOf(const Zarn::CValueMap* document)
+{
+    if (document == nullptr)
+    {
+        return std::string();
+    }
+    std::string strCaption = Zarn::ImageDocument::Label(*document);
+    const Zarn::CValue* pIndex = document->Entry(Zarn::CValue_Key("index"), false);
+    if (pIndex != nullptr && pIndex->GenericType() == Zarn::CValue::vtLong)
+    {
+        strCaption += " [" + std::to_string(pIndex->Long()) + "]";
+    }
+    return strCaption;
+}
+
 } // namespace
 
 CImageViewPlugin::CImageViewPlugin()
@@ -92,6 +113,8 @@ void CImageViewPlugin::GetPluginSetup(Zarn::CValueMap& setup)
     setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString(kPluginType));
     setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString(kPluginSubType));
     setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName.c_str()));
+    // Images are compared side by side: a workspace shows the window at its own size and place.
+    setup.SetEntry(Zarn::CValue_Key("showmaximized"), new Zarn::CValueBool(false));
 }
 
 void CImageViewPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
@@ -130,17 +153,7 @@ void CImageViewPlugin::Run(Zarn::CValueMap& data)
 {
     const Zarn::CImage* pImage =
         m_pDocument != nullptr ? Zarn::ImageDocument::Image(*m_pDocument) : nullptr;
-    std::string strCaption;
-    if (m_pDocument != nullptr)
-    {
-        strCaption = Zarn::ImageDocument::Label(*m_pDocument);
-        const Zarn::CValue* pIndex = m_pDocument->Entry(Zarn::CValue_Key("index"), false);
-        if (pIndex != nullptr && pIndex->GenericType() == Zarn::CValue::vtLong)
-        {
-            strCaption += " [" + std::to_string(pIndex->Long()) + "]";
-        }
-    }
-    SetString(data, "caption", strCaption);
+    SetString(data, "caption", CaptionOf(m_pDocument));
     SetString(data, "description", pImage != nullptr ? DescribeImage(*pImage) : std::string());
     UpdateThumbnail();
     // Without a thumbnail the entry stays out, and the navigator shows its default icon.
@@ -215,12 +228,31 @@ std::string CImageViewPlugin::ThumbnailDirectory()
 
 void CImageViewPlugin::SetDocument(Zarn::CValueMap* document)
 {
+    const bool bFirst = m_pDocument == nullptr;
     m_pDocument = document;
     if (m_pWidget != nullptr)
     {
-        m_pWidget->SetImage(Zarn::ImageDocument::Image(*document));
+        const Zarn::CImage* pImage = Zarn::ImageDocument::Image(*document);
+        m_pWidget->SetImage(pImage);
+        // The title names the window wherever a container shows it.
+        m_pWidget->setWindowTitle(QString::fromStdString(CaptionOf(document)));
+        if (bFirst && pImage != nullptr)
+        {
+            PlaceNewWindow(*pImage);
+        }
     }
     ++m_uImageVersion;
+}
+
+void CImageViewPlugin::PlaceNewWindow(const Zarn::CImage& image)
+{
+    static int s_nWindows = 0;
+    const QSize frame = m_pWidget->size() - m_pWidget->viewport()->size();
+    const QSize wanted(static_cast<int>(image.Size().X()) + frame.width(),
+                       static_cast<int>(image.Size().Y()) + frame.height());
+    m_pWidget->resize(wanted.expandedTo(kSmallestWindow).boundedTo(kLargestWindow));
+    const int nPlace = s_nWindows++ % kCascadePlaces;
+    m_pWidget->move(nPlace * kCascadeStep, nPlace * kCascadeStep);
 }
 
 void CImageViewPlugin::ApplySettings(const Zarn::CValueMap& settings)

@@ -60,6 +60,8 @@ public:
     static std::string ThumbnailDirectory();
 
 private:
+    // Sizes a new window to its image (within bounds) and cascades it below the earlier ones.
+    void PlaceNewWindow(const Zarn::CImage& image);
     void SetDocument(Zarn::CValueMap* document);
     void ApplySettings(const Zarn::CValueMap& settings);
     // Writes the thumbnail of the image shown now, unless it was written already.
