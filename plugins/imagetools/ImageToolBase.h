@@ -1,0 +1,108 @@
+#pragma once
+
+#include <Zarn/Image/Image.h>
+#include <Zarn/Plugin/PluginBase.h>
+#include <Zarn/Value/ValueContainer.h>
+
+#include <opencv2/core/mat.hpp>
+
+#include <atomic>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+// What every image tool shares: it finds the focused image document, refuses image types it
+// cannot work on, reads its "parameters" map, and adds one NEW document whose image header
+// history gains an entry "<Tool> key=value ...".
+//
+// Where the tool is told things:
+//   Init(context, description)     the description's "parameters", if any
+//   UpdateParameters(map)           "parameters" (a configuration answer, a batch step) and
+//                                   "input" (the toolbox's picture: the focused document is kept)
+//   TestParameters({"input": ...})  true when the focused document holds an image the tool takes
+//   Run(data)                       works on "input/documents/focused" of data when present (a
+//                                   batch step), else on the document kept from the last input;
+//                                   writes "output/documents/add" (one lent pointer to the new
+//                                   document; the receiver owns it) and "output/parameters" (the
+//                                   effective parameters of this run, named as in "parameters")
+//
+// Parameters are merged: a key that is absent keeps its current value (the default at first). A
+// value of the wrong kind or out of range throws CExBadParam and leaves all parameters as they
+// were. Run may be called on a tool thread: it reads only its data map, its own members and the
+// input image, and writes only its data map and its own members. Everything else runs on the
+// GUI thread.
+class CImageToolBase : public Zarn::CPluginBase
+{
+public:
+    CImageToolBase(const CImageToolBase&) = delete;
+    CImageToolBase& operator=(const CImageToolBase&) = delete;
+    ~CImageToolBase() override;
+
+    using Zarn::CPluginBase::Init;
+    // "Version", "PluginType" = "Tool", "PluginSubType" = "ImageTool", "PluginName" = the
+    // tool's name.
+    void GetPluginSetup(Zarn::CValueMap& setup) override;
+    void Init(void* context, const Zarn::CValueMap& parameters) override;
+    bool TestParameters(const Zarn::CValueMap& parameters) override;
+    void UpdateParameters(const Zarn::CValueMap& message) override;
+    void Run(Zarn::CValueMap& data) override;
+
+    const std::string& Name() const { return m_strName; }
+    // "GaussianBlur sigma=2": the history entry for the current parameters.
+    std::string HistoryEntry() const;
+    // The current parameters as a map, the form "parameters" has.
+    Zarn::CValueMap ParameterMap() const;
+
+protected:
+    // One named value, in the order the tool lists its parameters.
+    using ParameterList = std::vector<std::pair<std::string, std::unique_ptr<Zarn::CValue>>>;
+
+    // name: the plug-in name ("GaussianBlur"); label: what the new document's label gets
+    // appended ("Gaussian blur").
+    CImageToolBase(const char* name, const char* label);
+
+    // Reads the keys the tool knows from the map; all or nothing (see above).
+    virtual void TakeParameters(const Zarn::CValueMap& parameters) = 0;
+    // The effective parameters of the last run, or the current ones before any run.
+    virtual ParameterList Parameters() const = 0;
+    // Whether the tool works on this image type with its current parameters.
+    virtual bool Accepts(const Zarn::IImage::CType& type) const = 0;
+    // Why the type is refused; by default "<Tool> does not work on <type> images."
+    virtual std::string RefusalText(const Zarn::IImage::CType& type) const;
+    // The result image, owned by the caller. May store what the run found out (an automatic
+    // threshold) in the tool's members. Throws CExBadParam when it cannot work.
+    virtual Zarn::CImage* Process(const Zarn::CImage& input) = 0;
+    // Lets a tool look at the rest of the toolbox's picture ("views/active"); GUI thread only.
+    // TestInput answers whether the tool can run with it, KeepInput keeps what Run needs.
+    virtual bool TestInput(const Zarn::CValueMap& input, const Zarn::CImage& image);
+    virtual void KeepInput(const Zarn::CValueMap& input, const Zarn::CImage* image);
+
+    // Readers for TakeParameters: the map's value for the key, or `current` when it is absent.
+    // A value of another kind or outside the limits throws CExBadParam naming tool and key.
+    double ReadDouble(const Zarn::CValueMap& parameters, const char* key, double current) const;
+    long ReadLong(const Zarn::CValueMap& parameters, const char* key, long current) const;
+    std::string ReadChoice(const Zarn::CValueMap& parameters, const char* key,
+                           const std::string& current,
+                           std::initializer_list<const char*> choices) const;
+    [[noreturn]] void ThrowBadParameter(const std::string& text) const;
+
+    // A new image of the input's size with `type`, each plane filled by `operation(source,
+    // result)`; the result matrix must come out with the OpenCV type of `type`.
+    static Zarn::CImage*
+    ForEachPlane(const Zarn::CImage& input, const Zarn::IImage::CType& type,
+                 const std::function<void(const cv::Mat&, cv::Mat&)>& operation);
+
+    // The document at "documents/focused" of a toolbox picture, or null.
+    static const Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& input);
+
+private:
+    const Zarn::CValueMap* DocumentToRun(const Zarn::CValueMap& data) const;
+
+    std::string m_strName;
+    std::string m_strLabel;
+    // Written by the GUI thread while a threaded run may read it.
+    std::atomic<const Zarn::CValueMap*> m_pFocusedDocument;
+};

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <Zarn/Value/ValueContainer.h>
+
+#include <QDialog>
+
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+class QDialogButtonBox;
+class QLabel;
+class QWidget;
+
+// One entry of a tool's "parameter list":
+//   {"name", "label", "type": "double" | "int" | "bool" | "choice", "min", "max", "default",
+//    "unit", "choices": [texts] (choice only), "decimals" (double only), "step" (int only: the
+//    allowed values are min, min + step, ...; 2 from 3 makes odd sizes)}
+// Only "name" and "type" are required.
+class CParameterDefinition
+{
+public:
+    enum EnType
+    {
+        ptDouble,
+        ptInt,
+        ptBool,
+        ptChoice,
+    };
+
+    // Throws CExBadParam naming the entry for a missing name, an unknown type, a choice without
+    // choices, min above max or a default of the wrong kind or out of range.
+    static CParameterDefinition FromValue(const Zarn::CValueMap& entry);
+    // The "parameter list" of a description; an absent list is empty, a list that is not a
+    // vector of maps throws CExBadParam.
+    static std::vector<CParameterDefinition>
+    ListFromDescription(const Zarn::CValueMap& description);
+
+    // Whether the value has this parameter's kind and lies in its range (or among its choices).
+    bool Fits(const Zarn::CValue& value) const;
+    // A new value of this parameter's kind (a whole number becomes a double for a double
+    // parameter), owned by the caller; null when the value does not fit.
+    Zarn::CValue* Adopt(const Zarn::CValue& value) const;
+    // A new value owned by the caller: the default, or the lowest allowed value without one.
+    Zarn::CValue* NewDefault() const;
+
+    std::string m_strName;
+    std::string m_strLabel;
+    EnType m_enType = ptDouble;
+    double m_dMin = std::numeric_limits<double>::lowest();
+    double m_dMax = std::numeric_limits<double>::max();
+    int m_nDecimals = 2;
+    long m_lStep = 1;
+    std::string m_strUnit;
+    std::vector<std::string> m_lstChoices;
+    Zarn::CValueMap m_mapDefault; // "default", when given
+};
+
+// The form of one tool's parameters: a row per parameter (QDoubleSpinBox, QSpinBox, QCheckBox or
+// QComboBox, each named after its parameter), a message line and OK / Cancel. OK is disabled and
+// the message says why while a number is outside its range.
+class CParameterDialog : public QDialog
+{
+    Q_OBJECT
+
+public:
+    // `values` holds a fitting value per parameter name (others are left at the defaults).
+    CParameterDialog(const std::vector<CParameterDefinition>& definitions,
+                     const Zarn::CValueMap& values, const QString& title,
+                     QWidget* parent = nullptr);
+
+    // The values the form shows, one per parameter.
+    Zarn::CValueMap Values() const;
+    bool IsValid() const;
+    QWidget* Editor(const std::string& name) const;
+    QDialogButtonBox* Buttons() const { return m_pButtons; }
+    QString Message() const;
+
+private slots:
+    void SlotValidate();
+
+private:
+    std::vector<CParameterDefinition> m_lstDefinitions;
+    std::map<std::string, QWidget*> m_mapEditors;
+    QLabel* m_pMessage;
+    QDialogButtonBox* m_pButtons;
+};

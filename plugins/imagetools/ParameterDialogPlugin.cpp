@@ -1,0 +1,172 @@
+#include "ParameterDialogPlugin.h"
+
+#include "PluginCatalogue.h"
+
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QApplication>
+#include <QSettings>
+
+DOCVIEW_REGISTER_PLUGIN("ParameterDialog", CParameterDialogPlugin);
+
+namespace
+{
+
+const Zarn::CValue_Key kConfigUser("config user");
+const Zarn::CValue_Key kParameters("parameters");
+const Zarn::CValue_Key kCancelled("cancelled");
+
+CParameterDialogPlugin::DialogRunner& Runner()
+{
+    static CParameterDialogPlugin::DialogRunner s_runner;
+    return s_runner;
+}
+
+// The value a stored setting stands for, owned by the caller; null when it does not fit.
+Zarn::CValue* ValueFromSetting(const CParameterDefinition& definition, const QVariant& setting)
+{
+    bool bOk = false;
+    std::unique_ptr<Zarn::CValue> pValue;
+    switch (definition.m_enType)
+    {
+    case CParameterDefinition::ptDouble:
+        pValue = std::make_unique<Zarn::CValueDouble>(setting.toString().toDouble(&bOk));
+        break;
+    case CParameterDefinition::ptInt:
+        pValue = std::make_unique<Zarn::CValueLong>(setting.toString().toLong(&bOk));
+        break;
+    case CParameterDefinition::ptBool:
+        bOk = setting.toString() == "true" || setting.toString() == "false";
+        pValue = std::make_unique<Zarn::CValueBool>(setting.toString() == "true");
+        break;
+    case CParameterDefinition::ptChoice:
+        bOk = true;
+        pValue = std::make_unique<Zarn::CValueString>(setting.toString().toStdString());
+        break;
+    }
+    return bOk && definition.Fits(*pValue) ? pValue.release() : nullptr;
+}
+
+QString SettingFromValue(const Zarn::CValue& value)
+{
+    switch (value.GenericType())
+    {
+    case Zarn::CValue::vtDouble:
+        return QString::number(value.Double(), 'g', 17);
+    case Zarn::CValue::vtLong:
+        return QString::number(value.Long());
+    case Zarn::CValue::vtBool:
+        return value.Bool() ? "true" : "false";
+    default:
+        return QString::fromStdString(value.String().StdString());
+    }
+}
+
+} // namespace
+
+CParameterDialogPlugin::CParameterDialogPlugin() = default;
+
+CParameterDialogPlugin::~CParameterDialogPlugin() = default;
+
+void CParameterDialogPlugin::GetPluginSetup(Zarn::CValueMap& setup)
+{
+    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("ConfigPlugin"));
+    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ParameterDialog"));
+    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString("ParameterDialog"));
+}
+
+void CParameterDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& description)
+{
+    m_lstDefinitions = CParameterDefinition::ListFromDescription(description);
+    m_strTool = description.EntryString(Zarn::CValue_Key("plugin"), Zarn::CString()).StdString();
+    m_strTitle = description.EntryString(Zarn::CValue_Key("callaction"), Zarn::CString(m_strTool))
+                     .StdString();
+
+    const Zarn::CValue* pGiven = description.Entry(kParameters, false);
+    m_mapValues.Clear();
+    for (const CParameterDefinition& definition : m_lstDefinitions)
+    {
+        const Zarn::CValue_Key key(definition.m_strName.c_str());
+        const Zarn::CValue* pValue = pGiven != nullptr && pGiven->Map() != nullptr
+                                         ? pGiven->Map()->Entry(key, false)
+                                         : nullptr;
+        // The tool's own parameters in the description win over the list's defaults.
+        Zarn::CValue* pAdopted = pValue != nullptr ? definition.Adopt(*pValue) : nullptr;
+        m_mapValues.SetEntry(key, pAdopted != nullptr ? pAdopted : definition.NewDefault());
+    }
+    Recall();
+}
+
+void CParameterDialogPlugin::Run(Zarn::CValueMap& data)
+{
+    const bool bAskUser =
+        !data.HasEntry(kConfigUser, Zarn::CValue::vtBool) || data.EntryBool(kConfigUser);
+    if (bAskUser)
+    {
+        CParameterDialog dialog(m_lstDefinitions, m_mapValues, QString::fromStdString(m_strTitle),
+                                QApplication::activeWindow());
+        const int nResult = Runner() ? Runner()(dialog) : dialog.exec();
+        if (nResult != QDialog::Accepted)
+        {
+            data.SetEntry(kCancelled, new Zarn::CValueBool(true));
+            return;
+        }
+        m_mapValues = dialog.Values();
+        Remember();
+    }
+    data.SetEntry(kParameters, new Zarn::CValueMap(m_mapValues));
+}
+
+void CParameterDialogPlugin::SetDialogRunner(DialogRunner runner)
+{
+    Runner() = std::move(runner);
+}
+
+QString CParameterDialogPlugin::SettingsGroup() const
+{
+    return "ParameterDialog/" + QString::fromStdString(m_strTool);
+}
+
+void CParameterDialogPlugin::Remember() const
+{
+    if (m_strTool.empty())
+    {
+        return;
+    }
+    QSettings settings("docview", "docview");
+    settings.beginGroup(SettingsGroup());
+    for (const CParameterDefinition& definition : m_lstDefinitions)
+    {
+        const Zarn::CValue* pValue =
+            m_mapValues.Entry(Zarn::CValue_Key(definition.m_strName.c_str()), false);
+        if (pValue != nullptr)
+        {
+            settings.setValue(QString::fromStdString(definition.m_strName),
+                              SettingFromValue(*pValue));
+        }
+    }
+}
+
+void CParameterDialogPlugin::Recall()
+{
+    if (m_strTool.empty())
+    {
+        return;
+    }
+    QSettings settings("docview", "docview");
+    settings.beginGroup(SettingsGroup());
+    for (const CParameterDefinition& definition : m_lstDefinitions)
+    {
+        const QString strKey = QString::fromStdString(definition.m_strName);
+        if (!settings.contains(strKey))
+        {
+            continue;
+        }
+        // A setting that no longer fits the list (a changed range) is ignored.
+        if (Zarn::CValue* pValue = ValueFromSetting(definition, settings.value(strKey)))
+        {
+            m_mapValues.SetEntry(Zarn::CValue_Key(definition.m_strName.c_str()), pValue);
+        }
+    }
+}

@@ -1,0 +1,412 @@
+// The generic parameter dialog: the form built from a "parameter list", its validation, and what
+// the configuration plug-in answers when the user accepts, cancels or is not asked.
+
+#include "GaussianBlurTool.h"
+#include "ParameterDialogPlugin.h"
+#include "PluginCatalogue.h"
+
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Serial/JsonValueFile.h>
+#include <Zarn/Value/ValueScalar.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QPushButton>
+#include <QSettings>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace
+{
+
+const char* const kDescription = R"({
+    "plugin": "Sample",
+    "callaction": "sample",
+    "parameter list": [
+        {"name": "sigma", "label": "Sigma", "type": "double", "min": 0.5, "max": 10,
+         "default": 2, "decimals": 1, "unit": "px"},
+        {"name": "size", "label": "Size", "type": "int", "min": 3, "max": 255, "step": 2,
+         "default": 5},
+        {"name": "fill", "label": "Fill holes", "type": "bool", "default": true},
+        {"name": "method", "label": "Method", "type": "choice", "choices": ["fixed", "otsu"]}
+    ]
+})";
+
+Zarn::CValueMap Description(const char* text = kDescription)
+{
+    std::unique_ptr<Zarn::CValue> pValue(Zarn::CJsonValueFile::ReadString(text));
+    return Zarn::CValueMap(*pValue);
+}
+
+Zarn::CValueMap Request(bool bConfigUser)
+{
+    Zarn::CValueMap request;
+    request.SetEntry(Zarn::CValue_Key("config user"), new Zarn::CValueBool(bConfigUser));
+    return request;
+}
+
+template <class TWidget> TWidget* EditorOf(CParameterDialog& dialog, const char* name)
+{
+    return qobject_cast<TWidget*>(dialog.Editor(name));
+}
+
+void TypeInto(QAbstractSpinBox* spin, const char* text)
+{
+    spin->selectAll();
+    QTest::keyClicks(spin, text);
+}
+
+void Click(CParameterDialog& dialog, QDialogButtonBox::StandardButton button)
+{
+    QTest::mouseClick(dialog.Buttons()->button(button), Qt::LeftButton);
+}
+
+// Every test starts with no remembered values, in a settings folder of its own.
+class ParameterDialog : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        s_pSettingsFolder = std::make_unique<QTemporaryDir>();
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
+                           s_pSettingsFolder->path());
+    }
+    static void TearDownTestSuite() { s_pSettingsFolder.reset(); }
+    void SetUp() override { QSettings("docview", "docview").clear(); }
+    void TearDown() override { CParameterDialogPlugin::SetDialogRunner(nullptr); }
+
+    static std::unique_ptr<QTemporaryDir> s_pSettingsFolder;
+};
+
+std::unique_ptr<QTemporaryDir> ParameterDialog::s_pSettingsFolder;
+
+} // namespace
+
+TEST_F(ParameterDialog, FormHasAnEditorOfTheRightKindPerParameter)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    bool bShown = false;
+    CParameterDialogPlugin::SetDialogRunner(
+        [&](CParameterDialog& dialog)
+        {
+            bShown = true;
+            EXPECT_EQ(dialog.windowTitle(), "sample");
+            auto* pSigma = EditorOf<QDoubleSpinBox>(dialog, "sigma");
+            EXPECT_NE(pSigma, nullptr);
+            if (pSigma != nullptr)
+            {
+                EXPECT_EQ(pSigma->minimum(), 0.5);
+                EXPECT_EQ(pSigma->maximum(), 10.0);
+                EXPECT_EQ(pSigma->decimals(), 1);
+                EXPECT_EQ(pSigma->suffix(), " px");
+                EXPECT_EQ(pSigma->value(), 2.0);
+            }
+            auto* pSize = EditorOf<QSpinBox>(dialog, "size");
+            EXPECT_NE(pSize, nullptr);
+            if (pSize != nullptr)
+            {
+                EXPECT_EQ(pSize->value(), 5);
+                EXPECT_EQ(pSize->singleStep(), 2);
+            }
+            auto* pFill = EditorOf<QCheckBox>(dialog, "fill");
+            EXPECT_TRUE(pFill != nullptr && pFill->isChecked());
+            auto* pMethod = EditorOf<QComboBox>(dialog, "method");
+            EXPECT_TRUE(pMethod != nullptr && pMethod->count() == 2 &&
+                        pMethod->currentText() == "fixed");
+            EXPECT_TRUE(dialog.IsValid());
+            return int(QDialog::Rejected);
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    EXPECT_TRUE(bShown);
+}
+
+TEST_F(ParameterDialog, SilentRunAnswersTheDefaultsAtFirst)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog&)
+        {
+            ADD_FAILURE() << "a silent run shows no dialog";
+            return int(QDialog::Rejected);
+        });
+    Zarn::CValueMap request = Request(false);
+    plugin.Run(request);
+
+    EXPECT_EQ(request.Entry("parameters/sigma", true)->GenericType(), Zarn::CValue::vtDouble);
+    EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 2.0);
+    EXPECT_EQ(request.Entry("parameters/size", true)->Long(), 5);
+    EXPECT_TRUE(request.Entry("parameters/fill", true)->Bool());
+    EXPECT_EQ(request.Entry("parameters/method", true)->String().StdString(), "fixed");
+}
+
+TEST_F(ParameterDialog, AcceptedDialogAnswersTheEnteredValues)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "3.5");
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "7");
+            QTest::keyClick(EditorOf<QCheckBox>(dialog, "fill"), Qt::Key_Space);
+            EditorOf<QComboBox>(dialog, "method")->setCurrentText("otsu");
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+
+    ASSERT_TRUE(request.HasEntry("parameters"));
+    EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 3.5);
+    EXPECT_EQ(request.Entry("parameters/size", true)->Long(), 7);
+    EXPECT_FALSE(request.Entry("parameters/fill", true)->Bool());
+    EXPECT_EQ(request.Entry("parameters/method", true)->String().StdString(), "otsu");
+    EXPECT_FALSE(request.HasEntry("cancelled"));
+}
+
+TEST_F(ParameterDialog, ValueBelowTheRangeDisablesOkAndSaysWhy)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "1");
+            EXPECT_FALSE(dialog.IsValid());
+            EXPECT_EQ(dialog.Message(), "Size must be a number from 3 to 255.");
+            // A click on the disabled button does not close the dialog.
+            Click(dialog, QDialogButtonBox::Ok);
+            EXPECT_TRUE(dialog.isVisible());
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "9");
+            EXPECT_TRUE(dialog.IsValid());
+            EXPECT_TRUE(dialog.Message().isEmpty());
+            Click(dialog, QDialogButtonBox::Cancel);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    EXPECT_FALSE(request.HasEntry("parameters"));
+}
+
+TEST_F(ParameterDialog, ValueAboveTheRangeCannotBeTyped)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "50");
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    // The "0" that would make 50 is not taken: 5 stays.
+    ASSERT_TRUE(request.HasEntry("parameters"));
+    EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 5.0);
+}
+
+TEST_F(ParameterDialog, EvenSizeOffTheStepsDisablesOk)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "8");
+            EXPECT_FALSE(dialog.IsValid());
+            EXPECT_EQ(dialog.Message(), "Size must be 3, 5, ... up to 255.");
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    EXPECT_FALSE(request.HasEntry("parameters"));
+}
+
+TEST_F(ParameterDialog, CancelAnswersNothingAndKeepsTheLastValues)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "11");
+            Click(dialog, QDialogButtonBox::Cancel);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    EXPECT_FALSE(request.HasEntry("parameters"));
+    EXPECT_TRUE(request.EntryBool(Zarn::CValue_Key("cancelled"), false));
+
+    Zarn::CValueMap silent = Request(false);
+    plugin.Run(silent);
+    EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 5);
+}
+
+TEST_F(ParameterDialog, LastAcceptedValuesAreAnsweredSilentlyAndShownNextTime)
+{
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "13");
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap first = Request(true);
+    plugin.Run(first);
+
+    Zarn::CValueMap silent = Request(false);
+    plugin.Run(silent);
+    EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 13);
+
+    int nShownSize = 0;
+    CParameterDialogPlugin::SetDialogRunner(
+        [&](CParameterDialog& dialog)
+        {
+            nShownSize = EditorOf<QSpinBox>(dialog, "size")->value();
+            return int(QDialog::Rejected);
+        });
+    Zarn::CValueMap again = Request(true);
+    plugin.Run(again);
+    EXPECT_EQ(nShownSize, 13);
+}
+
+TEST_F(ParameterDialog, AcceptedValuesAreRememberedForTheSameToolAcrossInstances)
+{
+    {
+        CParameterDialogPlugin plugin;
+        plugin.Init(nullptr, Description());
+        CParameterDialogPlugin::SetDialogRunner(
+            [](CParameterDialog& dialog)
+            {
+                dialog.show();
+                TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "4.5");
+                Click(dialog, QDialogButtonBox::Ok);
+                return dialog.result();
+            });
+        Zarn::CValueMap request = Request(true);
+        plugin.Run(request);
+    }
+    CParameterDialogPlugin later;
+    later.Init(nullptr, Description());
+    Zarn::CValueMap silent = Request(false);
+    later.Run(silent);
+    EXPECT_EQ(silent.Entry("parameters/sigma", true)->Double(), 4.5);
+
+    // Another tool with the same parameter names has its own memory.
+    Zarn::CValueMap other = Description();
+    other.SetEntry(Zarn::CValue_Key("plugin"), new Zarn::CValueString("Other"));
+    CParameterDialogPlugin stranger;
+    stranger.Init(nullptr, other);
+    Zarn::CValueMap strangerAnswer = Request(false);
+    stranger.Run(strangerAnswer);
+    EXPECT_EQ(strangerAnswer.Entry("parameters/sigma", true)->Double(), 2.0);
+}
+
+TEST_F(ParameterDialog, ParametersOfTheDescriptionReplaceTheDefaults)
+{
+    Zarn::CValueMap description = Description();
+    description.SetEntry("parameters/sigma", new Zarn::CValueLong(3));
+    description.SetEntry("parameters/size", new Zarn::CValueLong(400));
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, description);
+    Zarn::CValueMap silent = Request(false);
+    plugin.Run(silent);
+    EXPECT_EQ(silent.Entry("parameters/sigma", true)->Double(), 3.0);
+    // Out of range: the default stays.
+    EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 5);
+}
+
+TEST_F(ParameterDialog, BrokenParameterListsAreRefused)
+{
+    const char* const aBroken[] = {
+        R"({"parameter list": [{"name": "a", "type": "text"}]})",
+        R"({"parameter list": [{"type": "int"}]})",
+        R"({"parameter list": [{"name": "a", "type": "choice"}]})",
+        R"({"parameter list": [{"name": "a", "type": "int", "min": 5, "max": 1}]})",
+        R"({"parameter list": [{"name": "a", "type": "int", "max": 3, "default": 9}]})",
+        R"({"parameter list": [{"name": "a", "type": "bool", "default": 1}]})",
+        R"({"parameter list": {"name": "a", "type": "bool"}})",
+    };
+    for (const char* szText : aBroken)
+    {
+        SCOPED_TRACE(szText);
+        CParameterDialogPlugin plugin;
+        EXPECT_THROW(plugin.Init(nullptr, Description(szText)), Zarn::CExBadParam);
+    }
+}
+
+TEST_F(ParameterDialog, AnswerConfiguresTheToolThroughItsUpdate)
+{
+    Zarn::CValueMap description = Description(R"({
+        "plugin": "GaussianBlur",
+        "parameter list": [{"name": "sigma", "type": "double", "min": 0.1, "max": 100,
+                            "default": 1}]})");
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, description);
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            dialog.show();
+            TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "2.5");
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    CGaussianBlurTool tool;
+    tool.Init(nullptr, description);
+    tool.UpdateParameters(request);
+    EXPECT_EQ(tool.HistoryEntry(), "GaussianBlur sigma=2.5");
+}
+
+// The shipped descriptions must stay in step with what the tools accept.
+TEST_F(ParameterDialog, ShippedToolDescriptionsGiveDefaultsTheToolsAccept)
+{
+    std::unique_ptr<Zarn::CValue> pTools(
+        Zarn::CJsonValueFile::ReadFile(std::string(SOURCE_DIR) + "/share/config/tools.json"));
+    const Zarn::CValue* pList = pTools->Map()->Entry(Zarn::CValue_Key("tool plugins"), true);
+    ASSERT_EQ(pList->Vector()->Size(), 8u);
+    for (unsigned int i = 0; i < pList->Vector()->Size(); ++i)
+    {
+        const Zarn::CValueMap& description =
+            *pList->Vector()->Entry(Zarn::CValue_Key(i), true)->Map();
+        const std::string strName = description.EntryString(Zarn::CValue_Key("plugin")).StdString();
+        SCOPED_TRACE(strName);
+        std::unique_ptr<Zarn::CPluginBase> pTool(CPluginCatalogue::Create(strName));
+        ASSERT_NE(pTool, nullptr);
+        pTool->Init(nullptr, description);
+        if (!description.HasEntry(Zarn::CValue_Key("configplugin")))
+        {
+            continue;
+        }
+        EXPECT_EQ(description.EntryString(Zarn::CValue_Key("configplugin")).StdString(),
+                  "ParameterDialog");
+        std::unique_ptr<Zarn::CPluginBase> pConfig(CPluginCatalogue::Create("ParameterDialog"));
+        pConfig->Init(nullptr, description);
+        Zarn::CValueMap request = Request(false);
+        pConfig->Run(request);
+        ASSERT_TRUE(request.HasEntry("parameters"));
+        EXPECT_NO_THROW(pTool->UpdateParameters(request));
+    }
+}
