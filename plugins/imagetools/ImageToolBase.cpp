@@ -125,9 +125,12 @@ void CImageToolBase::Run(Zarn::CValueMap& data)
 
     const std::string strLabel = Zarn::ImageDocument::Label(*pDocument) + " - " + m_strLabel;
     std::unique_ptr<Zarn::CValueMap> pNew(Zarn::ImageDocument::Create(pResult.release(), strLabel));
+    const Zarn::CValueMap parameters = ParameterMap();
+    // A recording replays the run from this step.
+    Zarn::ImageDocument::SetProcessStep(*pNew, m_strName, parameters);
     auto* pAdded = new Zarn::CValueVector;
     data.SetEntry("output/documents/add", pAdded);
-    data.SetEntry("output/parameters", new Zarn::CValueMap(ParameterMap()));
+    data.SetEntry("output/parameters", new Zarn::CValueMap(parameters));
     // The receiver owns the document from here on.
     pAdded->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(pNew.release()));
 }

@@ -27,7 +27,8 @@
 //                                   batch step), else on the document kept from the last input;
 //                                   writes "output/documents/add" (one lent pointer to the new
 //                                   document; the receiver owns it) and "output/parameters" (the
-//                                   effective parameters of this run, named as in "parameters")
+//                                   effective parameters of this run, named as in "parameters");
+//                                   the new document's "process step" names the tool and them
 //
 // Parameters are merged: a key that is absent keeps its current value (the default at first). A
 // value of the wrong kind or out of range throws CExBadParam and leaves all parameters as they

@@ -637,6 +637,12 @@ TEST(ImageTool, ParametersOfTheDescriptionAreUsedAndListedInTheOutput)
     cv::GaussianBlur(Zarn::PlaneView(input), expected, cv::Size(), 2.5, 2.5);
     EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
     EXPECT_EQ(data.Entry("output/parameters/sigma", true)->Double(), 2.5);
+    // The new document tells a recording how it was made.
+    const Zarn::CValueMap* pStep = Zarn::ImageDocument::ProcessStep(*pResult);
+    ASSERT_NE(pStep, nullptr);
+    EXPECT_EQ(pStep->EntryString(Zarn::CValue_Key("type")).StdString(), "plugin");
+    EXPECT_EQ(pStep->EntryString(Zarn::CValue_Key("plugin")).StdString(), "GaussianBlur");
+    EXPECT_EQ(pStep->Entry("parameters/sigma", true)->Double(), 2.5);
 }
 
 TEST(ImageTool, DefaultsApplyWithoutParameters)
