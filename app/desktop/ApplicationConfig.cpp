@@ -3,6 +3,7 @@
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -122,8 +123,15 @@ public:
     }
 
     // Replaces every {"$include": FILE, ...} below the value by the members of the object in
-    // FILE, the object's own members winning; a relative FILE is found beside the configuration.
-    void ResolveIncludes(Zarn::CValue& value, const std::string& path, int depth = 0) const
+    // FILE, the object's own members winning. A relative FILE is found beside the file that names
+    // it; FILE may be a resource of the program (":/processes/count-objects.json").
+    void ResolveIncludes(Zarn::CValue& value, const std::string& path) const
+    {
+        ResolveIncludes(value, path, m_strFolder, 0);
+    }
+
+    void ResolveIncludes(Zarn::CValue& value, const std::string& path, const std::string& folder,
+                         int depth) const
     {
         if (value.GenericType() != Zarn::CValue::vtMap && value.GenericType() != Zarn::CValue::vtVector)
         {
@@ -145,15 +153,22 @@ public:
                 {
                     Fail(strWhere, "files include each other too deeply");
                 }
-                std::string strFile = pInclude->String().StdString();
-                if (!strFile.empty() && strFile[0] != '/' && !m_strFolder.empty())
+                QString strFile = QString::fromStdString(pInclude->String().StdString());
+                if (QFileInfo(strFile).isRelative() && !strFile.startsWith(":/"))
                 {
-                    strFile = m_strFolder + "/" + strFile;
+                    strFile = QDir::cleanPath(QString::fromStdString(folder) + "/" + strFile);
+                }
+                QFile file(strFile);
+                if (!file.open(QIODevice::ReadOnly))
+                {
+                    Fail(strWhere, "cannot include: " + strFile.toStdString() + ": cannot open: " +
+                                       file.errorString().toStdString());
                 }
                 std::unique_ptr<Zarn::CValue> pIncluded;
                 try
                 {
-                    pIncluded.reset(Zarn::CJsonValueFile::ReadFile(strFile));
+                    pIncluded.reset(Zarn::CJsonValueFile::ReadString(file.readAll().toStdString(),
+                                                                     strFile.toStdString()));
                 }
                 catch (const Zarn::CException& error)
                 {
@@ -161,10 +176,10 @@ public:
                 }
                 if (pIncluded->GenericType() != Zarn::CValue::vtMap)
                 {
-                    Fail(strWhere, "cannot include " + strFile + ": it holds no object");
+                    Fail(strWhere, "cannot include " + strFile.toStdString() + ": it holds no object");
                 }
                 ExpandAll(*pIncluded);
-                ResolveIncludes(*pIncluded, path, depth + 1);
+                ResolveIncludes(*pIncluded, path, QFileInfo(strFile).path().toStdString(), depth + 1);
                 map.RemoveEntry(Zarn::CValue_Key("$include"));
                 for (auto it = pIncluded->Map()->begin(); it != pIncluded->Map()->end(); ++it)
                 {
@@ -180,7 +195,7 @@ public:
             if (Zarn::CValue* pChild = container.ChildAt(key))
             {
                 const std::string strKey = key.IsText() ? std::string(key.ToString()) : std::to_string(key.AsIndex());
-                ResolveIncludes(*pChild, Join(path, strKey), depth);
+                ResolveIncludes(*pChild, Join(path, strKey), folder, depth);
             }
         }
     }
@@ -297,7 +312,7 @@ private:
 
     const Zarn::CJsonPositions& m_positions;
     std::string m_strAppDir;
-    std::string m_strFolder; // of the configuration file; empty for the built-in one
+    std::string m_strFolder; // of the configuration file
 };
 
 std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path,
@@ -324,7 +339,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     }
 
     const CConfigReader reader(positions, appDir,
-                               path.startsWith(":/") ? std::string() : QFileInfo(path).absolutePath().toStdString());
+                               path.startsWith(":/") ? QFileInfo(path).path().toStdString()
+                                                     : QFileInfo(path).absolutePath().toStdString());
     std::unique_ptr<CApplicationConfig> pConfig(new CApplicationConfig);
     pConfig->m_strSource = QString::fromStdString(strSource);
     const Zarn::CValueMap& root = reader.Map(pRoot.get(), "");

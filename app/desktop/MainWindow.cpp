@@ -373,8 +373,8 @@ void CMainWindow::ShowRecordingState()
 {
     const unsigned int uSteps = m_recording.Size();
     m_pRecordingLabel->setVisible(m_bRecording || uSteps > 0);
-    m_pRecordingLabel->setText(m_bRecording ? tr("Recording: %n step(s)", nullptr, static_cast<int>(uSteps))
-                                            : tr("Recorded: %n step(s)", nullptr, static_cast<int>(uSteps)));
+    const QString strSteps = uSteps == 1 ? tr("1 step") : tr("%1 steps").arg(uSteps);
+    m_pRecordingLabel->setText((m_bRecording ? tr("Recording: ") : tr("Recorded: ")) + strSteps);
     if (m_pSaveRecordingAction != nullptr)
     {
         m_pSaveRecordingAction->setEnabled(uSteps > 0);

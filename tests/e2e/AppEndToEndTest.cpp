@@ -4,6 +4,7 @@
 #include "AppProcess.h"
 
 #include <Zarn/Image/ImageFile.h>
+#include <Zarn/Image/TekaHeaderTools.h>
 
 #include <gtest/gtest.h>
 
@@ -198,6 +199,48 @@ TEST_F(AppEndToEnd, QuittingWithAnUnsavedDocumentAsksFirst)
     EXPECT_EQ(m_pApp->WaitExit(), 0);
 }
 
+TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
+{
+    Start({(m_data / "first.png").string()});
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; }, "the image shown");
+    ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
+    size_t uDocuments = 1;
+    for (const char* szAction : {"blur", "threshold", "convert", "label"})
+    {
+        // Each tool works on the result of the one before, which is the active document.
+        m_pApp->WaitState([&](const nlohmann::json& state) { return state["actions"].value(szAction, false); },
+                          std::string(szAction) + " enabled");
+        ASSERT_EQ(m_pApp->Command(std::string("trigger ") + szAction)["ok"], true);
+        ++uDocuments;
+        m_pApp->WaitState([&](const nlohmann::json& state) { return Count(state, "documents") == uDocuments; },
+                          std::string("the result of ") + szAction);
+    }
+    const nlohmann::json state = m_pApp->Command("state");
+    EXPECT_EQ(state["recorded_steps"], 4);
+    Screenshot("recorded.png");
+
+    const fs::path process = m_home / "recorded.json";
+    ASSERT_EQ(m_pApp->Command("save-recording " + process.string())["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& current) { return current["actions"].value("save_as", false); },
+                      "Save As enabled");
+    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& current) { return current["documents"][4]["saved"] == true; },
+                      "the labelled image saved");
+    std::unique_ptr<Zarn::CImage> pInteractive(Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+
+    // The same process, run headless on the original file.
+    const fs::path output = m_home / "replayed";
+    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() + "' --output '" +
+                                   output.string() + "' -j 1 '" + (m_data / "first.png").string() + "' 2>&1";
+    ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
+    std::unique_ptr<Zarn::CImage> pReplayed(Zarn::CImageFile::Read((output / "first.tif").string()));
+    EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
+    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive)) << "the replay differs from the interactive result";
+    std::uint64_t uLabels = 0;
+    EXPECT_TRUE(Zarn::CTekaHeaderTools::GetNumberOfLabels(*pReplayed, uLabels));
+    EXPECT_GT(uLabels, 0u);
+}
+
 TEST_F(AppEndToEnd, ImageOnTheCommandLineIsShownAtStart)
 {
     CAppProcess::SOptions options;
@@ -229,7 +272,9 @@ TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
         [](const nlohmann::json& current) { return current["actions"].value("open", false); },
         "File > Open enabled");
     EXPECT_EQ(state["actions"].value("save", true), false) << "nothing to save yet";
-    EXPECT_EQ(state["actions"].value("new_view", true), false);
+    EXPECT_EQ(state["actions"].value("new view", true), false);
+    EXPECT_EQ(state["actions"].value("gaussian blur", true), false) << "no image to blur yet";
+    EXPECT_EQ(state["actions"].value("record", false), true);
     Screenshot("built-in-configuration.png");
 }
 

@@ -386,11 +386,17 @@ TEST_F(ParameterDialog, ShippedToolDescriptionsGiveDefaultsTheToolsAccept)
     std::unique_ptr<Zarn::CValue> pTools(
         Zarn::CJsonValueFile::ReadFile(std::string(SOURCE_DIR) + "/share/config/tools.json"));
     const Zarn::CValue* pList = pTools->Map()->Entry(Zarn::CValue_Key("tool plugins"), true);
-    ASSERT_EQ(pList->Vector()->Size(), 8u);
+    unsigned int uImageTools = 0;
     for (unsigned int i = 0; i < pList->Vector()->Size(); ++i)
     {
         const Zarn::CValueMap& description =
             *pList->Vector()->Entry(Zarn::CValue_Key(i), true)->Map();
+        // The list also holds the document tools and the processes, which take no parameters.
+        if (!description.HasEntry(Zarn::CValue_Key("parameter list")))
+        {
+            continue;
+        }
+        ++uImageTools;
         const std::string strName = description.EntryString(Zarn::CValue_Key("plugin")).StdString();
         SCOPED_TRACE(strName);
         std::unique_ptr<Zarn::CPluginBase> pTool(CPluginCatalogue::Create(strName));
@@ -409,4 +415,5 @@ TEST_F(ParameterDialog, ShippedToolDescriptionsGiveDefaultsTheToolsAccept)
         ASSERT_TRUE(request.HasEntry("parameters"));
         EXPECT_NO_THROW(pTool->UpdateParameters(request));
     }
+    EXPECT_EQ(uImageTools, 8u);
 }
