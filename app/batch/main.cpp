@@ -7,12 +7,14 @@
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Serial/JsonValueFile.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -32,6 +34,7 @@ const char* const kUsage =
     "  --shard I/N  only every N-th input, starting at the I-th (I from 0 to N-1): N jobs with\n"
     "               I = 0..N-1 (for instance a Slurm job array) share the inputs between them\n"
     "  --csv FILE   the summary goes to FILE instead\n"
+    "  --verbose    also the plug-ins' progress messages\n"
     "\n"
     "Exit status: 0 when every image was processed, 1 when some failed, 2 for a wrong call.\n";
 
@@ -150,6 +153,17 @@ int main(int argc, char* argv[])
         return 2;
     }
 
+    // Plug-ins talk on standard output while they work; only --verbose shows that.
+    if (!bVerbose)
+    {
+        std::fflush(stdout);
+        const int nNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (nNull >= 0)
+        {
+            ::dup2(nNull, STDOUT_FILENO);
+            ::close(nNull);
+        }
+    }
     CBatchHost host(&std::cerr, bVerbose ? 0 : Zarn::CLogger::levelWarning, lstPluginFolders);
     std::cerr << "docview-batch: " << lstInputs.size() << " image" << (lstInputs.size() == 1 ? "" : "s")
               << (uShards > 1 ? " (shard " + std::to_string(uShard) + "/" + std::to_string(uShards) + ")" : "")
@@ -188,9 +202,10 @@ int main(int argc, char* argv[])
             std::cerr << "  " << result.m_input.m_path.string() << ": " << result.m_strError << "\n";
         }
     }
+    char szRate[32];
+    std::snprintf(szRate, sizeof(szRate), "%.1f", dSeconds > 0 ? static_cast<double>(lstResults.size()) / dSeconds : 0.0);
     std::cerr << "docview-batch: " << (lstResults.size() - uFailed) << " of " << lstResults.size()
-              << " done in " << CBatchProgress::Duration(dSeconds) << " ("
-              << (dSeconds > 0 ? static_cast<double>(lstResults.size()) / dSeconds : 0.0)
+              << " done in " << CBatchProgress::Duration(dSeconds) << " (" << szRate
               << " images/s); summary in " << summaryPath.string() << "\n";
     return uFailed == 0 ? 0 : 1;
 }

@@ -1,0 +1,180 @@
+// docview-batch as a user runs it: the real program with the real modules and a shipped process,
+// on a folder of generated images.
+
+#include <Zarn/Image/ImageFile.h>
+#include <Zarn/Image/ImageOpenCV.h>
+#include <Zarn/Image/TekaHeaderTools.h>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+struct SRun
+{
+    int m_nExit = -1;
+    std::string m_strOutput;
+};
+
+SRun RunProgram(const std::string& arguments)
+{
+    const std::string strCommand = std::string(DOCVIEW_BATCH) + " " + arguments + " 2>&1";
+    SRun run;
+    FILE* pPipe = ::popen(strCommand.c_str(), "r");
+    std::array<char, 4096> buffer{};
+    while (std::fgets(buffer.data(), buffer.size(), pPipe) != nullptr)
+    {
+        run.m_strOutput += buffer.data();
+    }
+    const int nStatus = ::pclose(pPipe);
+    run.m_nExit = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+    return run;
+}
+
+// CSV lines without the header, split into fields (the test files have no commas).
+std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)
+{
+    std::ifstream stream(path);
+    std::vector<std::vector<std::string>> lstRows;
+    std::string strLine;
+    std::getline(stream, strLine);
+    EXPECT_EQ(strLine, "file,result,labels,seconds,error");
+    while (std::getline(stream, strLine))
+    {
+        std::vector<std::string> lstFields;
+        size_t uStart = 0;
+        for (size_t uComma = strLine.find(','); lstFields.size() < 4; uComma = strLine.find(',', uStart))
+        {
+            lstFields.push_back(strLine.substr(uStart, uComma - uStart));
+            uStart = uComma + 1;
+        }
+        lstFields.push_back(strLine.substr(uStart));
+        lstRows.push_back(lstFields);
+    }
+    return lstRows;
+}
+
+class BatchProgram : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string strTemplate = (fs::temp_directory_path() / "docview-batch-program-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
+        m_root = strTemplate;
+        fs::create_directories(m_root / "plates" / "b");
+        // Images with a known number of separate discs on a noisy background.
+        cv::RNG random(7);
+        for (int i = 0; i < 9; ++i)
+        {
+            cv::Mat pixels(120, 160, CV_8UC1);
+            random.fill(pixels, cv::RNG::UNIFORM, 0, 40);
+            const int nDiscs = 1 + i % 4;
+            for (int d = 0; d < nDiscs; ++d)
+            {
+                cv::circle(pixels, cv::Point(25 + 35 * d, 30 + 15 * (i % 3)), 10, cv::Scalar(220), cv::FILLED);
+            }
+            m_mapDiscs["image" + std::to_string(i)] = nDiscs;
+            const fs::path folder = i < 5 ? m_root / "plates" : m_root / "plates" / "b";
+            ASSERT_TRUE(cv::imwrite((folder / ("image" + std::to_string(i) + ".png")).string(), pixels));
+        }
+        std::ofstream(m_root / "plates" / "b" / "corrupt.png") << "this is no picture";
+    }
+
+    void TearDown() override { fs::remove_all(m_root); }
+
+    fs::path m_root;
+    std::map<std::string, int> m_mapDiscs;
+};
+
+TEST_F(BatchProgram, CountsObjectsInAFolderAndReportsTheCorruptFile)
+{
+    const SRun run = RunProgram("--process " SHARE_DIR "/processes/count-objects.json --output '" +
+                                (m_root / "out").string() + "' -j 2 '" + (m_root / "plates").string() + "'");
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("Failed:\n  " + (m_root / "plates/b/corrupt.png").string() + ": "),
+              std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("9 of 10 done"), std::string::npos) << run.m_strOutput;
+    // Not a terminal: one plain line per image.
+    EXPECT_NE(run.m_strOutput.find("/10 FAILED " + (m_root / "plates/b/corrupt.png").string()), std::string::npos)
+        << run.m_strOutput;
+
+    const auto lstRows = SummaryRows(m_root / "out" / "summary.csv");
+    ASSERT_EQ(lstRows.size(), 10u);
+    for (const auto& lstFields : lstRows)
+    {
+        const fs::path input = lstFields[0];
+        if (input.filename() == "corrupt.png")
+        {
+            EXPECT_EQ(lstFields[1], "");
+            EXPECT_NE(lstFields[4], "");
+            continue;
+        }
+        EXPECT_EQ(lstFields[4], "") << input;
+        EXPECT_EQ(lstFields[2], std::to_string(m_mapDiscs[input.stem().string()])) << input;
+        ASSERT_TRUE(fs::exists(lstFields[1])) << lstFields[1];
+        // The result carries its header: the history of the whole process and the count.
+        std::unique_ptr<Zarn::CImage> pResult(Zarn::CImageFile::Read(lstFields[1]));
+        std::uint64_t uLabels = 0;
+        EXPECT_TRUE(Zarn::CTekaHeaderTools::GetNumberOfLabels(*pResult, uLabels));
+        EXPECT_EQ(uLabels, static_cast<std::uint64_t>(m_mapDiscs[input.stem().string()]));
+        const Zarn::CValue* pHistory = pResult->Attributes().Entry(Zarn::CValue_Key("history"), false);
+        ASSERT_NE(pHistory, nullptr);
+        EXPECT_EQ(pHistory->Vector()->Size(), 4u);
+    }
+    EXPECT_TRUE(fs::exists(m_root / "out" / "b" / "image7.tif")) << "results keep the folder structure";
+}
+
+TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
+{
+    std::map<std::string, int> mapSeen;
+    for (int nShard = 0; nShard < 3; ++nShard)
+    {
+        const fs::path output = m_root / ("shard" + std::to_string(nShard));
+        const SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" + output.string() +
+                                    "' -j 1 --shard " + std::to_string(nShard) + "/3 '" +
+                                    (m_root / "plates").string() + "'");
+        EXPECT_NE(run.m_nExit, 2) << run.m_strOutput;
+        for (const auto& lstFields : SummaryRows(output / "summary.csv"))
+        {
+            ++mapSeen[lstFields[0]];
+        }
+    }
+    ASSERT_EQ(mapSeen.size(), 10u);
+    for (const auto& [strFile, nTimes] : mapSeen)
+    {
+        EXPECT_EQ(nTimes, 1) << strFile;
+    }
+}
+
+TEST_F(BatchProgram, WrongCallsExplainThemselvesWithStatusTwo)
+{
+    SRun run = RunProgram("'" + (m_root / "plates").string() + "'");
+    EXPECT_EQ(run.m_nExit, 2);
+    EXPECT_NE(run.m_strOutput.find("--process is required"), std::string::npos) << run.m_strOutput;
+    run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --shard 3/3 x");
+    EXPECT_EQ(run.m_nExit, 2);
+    EXPECT_NE(run.m_strOutput.find("--shard needs I/N with 0 <= I < N, not '3/3'"), std::string::npos);
+    run = RunProgram("--process /no/process.json '" + (m_root / "plates").string() + "'");
+    EXPECT_EQ(run.m_nExit, 2);
+    EXPECT_NE(run.m_strOutput.find("/no/process.json: cannot open"), std::string::npos) << run.m_strOutput;
+    run = RunProgram("--process " SHARE_DIR "/processes/smooth.json /no/images");
+    EXPECT_EQ(run.m_nExit, 2);
+    EXPECT_NE(run.m_strOutput.find("no such file or folder: /no/images"), std::string::npos) << run.m_strOutput;
+}
+
+} // namespace
