@@ -144,6 +144,17 @@ void CAutomationChannel::Run(const QString& line)
         Reply(pixmap.save(strArgument, "PNG") ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
                                               : Failed("cannot write " + strArgument.toStdString()));
     }
+    else if (strCommand == "window-screenshot")
+    {
+        const QPixmap pixmap = m_window.grab();
+        Reply(pixmap.save(strArgument, "PNG") ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
+                                              : Failed("cannot write " + strArgument.toStdString()));
+    }
+    else if (strCommand == "messages")
+    {
+        m_window.JournalDock()->setVisible(strArgument != "off");
+        Reply(Ok());
+    }
     else if (strCommand == "answer")
     {
         auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());

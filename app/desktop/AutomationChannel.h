@@ -19,6 +19,8 @@ class QSocketNotifier;
 //   click-navigator N         a click on the N-th navigator entry
 //   close-window N            the close button of the N-th workspace window
 //   screenshot FILE           the whole screen as PNG
+//   window-screenshot FILE    the main window alone as PNG
+//   messages on|off           shows or hides the "Messages" dock
 //   answer BUTTON             a click on that button of the open question ("Discard", "OK", ...)
 //   record on|off             Tools > Record
 //   save-recording FILE       Tools > Save Recording, with FILE chosen

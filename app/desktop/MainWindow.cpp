@@ -20,6 +20,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPainter>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -38,14 +39,25 @@ QIcon IconNamed(const QString& name, const QStyle* style)
         {"document-close", QStyle::SP_DialogCloseButton},
         {"window-close", QStyle::SP_DialogCloseButton},
         {"application-exit", QStyle::SP_DialogCloseButton},
-        {"window-new", QStyle::SP_TitleBarNormalButton},
+        {"window-new", QStyle::SP_FileDialogContentsView},
         {"help-about", QStyle::SP_MessageBoxInformation},
         {"system-run", QStyle::SP_MediaPlay},
-        {"media-record", QStyle::SP_DialogApplyButton},
     };
     if (name.isEmpty())
     {
         return QIcon();
+    }
+    if (name == "media-record" && !QIcon::hasThemeIcon(name))
+    {
+        // No style has a record button: the usual red dot.
+        QPixmap dot(32, 32);
+        dot.fill(Qt::transparent);
+        QPainter painter(&dot);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(210, 40, 40));
+        painter.drawEllipse(QRectF(6, 6, 20, 20));
+        return QIcon(dot);
     }
     const auto it = kFallbacks.find(name);
     return QIcon::fromTheme(name, it == kFallbacks.end() ? QIcon() : style->standardIcon(it->second));

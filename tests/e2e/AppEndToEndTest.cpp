@@ -241,6 +241,25 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     EXPECT_GT(uLabels, 0u);
 }
 
+TEST_F(AppEndToEnd, MessagesDockShowsTheMessagesOfTheSessionLive)
+{
+    CAppProcess::SOptions options;
+    options.m_strHome = m_home.string(); // the built-in configuration, as a user starts it
+    options.m_lstFiles = {std::string(SAMPLES_DIR) + "/cells.png", std::string(SAMPLES_DIR) + "/colour.png",
+                          std::string(SAMPLES_DIR) + "/gradient16.tif"};
+    m_pApp = std::make_unique<CAppProcess>(options);
+    m_pApp->WaitEvent("ready");
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 3; }, "three windows");
+    ASSERT_EQ(m_pApp->Command("messages on")["ok"], true);
+    ASSERT_EQ(m_pApp->Command("click-navigator 0")["ok"], true);
+    const nlohmann::json state = m_pApp->WaitState(
+        [](const nlohmann::json& current) { return current["journal_lines"].get<int>() > 0; },
+        "journal lines in the Messages dock");
+    EXPECT_EQ(state["navigator_current"], 0);
+    ASSERT_EQ(m_pApp->Command("window-screenshot " + (fs::path(SCREENSHOT_DIR) / "docview-window.png").string())["ok"],
+              true);
+}
+
 TEST_F(AppEndToEnd, ImageOnTheCommandLineIsShownAtStart)
 {
     CAppProcess::SOptions options;
