@@ -18,6 +18,7 @@
 #include <QPixmap>
 #include <QScreen>
 #include <QSocketNotifier>
+#include <QStackedWidget>
 #include <QTest>
 #include <QTimer>
 
@@ -228,6 +229,12 @@ std::string CAutomationChannel::State() const
         state["active_window"] = pActive != nullptr ? pActive->windowTitle().toStdString() : "";
     }
     state["windows"] = windows;
+    if (auto* pStack = qobject_cast<QStackedWidget*>(m_window.centralWidget()))
+    {
+        state["stack_pages"] = pStack->count();
+        state["stack_current"] =
+            pStack->currentWidget() != nullptr ? pStack->currentWidget()->windowTitle().toStdString() : "";
+    }
     state["title"] = m_window.windowTitle().toStdString();
     state["status"] = m_window.StatusText().toStdString();
     state["journal_lines"] = m_window.JournalDock()->LineCount();

@@ -297,6 +297,31 @@ TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
     Screenshot("built-in-configuration.png");
 }
 
+TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
+{
+    std::string strConfig = ReadText(m_config);
+    const std::string strWorkspace = R"({"id": "workspace", "plugin": "Workspace", "parameters": {"name": "Workspace"}})";
+    ASSERT_NE(strConfig.find(strWorkspace), std::string::npos);
+    strConfig.replace(strConfig.find(strWorkspace), strWorkspace.size(),
+                      R"({"id": "workspace", "plugin": "ViewStack", "parameters": {"name": "Stack"}})");
+    const fs::path stackConfig = m_home / "stack.json";
+    std::ofstream(stackConfig) << strConfig;
+
+    Start({}, stackConfig.string());
+    ASSERT_EQ(m_pApp->Command("trigger open")["ok"], true);
+    nlohmann::json state = m_pApp->WaitState(
+        [](const nlohmann::json& current)
+        { return Count(current, "navigator") == 2 && current["stack_current"] == current["navigator"][1]; },
+        "the second view on top of the stack");
+    EXPECT_EQ(Count(state, "windows"), 0u) << "no workspace";
+    EXPECT_GE(state["stack_pages"].get<int>(), 2);
+    ASSERT_EQ(m_pApp->Command("click-navigator 0")["ok"], true);
+    state = m_pApp->WaitState([&](const nlohmann::json& current)
+                              { return current["stack_current"] == current["navigator"][0]; },
+                              "the first page raised");
+    Screenshot("view-stack.png");
+}
+
 TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
 {
     const fs::path broken = m_home / "broken.json";
