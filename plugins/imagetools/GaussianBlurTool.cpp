@@ -39,17 +39,7 @@ CImageToolBase::ParameterList CGaussianBlurTool::Parameters() const
 
 bool CGaussianBlurTool::Accepts(const Zarn::IImage::CType& type) const
 {
-    switch (type.ElementType())
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etInt16:
-    case Zarn::IImage::etFloat32:
-    case Zarn::IImage::etFloat64:
-        return true;
-    default:
-        return false;
-    }
+    return IsFilterType(type.ElementType());
 }
 
 Zarn::CImage* CGaussianBlurTool::Process(const Zarn::CImage& input)

@@ -135,6 +135,21 @@ void CImageToolBase::Run(Zarn::CValueMap& data)
     pAdded->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(pNew.release()));
 }
 
+bool CImageToolBase::IsFilterType(Zarn::IImage::EnElementType type)
+{
+    switch (type)
+    {
+    case Zarn::IImage::etUInt8:
+    case Zarn::IImage::etUInt16:
+    case Zarn::IImage::etInt16:
+    case Zarn::IImage::etFloat32:
+    case Zarn::IImage::etFloat64:
+        return true;
+    default:
+        return false;
+    }
+}
+
 std::string CImageToolBase::HistoryEntry() const
 {
     std::string strEntry = m_strName;

@@ -90,6 +90,8 @@ protected:
                            std::initializer_list<const char*> choices) const;
     [[noreturn]] void ThrowBadParameter(const std::string& text) const;
 
+    // The element types OpenCV's filters work on: uint8, uint16, int16, float32 and float64.
+    static bool IsFilterType(Zarn::IImage::EnElementType type);
     // A new image of the input's size with `type`, each plane filled by `operation(source,
     // result)`; the result matrix must come out with the OpenCV type of `type`.
     static Zarn::CImage*

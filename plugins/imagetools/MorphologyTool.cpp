@@ -79,17 +79,7 @@ CImageToolBase::ParameterList CMorphologyTool::Parameters() const
 
 bool CMorphologyTool::Accepts(const Zarn::IImage::CType& type) const
 {
-    switch (type.ElementType())
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etInt16:
-    case Zarn::IImage::etFloat32:
-    case Zarn::IImage::etFloat64:
-        return true;
-    default:
-        return false;
-    }
+    return IsFilterType(type.ElementType());
 }
 
 Zarn::CImage* CMorphologyTool::Process(const Zarn::CImage& input)

@@ -59,17 +59,7 @@ bool CThresholdTool::Accepts(const Zarn::IImage::CType& type) const
         return type.Channels() == 1 && (type.ElementType() == Zarn::IImage::etUInt8 ||
                                         type.ElementType() == Zarn::IImage::etUInt16);
     }
-    switch (type.ElementType())
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etInt16:
-    case Zarn::IImage::etFloat32:
-    case Zarn::IImage::etFloat64:
-        return true;
-    default:
-        return false;
-    }
+    return IsFilterType(type.ElementType());
 }
 
 Zarn::CImage* CThresholdTool::Process(const Zarn::CImage& input)
