@@ -25,7 +25,8 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
         const std::string strEntry = *ppEntry;
         // The test runner's settings are for the test program, not for the application.
         if (strEntry.rfind("QT_QPA_PLATFORM=", 0) == 0 || strEntry.rfind("HOME=", 0) == 0 ||
-            strEntry.rfind("XDG_", 0) == 0 || strEntry.rfind("DISPLAY=", 0) == 0)
+            strEntry.rfind("XDG_", 0) == 0 || strEntry.rfind("DISPLAY=", 0) == 0 ||
+            strEntry.rfind("LSAN_OPTIONS=", 0) == 0)
         {
             continue;
         }
@@ -36,6 +37,8 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
     lstEnvironment.push_back("XDG_CONFIG_HOME=" + options.m_strHome + "/config");
     lstEnvironment.push_back("XDG_CACHE_HOME=" + options.m_strHome + "/cache");
     lstEnvironment.push_back("XDG_RUNTIME_DIR=" + options.m_strHome + "/runtime");
+    // Read only by sanitizer builds.
+    lstEnvironment.push_back("LSAN_OPTIONS=suppressions=" LSAN_SUPPRESSIONS);
     return lstEnvironment;
 }
 
