@@ -74,7 +74,7 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     : m_config(config), m_session(session)
 {
     setObjectName("MainWindow");
-    setWindowTitle(config.Title());
+    setWindowTitle(config.Title() + "[*]");
     setAcceptDrops(true);
     resize(config.Width(), config.Height());
 

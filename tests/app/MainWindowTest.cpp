@@ -129,7 +129,7 @@ TEST_F(MainWindow, PluginWidgetsAreTheCentralWidgetAndTheDock)
     ASSERT_NE(m_pWindow->centralWidget(), nullptr);
     EXPECT_EQ(m_pWindow->centralWidget()->objectName(), "panel");
     EXPECT_NE(m_pWindow->findChild<QWidget*>("side"), nullptr);
-    EXPECT_EQ(m_pWindow->windowTitle(), "test window");
+    EXPECT_EQ(m_pWindow->windowTitle(), "test window[*]"); // [*] marks unsaved documents
 }
 
 TEST_F(MainWindow, ActionsStartDisabledAndFollowUpdateControls)
@@ -197,7 +197,9 @@ TEST_F(MainWindow, MessagesDockShowsTheJournalOnlyWhileVisible)
 
 TEST_F(MainWindow, ClosingWithUnsavedDocumentAsksAndCancelKeepsTheWindow)
 {
+    EXPECT_FALSE(m_pWindow->isWindowModified());
     AnnounceDocument("result");
+    EXPECT_TRUE(m_pWindow->isWindowModified()) << "the title marks unsaved work";
     SAnswer answer;
     answer.Click(QMessageBox::Cancel);
     EXPECT_FALSE(m_pWindow->close());
