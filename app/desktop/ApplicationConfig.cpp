@@ -377,23 +377,23 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     {
         const std::string strPath = "plugins/" + std::to_string(i);
         const Zarn::CValueMap& entry = reader.Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath);
-        SPluginSpec spec;
-        spec.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
-        spec.m_strId = reader.Text(entry, strPath, "id", false, spec.m_strPlugin);
-        spec.m_strWhere = positions.Describe(strPath);
-        if (!setIds.insert(spec.m_strId).second)
+        SPluginEntry plugin;
+        plugin.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
+        plugin.m_strId = reader.Text(entry, strPath, "id", false, plugin.m_strPlugin);
+        plugin.m_strWhere = positions.Describe(strPath);
+        if (!setIds.insert(plugin.m_strId).second)
         {
-            reader.Fail(Join(strPath, "id"), "the id \"" + spec.m_strId + "\" is used twice");
+            reader.Fail(Join(strPath, "id"), "the id \"" + plugin.m_strId + "\" is used twice");
         }
-        spec.m_pParameters = std::make_shared<Zarn::CValueMap>();
+        plugin.m_pParameters = std::make_shared<Zarn::CValueMap>();
         if (const Zarn::CValue* pParameters = entry.Entry(Zarn::CValue_Key("parameters"), false))
         {
-            spec.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
+            plugin.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
                 reader.Map(pParameters, Join(strPath, "parameters")).Clone(Zarn::CValue::tfShare)));
-            reader.ExpandAll(*spec.m_pParameters);
-            reader.ResolveIncludes(*spec.m_pParameters, Join(strPath, "parameters"));
+            reader.ExpandAll(*plugin.m_pParameters);
+            reader.ResolveIncludes(*plugin.m_pParameters, Join(strPath, "parameters"));
         }
-        pConfig->m_lstPlugins.push_back(std::move(spec));
+        pConfig->m_lstPlugins.push_back(std::move(plugin));
     }
 
     const Zarn::CValueMap& window =

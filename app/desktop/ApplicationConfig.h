@@ -52,7 +52,7 @@ struct SDock
     Qt::DockWidgetArea m_enArea = Qt::LeftDockWidgetArea;
 };
 
-struct SPluginSpec
+struct SPluginEntry
 {
     std::string m_strId;
     std::string m_strPlugin;
@@ -84,7 +84,7 @@ public:
     // Goes to the registry as "main/globalsettings"; null when the file has none.
     const Zarn::CValueMap* GlobalSettings() const { return m_pGlobalSettings.get(); }
     // In subscription order.
-    const std::vector<SPluginSpec>& Plugins() const { return m_lstPlugins; }
+    const std::vector<SPluginEntry>& Plugins() const { return m_lstPlugins; }
     const std::string& Central() const { return m_strCentral; }
     const std::vector<SDock>& Docks() const { return m_lstDocks; }
     const std::vector<SMenu>& Menus() const { return m_lstMenus; }
@@ -101,7 +101,7 @@ private:
     std::string m_strLogFile;
     bool m_bMessageJournal = false;
     std::unique_ptr<Zarn::CValueMap> m_pGlobalSettings;
-    std::vector<SPluginSpec> m_lstPlugins;
+    std::vector<SPluginEntry> m_lstPlugins;
     std::string m_strCentral;
     std::vector<SDock> m_lstDocks;
     std::vector<SMenu> m_lstMenus;

@@ -105,12 +105,12 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
     {
         m_pThread->Subscribe(first);
     }
-    for (const SPluginSpec& spec : m_config.Plugins())
+    for (const SPluginEntry& entry : m_config.Plugins())
     {
         Zarn::CPluginBase* pPlugin = nullptr;
         try
         {
-            pPlugin = Zarn::GetNewPluginInstance(spec.m_strPlugin.c_str());
+            pPlugin = Zarn::GetNewPluginInstance(entry.m_strPlugin.c_str());
             if (pPlugin == nullptr)
             {
                 std::string strFolders;
@@ -118,12 +118,12 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
                 {
                     strFolders += (strFolders.empty() ? "" : ", ") + strFolder;
                 }
-                throw CConfigError(spec.m_strWhere + ": no module offers a plug-in named \"" +
-                                   spec.m_strPlugin + "\" (modules are searched in: " +
+                throw CConfigError(entry.m_strWhere + ": no module offers a plug-in named \"" +
+                                   entry.m_strPlugin + "\" (modules are searched in: " +
                                    (strFolders.empty() ? "no folder" : strFolders) + ")");
             }
-            m_lstPlugins.push_back({spec.m_strId, pPlugin});
-            pPlugin->Init(nullptr, *spec.m_pParameters);
+            m_lstPlugins.push_back({entry.m_strId, pPlugin});
+            pPlugin->Init(nullptr, *entry.m_pParameters);
         }
         catch (const CConfigError&)
         {
@@ -133,13 +133,13 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
         catch (const std::exception& error)
         {
             ShutDown();
-            throw CConfigError(spec.m_strWhere + ": the plug-in \"" + spec.m_strPlugin +
+            throw CConfigError(entry.m_strWhere + ": the plug-in \"" + entry.m_strPlugin +
                                "\" failed to start: " + Describe(error));
         }
         catch (...)
         {
             ShutDown();
-            throw CConfigError(spec.m_strWhere + ": the plug-in \"" + spec.m_strPlugin +
+            throw CConfigError(entry.m_strWhere + ": the plug-in \"" + entry.m_strPlugin +
                                "\" failed to start");
         }
     }

@@ -123,11 +123,11 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
         session.Logger().SetLineListener({});
         session.ShutDown();
         std::string strWhere = config.Source().toStdString();
-        for (const SPluginSpec& spec : config.Plugins())
+        for (const SPluginEntry& plugin : config.Plugins())
         {
-            if (spec.m_strId == id)
+            if (plugin.m_strId == id)
             {
-                strWhere = spec.m_strWhere;
+                strWhere = plugin.m_strWhere;
             }
         }
         throw CConfigError(strWhere + ": the plug-in \"" + id + "\" " + role + " has no widget");
