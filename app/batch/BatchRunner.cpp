@@ -21,8 +21,6 @@ namespace fs = std::filesystem;
 namespace
 {
 
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
-
 std::string ErrorText(const std::exception& error)
 {
     const auto* pZarn = dynamic_cast<const Zarn::CException*>(&error);
@@ -116,11 +114,7 @@ CBatchHost::CBatchHost(std::ostream* logConsole, int logThreshold,
     m_logger.SetThreshold(logThreshold);
     m_thread.SetLogger(&m_logger);
     m_thread.SetMessageIdFactory(&m_ids);
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"), new Zarn::CValuePointer<Zarn::CMessageThread>(&m_thread));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&m_ids));
-    registry.SetEntry(Zarn::CValue_Key("tmp/logger"), new Zarn::CValuePointer<Zarn::CLogger>(&m_logger));
+    Zarn::RegisterHostObjects(&m_thread, &m_ids, &m_logger);
     Zarn::CPluginLoader::Obj().SetLogger(&m_logger);
     for (const std::string& strFolder : pluginFolders)
     {
@@ -131,10 +125,7 @@ CBatchHost::CBatchHost(std::ostream* logConsole, int logThreshold,
 CBatchHost::~CBatchHost()
 {
     Zarn::CPluginLoader::Obj().SetLogger(nullptr);
-    for (const char* szKey : kRegistryKeys)
-    {
-        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(szKey));
-    }
+    Zarn::UnregisterHostObjects();
 }
 
 void CBatchHost::DropMessages()

@@ -14,9 +14,6 @@
 namespace
 {
 
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger",
-                                     "main/globalsettings"};
-
 std::string Describe(const std::exception& error)
 {
     if (const auto* pZarn = dynamic_cast<const Zarn::CException*>(&error))
@@ -66,16 +63,10 @@ CHostSession::CHostSession(const CApplicationConfig& config) : m_config(config)
     }
     m_pPump = std::make_unique<CMessagePump>(*m_pThread);
 
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-    registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                      new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
+    Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
     if (config.GlobalSettings() != nullptr)
     {
-        registry.SetEntry(Zarn::CValue_Key("main/globalsettings"),
+        Zarn::CRegistry::Obj().SetEntry(Zarn::CValue_Key("main/globalsettings"),
                           config.GlobalSettings()->Clone(Zarn::CValue::tfShare));
     }
 
@@ -91,10 +82,8 @@ CHostSession::~CHostSession()
 {
     ShutDown();
     Zarn::CPluginLoader::Obj().SetLogger(nullptr);
-    for (const char* szKey : kRegistryKeys)
-    {
-        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(szKey));
-    }
+    Zarn::UnregisterHostObjects();
+    Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("main/globalsettings"));
     m_pPump.reset();
 }
 

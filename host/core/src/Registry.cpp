@@ -1,6 +1,10 @@
 #include <Zarn/Registry/Registry.h>
 
 #include <Zarn/Exception/Exception.h>
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
+#include <Zarn/Value/ValuePointer.h>
 
 #include <string>
 
@@ -100,6 +104,23 @@ void CRegistry::Clear()
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         mapOld.Move(m_mapRoot);
+    }
+}
+
+void RegisterHostObjects(CMessageThread* thread, CMessageIdFactory* ids, CLogger* logger)
+{
+    CRegistry& registry = CRegistry::Obj();
+    registry.SetEntry(CValue_Key("tmp/commthread"), new CValuePointer<CMessageThread>(thread));
+    registry.SetEntry(CValue_Key("tmp/messageidfactory"), new CValuePointer<CMessageIdFactory>(ids));
+    registry.SetEntry(CValue_Key("tmp/logger"), new CValuePointer<CLogger>(logger));
+}
+
+void UnregisterHostObjects()
+{
+    CRegistry& registry = CRegistry::Obj();
+    for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"})
+    {
+        registry.RemoveEntry(CValue_Key(szKey));
     }
 }
 

@@ -1,6 +1,9 @@
 #include "TrackedObject.h"
 
 #include <Zarn/Exception/Exception.h>
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -151,3 +154,29 @@ TEST_F(RegistryTest, ThreadsSettingAndReadingTheirOwnKeysAtOnceAllSucceed)
         EXPECT_EQ(registry.Entry("threads/t" + std::to_string(nThread))->Long(), kRounds - 1);
     }
 }
+
+namespace
+{
+
+TEST(HostObjects, ThePluginsFindThemUnderTheirKeysUntilTheyAreRemoved)
+{
+    Zarn::CMessageThread thread;
+    Zarn::CMessageIdFactory ids;
+    Zarn::CLogger logger(nullptr);
+    Zarn::RegisterHostObjects(&thread, &ids, &logger);
+    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageThread>(registry.Entry(Zarn::CValue_Key("tmp/commthread"))),
+              &thread);
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageIdFactory>(
+                  registry.Entry(Zarn::CValue_Key("tmp/messageidfactory"))),
+              &ids);
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CLogger>(registry.Entry(Zarn::CValue_Key("tmp/logger"))), &logger);
+    Zarn::UnregisterHostObjects();
+    for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"})
+    {
+        EXPECT_FALSE(registry.HasEntry(Zarn::CValue_Key(szKey))) << szKey;
+    }
+    Zarn::UnregisterHostObjects(); // nothing left to remove: no error
+}
+
+} // namespace

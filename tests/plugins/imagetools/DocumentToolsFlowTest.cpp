@@ -46,7 +46,6 @@ namespace
 {
 
 const char* const kViewMaker = "DocumentToolsTestViews";
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
 
 // A view of another module: describes its document and nothing else.
 class CTestView : public Zarn::CPluginBase
@@ -150,13 +149,7 @@ protected:
         m_pThread->SetLogger(m_pThreadLogger.get());
         m_pThread->SetMessageIdFactory(m_pIds.get());
 
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                          new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                          new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
+        Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
         Zarn::CPluginLoader::Obj().AddSearchDirectory(MODULE_DIR);
         Zarn::CPluginLoader::Obj().RegisterPlugin(
             kViewMaker, []() -> Zarn::CPluginBase* { return new CTestViewMaker; });
@@ -197,11 +190,7 @@ protected:
         DocView::SetCriticalMessagePresenter(nullptr);
         Zarn::CPluginLoader::Obj().UnregisterPlugin(kViewMaker);
         Zarn::CPluginLoader::Obj().UnregisterPlugin("CloseDocument");
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        for (const char* szKey : kRegistryKeys)
-        {
-            registry.RemoveEntry(Zarn::CValue_Key(szKey));
-        }
+        Zarn::UnregisterHostObjects();
         m_pThread.reset();
     }
 

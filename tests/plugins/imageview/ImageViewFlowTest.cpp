@@ -31,8 +31,6 @@ namespace
 {
 
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger",
-                                     kInheritSettings};
 
 // Subscribed before the repository: keeps every view that NEW_VIEW announces.
 class CNewViewRecorder : public Zarn::CPluginBase
@@ -77,13 +75,7 @@ protected:
         m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
         m_pThread->SetLogger(m_pThreadLogger.get());
         m_pThread->SetMessageIdFactory(m_pIds.get());
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                          new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                          new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
+        Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
 
         m_pRepository.reset(Zarn::GetNewPluginInstance("Repository"));
         ASSERT_NE(m_pRepository, nullptr) << "no Repository in " << MODULE_DIR;
@@ -119,14 +111,8 @@ protected:
             m_pThread->Unsubscribe(m_pRecorder.get());
         }
         QCoreApplication::processEvents();
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        for (const char* szKey : kRegistryKeys)
-        {
-            if (registry.HasEntry(Zarn::CValue_Key(szKey)))
-            {
-                registry.RemoveEntry(Zarn::CValue_Key(szKey));
-            }
-        }
+        Zarn::UnregisterHostObjects();
+        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(kInheritSettings));
         m_pThread.reset();
         unsetenv("XDG_CACHE_HOME");
     }

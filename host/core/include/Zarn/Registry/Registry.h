@@ -9,6 +9,10 @@
 namespace Zarn
 {
 
+class CLogger;
+class CMessageIdFactory;
+class CMessageThread;
+
 // The process's registry: a value tree where the host and the plug-ins leave objects for each
 // other ("tmp/commthread", "tmp/logger"). A key's text is a slash path into the tree.
 //
@@ -45,5 +49,12 @@ private:
     mutable std::mutex m_mutex;
     CValueMap m_mapRoot;
 };
+
+// The host objects every plug-in borrows in Init, as lent pointer values: "tmp/commthread",
+// "tmp/messageidfactory" and "tmp/logger". The host keeps them alive until it removes them again.
+ZARN_CORE_API void RegisterHostObjects(CMessageThread* thread, CMessageIdFactory* ids,
+                                       CLogger* logger);
+// Removes those three entries, where present.
+ZARN_CORE_API void UnregisterHostObjects();
 
 } // namespace Zarn
