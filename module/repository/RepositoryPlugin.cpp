@@ -775,8 +775,9 @@ void CRepositoryPlugin::FocusDocument(Zarn::CValueMap* doc)
 
 void CRepositoryPlugin::UpdateView(Zarn::CPluginBase* view, bool notify)
 {
-    // Only views the repository holds are asked; a foreign pointer is never called.
-    if (view != nullptr && (IsLiveView(view) || m_setDeadViews.count(view) != 0))
+    // Any view named in UPDATE_VIEW is asked, also one the repository does not hold: a sender
+    // may refresh a view it made itself, and the refresh is the same for every view.
+    if (view != nullptr)
     {
         Zarn::CValueMap description;
         Describe(view, description);

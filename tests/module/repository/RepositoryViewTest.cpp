@@ -529,11 +529,9 @@ TEST_F(RepositoryViews, UnknownViewsLoseTheFocusAndAreIgnoredByRemovalAndKill)
     CFakeView stranger("stranger", &m_journal);
     PostView("REMOVE_VIEW", &stranger);
     PostView("INVALID_VIEW", &stranger);
-    PostView("UPDATE_VIEW", &stranger);
     Deliver();
     EXPECT_TRUE(TakeCaught().empty());
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW stranger", "UPDATE_VIEW"}));
+    EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW stranger"}));
     EXPECT_TRUE(stranger.Updates().empty());
 
     PostView("FOCUS_VIEW", &stranger);
@@ -617,6 +615,36 @@ TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
     Deliver();
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
     EXPECT_EQ(pView->Updates().size(), 2U);
+}
+
+// Regression: UPDATE_VIEW refreshed only views the repository holds; a view made and held by
+// another plug-in must be reloaded and announced the same way.
+TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
+{
+    RegisterFactory("Standard");
+    AddEntry(FactoryEntry("Standard", true));
+    Start();
+    CTrackedDocument* pDoc = AddDocument("a");
+    CFakeView stranger("stranger", &m_journal);
+    Zarn::CValueMap firstLoad;
+    firstLoad.SetEntry(Zarn::CValue_Key("document"),
+                       new Zarn::CValuePointer<Zarn::CValueMap>(pDoc));
+    stranger.UpdateParameters(firstLoad);
+    TakeBroadcasts();
+
+    PostView("UPDATE_VIEW", &stranger);
+    Deliver();
+    EXPECT_TRUE(TakeCaught().empty());
+    EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED stranger"}));
+    ASSERT_EQ(stranger.Updates().size(), 2U);
+    EXPECT_EQ(PointerAt(stranger.Updates()[1], "document"), pDoc);
+
+    // Without a document in its description the view is left alone, held or not.
+    stranger.m_bDescribeDocument = false;
+    PostView("UPDATE_VIEW", &stranger);
+    Deliver();
+    EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
+    EXPECT_EQ(stranger.Updates().size(), 2U);
 }
 
 // Regression: the removed active view is deleted while the focus stays; it must neither be asked
