@@ -16,6 +16,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <sys/wait.h>
 
 namespace fs = std::filesystem;
@@ -29,9 +30,10 @@ struct SRun
     std::string m_strOutput;
 };
 
-SRun RunProgram(const std::string& arguments)
+// Runs docview-batch with `arguments`; `environment` ("NAME=value ...") goes before the command.
+SRun RunProgram(const std::string& arguments, const std::string& environment = {})
 {
-    const std::string strCommand = std::string(DOCVIEW_BATCH) + " " + arguments + " 2>&1";
+    const std::string strCommand = environment + " " + DOCVIEW_BATCH + " " + arguments + " 2>&1";
     SRun run;
     FILE* pPipe = ::popen(strCommand.c_str(), "r");
     std::array<char, 4096> buffer{};
@@ -56,7 +58,8 @@ std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)
     {
         std::vector<std::string> lstFields;
         size_t uStart = 0;
-        for (size_t uComma = strLine.find(','); lstFields.size() < 4; uComma = strLine.find(',', uStart))
+        for (size_t uComma = strLine.find(','); lstFields.size() < 4;
+             uComma = strLine.find(',', uStart))
         {
             lstFields.push_back(strLine.substr(uStart, uComma - uStart));
             uStart = uComma + 1;
@@ -72,7 +75,8 @@ class BatchProgram : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string strTemplate = (fs::temp_directory_path() / "docview-batch-program-XXXXXX").string();
+        std::string strTemplate =
+            (fs::temp_directory_path() / "docview-batch-program-XXXXXX").string();
         ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
         m_root = strTemplate;
         fs::create_directories(m_root / "plates" / "b");
@@ -85,11 +89,13 @@ protected:
             const int nDiscs = 1 + i % 4;
             for (int d = 0; d < nDiscs; ++d)
             {
-                cv::circle(pixels, cv::Point(25 + 35 * d, 30 + 15 * (i % 3)), 10, cv::Scalar(220), cv::FILLED);
+                cv::circle(pixels, cv::Point(25 + 35 * d, 30 + 15 * (i % 3)), 10, cv::Scalar(220),
+                           cv::FILLED);
             }
             m_mapDiscs["image" + std::to_string(i)] = nDiscs;
             const fs::path folder = i < 5 ? m_root / "plates" : m_root / "plates" / "b";
-            ASSERT_TRUE(cv::imwrite((folder / ("image" + std::to_string(i) + ".png")).string(), pixels));
+            ASSERT_TRUE(
+                cv::imwrite((folder / ("image" + std::to_string(i) + ".png")).string(), pixels));
         }
         std::ofstream(m_root / "plates" / "b" / "corrupt.png") << "this is no picture";
     }
@@ -102,15 +108,18 @@ protected:
 
 TEST_F(BatchProgram, CountsObjectsInAFolderAndReportsTheCorruptFile)
 {
-    const SRun run = RunProgram("--process " SHARE_DIR "/processes/count-objects.json --output '" +
-                                (m_root / "out").string() + "' -j 2 '" + (m_root / "plates").string() + "'");
+    const SRun run =
+        RunProgram("--process " SHARE_DIR "/processes/count-objects.json --output '" +
+                   (m_root / "out").string() + "' -j 2 '" + (m_root / "plates").string() + "'");
     EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
-    EXPECT_NE(run.m_strOutput.find("Failed:\n  " + (m_root / "plates/b/corrupt.png").string() + ": "),
-              std::string::npos)
+    EXPECT_NE(
+        run.m_strOutput.find("Failed:\n  " + (m_root / "plates/b/corrupt.png").string() + ": "),
+        std::string::npos)
         << run.m_strOutput;
     EXPECT_NE(run.m_strOutput.find("9 of 10 done"), std::string::npos) << run.m_strOutput;
     // Not a terminal: one plain line per image.
-    EXPECT_NE(run.m_strOutput.find("/10 FAILED " + (m_root / "plates/b/corrupt.png").string()), std::string::npos)
+    EXPECT_NE(run.m_strOutput.find("/10 FAILED " + (m_root / "plates/b/corrupt.png").string()),
+              std::string::npos)
         << run.m_strOutput;
 
     const auto lstRows = SummaryRows(m_root / "out" / "summary.csv");
@@ -132,11 +141,13 @@ TEST_F(BatchProgram, CountsObjectsInAFolderAndReportsTheCorruptFile)
         std::uint64_t uLabels = 0;
         EXPECT_TRUE(Zarn::CTekaHeaderTools::GetNumberOfLabels(*pResult, uLabels));
         EXPECT_EQ(uLabels, static_cast<std::uint64_t>(m_mapDiscs[input.stem().string()]));
-        const Zarn::CValue* pHistory = pResult->Attributes().Entry(Zarn::CValue_Key("history"), false);
+        const Zarn::CValue* pHistory =
+            pResult->Attributes().Entry(Zarn::CValue_Key("history"), false);
         ASSERT_NE(pHistory, nullptr);
         EXPECT_EQ(pHistory->Vector()->Size(), 4u);
     }
-    EXPECT_TRUE(fs::exists(m_root / "out" / "b" / "image7.tif")) << "results keep the folder structure";
+    EXPECT_TRUE(fs::exists(m_root / "out" / "b" / "image7.tif"))
+        << "results keep the folder structure";
 }
 
 TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
@@ -145,9 +156,9 @@ TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
     for (int nShard = 0; nShard < 3; ++nShard)
     {
         const fs::path output = m_root / ("shard" + std::to_string(nShard));
-        const SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" + output.string() +
-                                    "' -j 1 --shard " + std::to_string(nShard) + "/3 '" +
-                                    (m_root / "plates").string() + "'");
+        const SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                    output.string() + "' -j 1 --shard " + std::to_string(nShard) +
+                                    "/3 '" + (m_root / "plates").string() + "'");
         EXPECT_NE(run.m_nExit, 2) << run.m_strOutput;
         for (const auto& lstFields : SummaryRows(output / "summary.csv"))
         {
@@ -161,6 +172,54 @@ TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
     }
 }
 
+namespace
+{
+std::size_t CountLinesWith(const std::string& text, const std::string& part1,
+                           const std::string& part2)
+{
+    std::size_t nLines = 0;
+    std::istringstream stream(text);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
+        {
+            ++nLines;
+        }
+    }
+    return nLines;
+}
+} // namespace
+
+// A module cut short used to kill the run with SIGBUS, and one whose entry crashes with SIGSEGV.
+TEST_F(BatchProgram, BrokenModulesOnThePluginPathAreNamedOnceAndTheRunGoesOn)
+{
+    const fs::path modules = m_root / "modules";
+    fs::create_directories(modules);
+    {
+        std::ifstream in(std::string(IMAGEVIEW_MODULE), std::ios::binary);
+        std::string strHead(3000, '\0');
+        in.read(strHead.data(), static_cast<std::streamsize>(strHead.size()));
+        std::ofstream(modules / "cut.so", std::ios::binary) << strHead;
+    }
+    fs::copy_file(CRASHING_ENTRY_MODULE, modules / "crashing.so");
+
+    const SRun run = RunProgram("--process " SHARE_DIR "/processes/count-objects.json --output '" +
+                                    (m_root / "out").string() + "' -j 2 '" +
+                                    (m_root / "plates" / "image0.png").string() + "'",
+                                "DOCVIEW_PLUGIN_PATH='" + modules.string() + "'");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_EQ(
+        CountLinesWith(run.m_strOutput, (modules / "cut.so").string(), "the file is cut short"), 1u)
+        << run.m_strOutput;
+    EXPECT_EQ(CountLinesWith(run.m_strOutput, (modules / "crashing.so").string(),
+                             "crashed in CreatePluginInstanceEx"),
+              1u)
+        << run.m_strOutput;
+    const auto lstRows = SummaryRows(m_root / "out" / "summary.csv");
+    ASSERT_EQ(lstRows.size(), 1u);
+    EXPECT_EQ(lstRows[0][2], std::to_string(m_mapDiscs["image0"]));
+}
+
 TEST_F(BatchProgram, WrongCallsExplainThemselvesWithStatusTwo)
 {
     SRun run = RunProgram("'" + (m_root / "plates").string() + "'");
@@ -168,13 +227,16 @@ TEST_F(BatchProgram, WrongCallsExplainThemselvesWithStatusTwo)
     EXPECT_NE(run.m_strOutput.find("--process is required"), std::string::npos) << run.m_strOutput;
     run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --shard 3/3 x");
     EXPECT_EQ(run.m_nExit, 2);
-    EXPECT_NE(run.m_strOutput.find("--shard needs I/N with 0 <= I < N, not '3/3'"), std::string::npos);
+    EXPECT_NE(run.m_strOutput.find("--shard needs I/N with 0 <= I < N, not '3/3'"),
+              std::string::npos);
     run = RunProgram("--process /no/process.json '" + (m_root / "plates").string() + "'");
     EXPECT_EQ(run.m_nExit, 2);
-    EXPECT_NE(run.m_strOutput.find("/no/process.json: cannot open"), std::string::npos) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("/no/process.json: cannot open"), std::string::npos)
+        << run.m_strOutput;
     run = RunProgram("--process " SHARE_DIR "/processes/smooth.json /no/images");
     EXPECT_EQ(run.m_nExit, 2);
-    EXPECT_NE(run.m_strOutput.find("no such file or folder: /no/images"), std::string::npos) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("no such file or folder: /no/images"), std::string::npos)
+        << run.m_strOutput;
 }
 
 } // namespace

@@ -1,9 +1,16 @@
 #include <Zarn/Plugin/PluginLoader.h>
 
+#include "ModuleFileCheck.h"
+
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Plugin/PluginBase.h>
+#include <Zarn/System/SystemException.h>
 
 #include <dlfcn.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
 
 #include <algorithm>
 #include <cstdlib>
@@ -39,6 +46,47 @@ std::vector<std::filesystem::path> ModuleFiles(const std::string& directory, std
               [](const std::filesystem::path& left, const std::filesystem::path& right)
               { return left.filename() < right.filename(); });
     return files;
+}
+
+// A native fault inside a module's entry, carried out of the guard.
+struct SEntryFault
+{
+    std::uint32_t code;
+    int signal;
+};
+
+void ThrowEntryFault(std::uint32_t code, SSystemExceptionInfo* info)
+{
+    // Ctrl+C is only noted by the guard and never leaves the code it interrupted.
+    constexpr std::uint32_t kControlC = 0x40010005;
+    if (code != kControlC)
+    {
+        throw SEntryFault{code, info != nullptr ? info->signal : 0};
+    }
+}
+
+// Restores the thread's translator, also when the entry throws.
+class CTranslatorScope
+{
+public:
+    explicit CTranslatorScope(SystemExceptionTranslator translator)
+        : m_pfnPrevious(SetSystemExceptionTranslator(translator))
+    {
+    }
+    CTranslatorScope(const CTranslatorScope&) = delete;
+    CTranslatorScope& operator=(const CTranslatorScope&) = delete;
+    ~CTranslatorScope() { SetSystemExceptionTranslator(m_pfnPrevious); }
+
+private:
+    SystemExceptionTranslator m_pfnPrevious;
+};
+
+std::string DescribeFault(const SEntryFault& fault)
+{
+    char code[16];
+    std::snprintf(code, sizeof(code), "0x%08" PRIX32, fault.code);
+    const char* signalName = fault.signal != 0 ? sigdescr_np(fault.signal) : nullptr;
+    return std::string(signalName != nullptr ? signalName : "native fault") + ", code " + code;
 }
 } // namespace
 
@@ -143,7 +191,7 @@ CPluginBase* CPluginLoader::CreatePlugin(const char* name)
 
     // The providers are called without the lock: a plug-in's constructor may create others.
     std::function<CPluginBase*()> factory;
-    std::vector<PFN_CreatePluginInstanceEx> lstEntries;
+    std::vector<SModule> lstModules;
     {
         std::lock_guard lock(m_mutex);
         const auto it = m_mapFactories.find(strName);
@@ -151,11 +199,7 @@ CPluginBase* CPluginLoader::CreatePlugin(const char* name)
         {
             factory = it->second;
         }
-        lstEntries.reserve(m_lstModules.size());
-        for (const SModule& module : m_lstModules)
-        {
-            lstEntries.push_back(module.m_pfnCreate);
-        }
+        lstModules = m_lstModules;
     }
     if (factory)
     {
@@ -164,14 +208,55 @@ CPluginBase* CPluginLoader::CreatePlugin(const char* name)
             return pPlugin;
         }
     }
-    for (const PFN_CreatePluginInstanceEx pfnCreate : lstEntries)
+    for (const SModule& module : lstModules)
     {
-        if (void* pPlugin = pfnCreate(strName.c_str()))
+        if (void* pPlugin = CallEntry(module, strName))
         {
             return static_cast<CPluginBase*>(pPlugin);
         }
     }
     return nullptr;
+}
+
+void* CPluginLoader::CallEntry(const SModule& module, const std::string& name)
+{
+    void* pPlugin = nullptr;
+    try
+    {
+        const CTranslatorScope scope(&ThrowEntryFault);
+        RunWithSystemExceptionGuard([&] { pPlugin = module.m_pfnCreate(name.c_str()); });
+    }
+    catch (const SEntryFault& fault)
+    {
+        // The module's state is unknown after a fault: it is not asked again.
+        bool bDropped = false;
+        {
+            std::lock_guard lock(m_mutex);
+            const auto it = std::find_if(m_lstModules.begin(), m_lstModules.end(),
+                                         [&](const SModule& loaded)
+                                         { return loaded.m_strPath == module.m_strPath; });
+            if (it != m_lstModules.end())
+            {
+                m_lstModules.erase(it);
+                bDropped = true;
+            }
+        }
+        if (bDropped)
+        {
+            Logger().SetLevel(CLogger::levelError)
+                << "Plug-in module '" << module.m_strPath << "' crashed in " << kEntryName
+                << " when asked for '" << name << "' (" << DescribeFault(fault)
+                << "); the module is not used any more" << notype << std::endl;
+        }
+        return nullptr;
+    }
+    return pPlugin;
+}
+
+CLogger& CPluginLoader::Logger() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_pLogger != nullptr ? *m_pLogger : DefaultLogger();
 }
 
 std::vector<std::string> CPluginLoader::LoadedModules() const
@@ -203,13 +288,7 @@ void CPluginLoader::LoadNewModules()
         const std::vector<std::filesystem::path> files = ModuleFiles(directory, error);
         if (error)
         {
-            CLogger* pLogger = nullptr;
-            {
-                std::lock_guard lock(m_mutex);
-                pLogger = m_pLogger;
-            }
-            CLogger& logger = pLogger != nullptr ? *pLogger : DefaultLogger();
-            logger.SetLevel(CLogger::levelWarning)
+            Logger().SetLevel(CLogger::levelWarning)
                 << "Plug-in directory '" << directory << "' cannot be read: " << error.message()
                 << notype << std::endl;
             continue;
@@ -230,12 +309,16 @@ void CPluginLoader::LoadNewModules()
 
 void CPluginLoader::LoadModule(const std::string& path)
 {
-    CLogger* pLogger = nullptr;
+    CLogger& logger = Logger();
+
+    const std::string problem = ModuleFileProblem(path);
+    if (!problem.empty())
     {
-        std::lock_guard lock(m_mutex);
-        pLogger = m_pLogger;
+        logger.SetLevel(CLogger::levelError)
+            << "Plug-in module '" << path << "' cannot be loaded: " << problem << notype
+            << std::endl;
+        return;
     }
-    CLogger& logger = pLogger != nullptr ? *pLogger : DefaultLogger();
 
     // The path always holds a '/', so dlopen takes the file itself and never searches.
     dlerror();

@@ -5,6 +5,7 @@
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Plugin/PluginLoader.h>
+#include <Zarn/System/SystemException.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -17,6 +18,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -485,4 +487,123 @@ TEST_F(PluginLoaderWithLog, ConcurrentLookupsLoadEachModuleOnce)
     EXPECT_EQ(nFound.load(), kThreads * 20);
     EXPECT_EQ(m_loader.LoadedModules().size(), 3u);
     EXPECT_EQ(m_logger.LineCount(), 3u) << Log();
+}
+
+namespace
+{
+
+// A folder of its own under the system's temporary folder, removed with the object.
+class CScratchDirectory
+{
+public:
+    CScratchDirectory()
+    {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "docview-loader-XXXXXX").string();
+        m_path = mkdtemp(pattern.data());
+    }
+    CScratchDirectory(const CScratchDirectory&) = delete;
+    CScratchDirectory& operator=(const CScratchDirectory&) = delete;
+    ~CScratchDirectory()
+    {
+        std::error_code error;
+        std::filesystem::remove_all(m_path, error);
+    }
+    std::string Path() const { return m_path.string(); }
+
+private:
+    std::filesystem::path m_path;
+};
+
+// Writes the first `nBytes` of `source` to `target`.
+void CopyHead(const std::string& source, const std::string& target, std::size_t nBytes)
+{
+    std::ifstream in(source, std::ios::binary);
+    std::string bytes(nBytes, '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(nBytes));
+    bytes.resize(static_cast<std::size_t>(in.gcount()));
+    std::ofstream(target, std::ios::binary) << bytes;
+}
+
+} // namespace
+
+// A module file cut short used to kill the process with SIGBUS inside dlopen.
+TEST_F(PluginLoaderWithLog, ModuleFileCutShortIsReportedByPathAndOtherModulesStillLoad)
+{
+    const CScratchDirectory directory;
+    const std::string cutModule = directory.Path() + "/cut.so";
+    CopyHead(ModulePath(GOOD_MODULE_DIR, "echo_a.so"), cutModule, 3000);
+    m_loader.AddSearchDirectory(directory.Path());
+    m_loader.AddSearchDirectory(GOOD_MODULE_DIR);
+
+    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("EchoPlugin"));
+    ASSERT_NE(pPlugin, nullptr);
+    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_a");
+
+    const std::string log = Log();
+    EXPECT_EQ(m_logger.LineCount(), 1u) << log;
+    const std::vector<std::string> cut = LinesWith(log, cutModule);
+    ASSERT_EQ(cut.size(), 1u) << log;
+    EXPECT_NE(cut[0].find("cannot be loaded: the file is cut short"), std::string::npos) << cut[0];
+    EXPECT_NE(cut[0].find("the file has 3000 bytes"), std::string::npos) << cut[0];
+    const std::vector<std::string> expected = {ModulePath(GOOD_MODULE_DIR, "echo_a.so"),
+                                               ModulePath(GOOD_MODULE_DIR, "echo_b.so")};
+    EXPECT_EQ(m_loader.LoadedModules(), expected);
+}
+
+// A file that only carries the module suffix is refused before dlopen, in plain words.
+TEST_F(PluginLoaderWithLog, TextFileNamedLikeModuleIsReportedAsNotAnElfFile)
+{
+    m_loader.AddSearchDirectory(MIXED_MODULE_DIR);
+    delete m_loader.CreatePlugin("NoSuchPlugin");
+    const std::vector<std::string> text = LinesWith(Log(), "notalibrary.so");
+    ASSERT_EQ(text.size(), 1u) << Log();
+    EXPECT_NE(text[0].find("cannot be loaded: not an ELF file"), std::string::npos) << text[0];
+}
+
+// A module whose entry crashes used to end the program without naming the module.
+TEST_F(PluginLoaderWithLog, ModuleWhoseEntryCrashesIsReportedOnceAndNotAskedAgain)
+{
+    m_loader.AddSearchDirectory(CRASHING_MODULE_DIR);
+    const std::string crashing = ModulePath(CRASHING_MODULE_DIR, "a_crashing_entry.so");
+
+    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("AfterCrashEchoPlugin"));
+    ASSERT_NE(pPlugin, nullptr);
+    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_after_crash");
+
+    const std::string firstLog = Log();
+    EXPECT_EQ(m_logger.LineCount(), 1u) << firstLog;
+    const std::vector<std::string> crash = LinesWith(firstLog, crashing);
+    ASSERT_EQ(crash.size(), 1u) << firstLog;
+    EXPECT_NE(crash[0].find("crashed in CreatePluginInstanceEx when asked for "
+                            "'AfterCrashEchoPlugin'"),
+              std::string::npos)
+        << crash[0];
+    EXPECT_NE(crash[0].find("Segmentation fault, code 0xC0000005"), std::string::npos) << crash[0];
+
+    for (int i = 0; i < 3; ++i)
+    {
+        std::unique_ptr<CPluginBase> pAgain(m_loader.CreatePlugin("AfterCrashEchoPlugin"));
+        EXPECT_NE(pAgain, nullptr);
+        EXPECT_EQ(m_loader.CreatePlugin("NoSuchPlugin"), nullptr);
+    }
+    EXPECT_EQ(Log(), firstLog);
+    const std::vector<std::string> expected = {
+        ModulePath(CRASHING_MODULE_DIR, "echo_after_crash.so")};
+    EXPECT_EQ(m_loader.LoadedModules(), expected);
+}
+
+namespace
+{
+void RecordNothing(std::uint32_t, SSystemExceptionInfo*) {}
+} // namespace
+
+// The loader guards an entry with a translator of its own; the thread's translator comes back.
+TEST_F(PluginLoaderWithLog, ThreadTranslatorIsRestoredAfterCrashingEntry)
+{
+    m_loader.AddSearchDirectory(CRASHING_MODULE_DIR);
+    const SystemExceptionTranslator before = SetSystemExceptionTranslator(&RecordNothing);
+    delete m_loader.CreatePlugin("AfterCrashEchoPlugin");
+    EXPECT_EQ(SetSystemExceptionTranslator(before), &RecordNothing);
+    EXPECT_EQ(m_logger.LineCount(), 1u) << Log();
 }

@@ -28,9 +28,12 @@ extern "C"
 //
 // Modules are the regular "*.so" files of the search directories, taken in name order, opened
 // once on the first look-up after their directory was added and never closed (the plug-ins'
-// code must outlive every plug-in). A module that cannot be opened, or has no entry, is reported
-// once at the error level and skipped for good. Nothing is loaded from a place not named: empty
-// directory names are ignored.
+// code must outlive every plug-in). A file is checked before dlopen sees it (an ELF shared
+// library whose segments lie inside the file, so that a file cut short cannot kill the process).
+// A module that fails the check, cannot be opened or has no entry is reported once at the error
+// level and skipped for good. A module's entry runs under the native-fault guard: an entry that
+// crashes is reported once, by path and fault, and the module is not asked again. Nothing is
+// loaded from a place not named: empty directory names are ignored.
 //
 // Every operation may be called from any thread. A module must not create plug-ins from its
 // static initialisation (it runs while the loader is scanning); registering is allowed.
@@ -82,6 +85,9 @@ private:
     // Opens the modules of directories added since the last scan.
     void LoadNewModules();
     void LoadModule(const std::string& path);
+    // The module's answer for `name`; null, and the module dropped, when its entry crashes.
+    void* CallEntry(const SModule& module, const std::string& name);
+    CLogger& Logger() const;
 
     // m_mtxScan serialises scanning (so each module is opened once) and is never taken while
     // m_mutex is held; m_mutex guards the members below and is held only briefly.
