@@ -12,6 +12,7 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -352,6 +353,41 @@ TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
     EXPECT_NE(m_pApp->Transcript().find(wrong.string() + ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
               std::string::npos)
         << m_pApp->Transcript();
+}
+
+// Median run with size 7 on an 8-bit image must stay reachable on a 16-bit one, its dialog
+// showing the size that does not fit.
+TEST_F(AppEndToEnd, MedianWithASizeOnlyEightBitImagesTakeStaysOfferedOnASixteenBitImage)
+{
+    std::string strConfig = ReadText(m_config);
+    const std::string strInvertTool =
+        R"({"plugin": "Invert", "callaction": "invert", "threaded": true},)";
+    const std::string strInvertItem = R"({"action": "invert", "text": "&Invert"},)";
+    ASSERT_NE(strConfig.find(strInvertTool), std::string::npos);
+    strConfig.insert(strConfig.find(strInvertTool) + strInvertTool.size(),
+                     R"({"plugin": "Median", "callaction": "median", "threaded": true,
+                         "configplugin": "ParameterDialog", "parameters": {"size": 7},
+                         "parameter list": [{"name": "size", "label": "Size", "type": "int",
+                                             "min": 3, "max": 255, "step": 2, "default": 3}]},)");
+    ASSERT_NE(strConfig.find(strInvertItem), std::string::npos);
+    strConfig.insert(strConfig.find(strInvertItem) + strInvertItem.size(),
+                     R"({"action": "median", "text": "&Median…"},)");
+    const fs::path medianConfig = m_home / "median.json";
+    std::ofstream(medianConfig) << strConfig;
+
+    Start({}, medianConfig.string());
+    OpenBoth();
+    m_pApp->WaitState(
+        [](const nlohmann::json& current)
+        {
+            return current["active_window"] == "second.tif [1]" &&
+                   current["actions"].value("median", false);
+        },
+        "Median offered with the 16-bit image active", std::chrono::seconds(10));
+    ASSERT_EQ(m_pApp->Command("trigger median")["ok"], true);
+    // The dialog is modal: the screenshot shows it over the 16-bit image, size 7 marked.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Screenshot("median-size-does-not-fit.png");
 }
 
 } // namespace
