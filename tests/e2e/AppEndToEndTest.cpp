@@ -3,6 +3,7 @@
 
 #include "AppProcess.h"
 
+#include <Zarn/Image/Image.h>
 #include <Zarn/Image/ImageFile.h>
 #include <Zarn/Image/TekaHeaderTools.h>
 
@@ -353,6 +354,51 @@ TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
     EXPECT_NE(m_pApp->Transcript().find(wrong.string() + ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
               std::string::npos)
         << m_pApp->Transcript();
+}
+
+// A 16-bit RGB PNG was shown grey, from its red channel only.
+TEST_F(AppEndToEnd, SixteenBitRgbPngIsShownInColour)
+{
+    // Left half red, right half blue, at 16 bits per channel.
+    Zarn::CImage image(Zarn::CSize(240, 160), Zarn::IImage::CType(Zarn::IImage::etUInt16, 3));
+    for (std::uint32_t y = 0; y < 160; ++y)
+    {
+        auto* pRow = reinterpret_cast<std::uint16_t*>(image.Data() + y * image.RowStride());
+        for (std::uint32_t x = 0; x < 240; ++x)
+        {
+            const bool bRed = x < 120;
+            pRow[3 * x] = bRed ? 60000 : 3000;
+            pRow[3 * x + 1] = 3000;
+            pRow[3 * x + 2] = bRed ? 3000 : 60000;
+        }
+    }
+    const fs::path file = m_data / "rgb16.png";
+    Zarn::CImageFile::Write(file.string(), image);
+    Start({file.string()});
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "one window");
+    const fs::path shot = fs::path(SCREENSHOT_DIR) / "rgb16-png.png";
+    Screenshot(shot.filename().string());
+
+    const std::unique_ptr<Zarn::CImage> pShot(Zarn::CImageFile::Read(shot.string()));
+    ASSERT_EQ(pShot->Type().ElementType(), Zarn::IImage::etUInt8);
+    ASSERT_GE(pShot->Type().Channels(), 3u);
+    size_t uRed = 0;
+    size_t uBlue = 0;
+    const unsigned int nChannels = pShot->Type().Channels();
+    for (std::uint32_t y = 0; y < pShot->Size().Y(); ++y)
+    {
+        const std::uint8_t* pRow = pShot->Data() + y * pShot->RowStride();
+        for (std::uint32_t x = 0; x < pShot->Size().X(); ++x)
+        {
+            const std::uint8_t* pPixel = pRow + size_t(x) * nChannels;
+            uRed += pPixel[0] > 200 && pPixel[1] < 60 && pPixel[2] < 60;
+            uBlue += pPixel[2] > 200 && pPixel[0] < 60 && pPixel[1] < 60;
+        }
+    }
+    // The window shows the image fitted, some thousand pixels of each half at least.
+    EXPECT_GT(uRed, 2000u);
+    EXPECT_GT(uBlue, 2000u);
 }
 
 // Median run with size 7 on an 8-bit image must stay reachable on a 16-bit one, its dialog

@@ -593,3 +593,90 @@ TEST(ImageViewWithoutImage, DescriptionLeavesTheIconOutSoTheNavigatorShowsItsDef
     EXPECT_FALSE(view.Widget()->HasImage());
     view.DeleteData();
 }
+
+// ---------------------------------------------------------------------------------------------
+// Colour images of every depth
+
+namespace
+{
+
+// Two pixels of a colour image: strong red at (0, 0), strong blue at (1, 0), green weak in both.
+template <class T>
+Zarn::CImage* RedAndBlue(Zarn::IImage::EnElementType type, unsigned int channels, T low, T high)
+{
+    auto* pImage = new Zarn::CImage(Zarn::CSize(2, 1), Zarn::IImage::CType(type, channels));
+    auto* pPixels = reinterpret_cast<T*>(pImage->Data());
+    const T aRed[] = {high, low, low, high};
+    const T aBlue[] = {low, low, high, high};
+    for (unsigned int c = 0; c < channels; ++c)
+    {
+        pPixels[c] = aRed[c];
+        pPixels[channels + c] = aBlue[c];
+    }
+    return pImage;
+}
+
+void ExpectRedThenBlue(const QImage& display)
+{
+    const QRgb red = display.pixel(0, 0);
+    const QRgb blue = display.pixel(1, 0);
+    EXPECT_GT(qRed(red), 200) << std::hex << red;
+    EXPECT_LT(qGreen(red), 50) << std::hex << red;
+    EXPECT_LT(qBlue(red), 50) << std::hex << red;
+    EXPECT_LT(qRed(blue), 50) << std::hex << blue;
+    EXPECT_LT(qGreen(blue), 50) << std::hex << blue;
+    EXPECT_GT(qBlue(blue), 200) << std::hex << blue;
+}
+
+} // namespace
+
+// A 16-bit RGB image was shown grey from its red channel.
+TEST_F(ImageViewFixture, SixteenBitRgbImageShowsItsHues)
+{
+    CImageViewWidget* pWidget =
+        Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 3, 1000, 60000));
+    ExpectRedThenBlue(pWidget->DisplayImage());
+    EXPECT_TRUE(pWidget->Renderer().IsColour());
+}
+
+// Every depth and both colour layouts show in colour, scaled by the contrast range.
+TEST_F(ImageViewFixture, ColourImagesOfEveryDepthShowInColour)
+{
+    {
+        SCOPED_TRACE("uint16x4");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 4, 0, 4095))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("float32x3");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<float>(Zarn::IImage::etFloat32, 3, 0.1f, 0.9f))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("float64x4");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<double>(Zarn::IImage::etFloat64, 4, -5.0, 5.0))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("int16x3");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<std::int16_t>(Zarn::IImage::etInt16, 3, -300, 300))->DisplayImage());
+    }
+}
+
+// Auto contrast of a deep colour image spans its colour channels together, so that hues keep
+// their balance; a fixed range scales every channel alike.
+TEST_F(ImageViewFixture, DeepColourAutoContrastSpansAllColourChannelsAndFixedContrastScalesThem)
+{
+    CImageViewWidget* pWidget =
+        Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 3, 1000, 3000));
+    EXPECT_EQ(pWidget->ContrastLow(), 1000.0);
+    EXPECT_EQ(pWidget->ContrastHigh(), 3000.0);
+    EXPECT_EQ(pWidget->DisplayImage().pixel(0, 0) & 0xffffffu, qRgb(255, 0, 0) & 0xffffffu);
+
+    pWidget->SetContrast(0.0, 6000.0);
+    const QRgb red = pWidget->DisplayImage().pixel(0, 0);
+    EXPECT_NEAR(qRed(red), 128, 1);
+    EXPECT_NEAR(qGreen(red), 43, 1);
+    EXPECT_NEAR(qBlue(red), 43, 1);
+}
