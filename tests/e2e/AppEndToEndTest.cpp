@@ -356,6 +356,26 @@ TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
         << m_pApp->Transcript();
 }
 
+// A user opens one image and asks for a second view of it: the two must be told apart.
+TEST_F(AppEndToEnd, SecondViewOfAnImageIsNumberedInItsTitleAndTheViewsList)
+{
+    Start();
+    ASSERT_EQ(m_pApp->Command("open " + (m_data / "first.png").string())["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "one window");
+    ASSERT_EQ(m_pApp->Command("trigger new_view")["ok"], true);
+    const nlohmann::json state = m_pApp->WaitState(
+        [](const nlohmann::json& current)
+        { return Count(current, "windows") == 2 && Count(current, "navigator") == 2; },
+        "two windows and two entries");
+    EXPECT_EQ(state["windows"][0], "first.png [1]");
+    EXPECT_EQ(state["windows"][1], "first.png [1] (2)");
+    EXPECT_EQ(state["navigator"][0], "first.png [1]");
+    EXPECT_EQ(state["navigator"][1], "first.png [1] (2)");
+    EXPECT_EQ(state["documents"][0]["label"], "first.png") << "the document keeps its label";
+    Screenshot("second-view-numbered.png");
+}
+
 // A 16-bit RGB PNG was shown grey, from its red channel only.
 TEST_F(AppEndToEnd, SixteenBitRgbPngIsShownInColour)
 {
