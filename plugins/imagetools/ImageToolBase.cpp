@@ -113,6 +113,18 @@ void CImageToolBase::Run(Zarn::CValueMap& data)
     {
         throw Zarn::CExBadParam(ZARN_LOCATION, RefusalText(pInput->Type()).c_str());
     }
+    // Offered on this image does not mean these parameters fit it: without a dialog (a batch
+    // step) the run stops here, naming the parameter.
+    if (const std::optional<SParameterMisfit> misfit = Misfit(pInput->Type()))
+    {
+        const Zarn::CValueMap parameters = ParameterMap();
+        const Zarn::CValue* pValue =
+            parameters.Entry(Zarn::CValue_Key(misfit->m_strParameter.c_str()), false);
+        ThrowBadParameter("parameter \"" + misfit->m_strParameter + "\"" +
+                          (pValue != nullptr ? " = " + ValueText(*pValue) : std::string()) +
+                          " does not fit " + pInput->Type().ToString() +
+                          " images: " + misfit->m_strReason + ".");
+    }
 
     std::unique_ptr<Zarn::CImage> pResult(Process(*pInput));
     // The input's header travels on, except a label count that described the input's pixels;
@@ -168,6 +180,26 @@ Zarn::CValueMap CImageToolBase::ParameterMap() const
         parameters.SetEntry(Zarn::CValue_Key(strKey.c_str()), pValue.release());
     }
     return parameters;
+}
+
+std::optional<CImageToolBase::SParameterMisfit>
+CImageToolBase::CheckParameters(const Zarn::CValueMap& parameters, const Zarn::IImage::CType& type)
+{
+    try
+    {
+        TakeParameters(parameters);
+    }
+    catch (const Zarn::CException& refusal)
+    {
+        return SParameterMisfit{std::string(), refusal.what()};
+    }
+    return Misfit(type);
+}
+
+std::optional<CImageToolBase::SParameterMisfit>
+CImageToolBase::Misfit(const Zarn::IImage::CType& /*type*/) const
+{
+    return std::nullopt;
 }
 
 std::string CImageToolBase::RefusalText(const Zarn::IImage::CType& type) const

@@ -10,6 +10,7 @@
 #include <functional>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,7 +23,10 @@
 //   Init(context, description)     the description's "parameters", if any
 //   UpdateParameters(map)           "parameters" (a configuration answer, a batch step) and
 //                                   "input" (the toolbox's picture: the focused document is kept)
-//   TestParameters({"input": ...})  true when the focused document holds an image the tool takes
+//   TestParameters({"input": ...})  true when the focused document holds an image the tool can
+//                                   work on with SOME valid parameters: the parameters held now
+//                                   never make a tool unreachable, so that its dialog can still
+//                                   be opened to choose ones that fit
 //   Run(data)                       works on "input/documents/focused" of data when present (a
 //                                   batch step), else on the document kept from the last input;
 //                                   writes "output/documents/add" (one lent pointer to the new
@@ -32,9 +36,13 @@
 //
 // Parameters are merged: a key that is absent keeps its current value (the default at first). A
 // value of the wrong kind or out of range throws CExBadParam and leaves all parameters as they
-// were. Run may be called on a tool thread: it reads only its data map, its own members and the
-// input image, and writes only its data map and its own members. Everything else runs on the
-// GUI thread.
+// were. Parameters that are valid in general but do not fit the image at hand (a median size
+// that only 8-bit images take) are accepted; Run then throws CExBadParam naming the parameter,
+// and CheckParameters lets a configuration dialog say so before the run.
+//
+// Run may be called on a tool thread: it reads only its data map, its own members and the input
+// image, and writes only its data map and its own members. Everything else runs on the GUI
+// thread.
 class CImageToolBase : public Zarn::CPluginBase
 {
 public:
@@ -57,6 +65,23 @@ public:
     // The current parameters as a map, the form "parameters" has.
     Zarn::CValueMap ParameterMap() const;
 
+    // A parameter that does not fit images of some type: its key and why, as in "only 8-bit
+    // images take sizes above 5".
+    struct SParameterMisfit
+    {
+        std::string m_strParameter;
+        std::string m_strReason;
+    };
+    // Takes the parameters (as UpdateParameters does) and tells whether they fit images of the
+    // type; nothing when they do. A parameter refused in general (out of range) is reported with
+    // the refusal's text and an empty key. Changes this tool's parameters: meant for a probe
+    // instance, never for a tool that may be running on a tool thread.
+    std::optional<SParameterMisfit> CheckParameters(const Zarn::CValueMap& parameters,
+                                                    const Zarn::IImage::CType& type);
+
+    // The document at "documents/focused" of a toolbox picture, or null.
+    static const Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& input);
+
 protected:
     // One named value, in the order the tool lists its parameters.
     using ParameterList = std::vector<std::pair<std::string, std::unique_ptr<Zarn::CValue>>>;
@@ -69,10 +94,13 @@ protected:
     virtual void TakeParameters(const Zarn::CValueMap& parameters) = 0;
     // The effective parameters of the last run, or the current ones before any run.
     virtual ParameterList Parameters() const = 0;
-    // Whether the tool works on this image type with its current parameters.
+    // Whether the tool works on this image type with some valid parameters; never a question of
+    // the current parameters (see Misfit).
     virtual bool Accepts(const Zarn::IImage::CType& type) const = 0;
     // Why the type is refused; by default "<Tool> does not work on <type> images."
     virtual std::string RefusalText(const Zarn::IImage::CType& type) const;
+    // Which current parameter does not fit an accepted image type, and why; nothing by default.
+    virtual std::optional<SParameterMisfit> Misfit(const Zarn::IImage::CType& type) const;
     // The result image, owned by the caller. May store what the run found out (an automatic
     // threshold) in the tool's members. Throws CExBadParam when it cannot work.
     virtual Zarn::CImage* Process(const Zarn::CImage& input) = 0;
@@ -97,9 +125,6 @@ protected:
     static Zarn::CImage*
     ForEachPlane(const Zarn::CImage& input, const Zarn::IImage::CType& type,
                  const std::function<void(const cv::Mat&, cv::Mat&)>& operation);
-
-    // The document at "documents/focused" of a toolbox picture, or null.
-    static const Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& input);
 
 private:
     const Zarn::CValueMap* DocumentToRun(const Zarn::CValueMap& data) const;

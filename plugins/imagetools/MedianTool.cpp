@@ -47,24 +47,23 @@ bool CMedianTool::Accepts(const Zarn::IImage::CType& type) const
     switch (type.ElementType())
     {
     case Zarn::IImage::etUInt8:
-        return true;
     case Zarn::IImage::etUInt16:
     case Zarn::IImage::etFloat32:
-        return m_lSize == 3 || m_lSize == 5;
+        return true;
     default:
         return false;
     }
 }
 
-std::string CMedianTool::RefusalText(const Zarn::IImage::CType& type) const
+std::optional<CImageToolBase::SParameterMisfit>
+CMedianTool::Misfit(const Zarn::IImage::CType& type) const
 {
-    if (IsSupportedChannelCount(type.Channels()) && (type.ElementType() == Zarn::IImage::etUInt16 ||
-                                                     type.ElementType() == Zarn::IImage::etFloat32))
+    // OpenCV's median takes sizes above 5 only for 8-bit images.
+    if (m_lSize > 5 && type.ElementType() != Zarn::IImage::etUInt8)
     {
-        return "Median: size " + std::to_string(m_lSize) + " is not supported on " +
-               type.ToString() + " images; only 8-bit images take sizes above 5.";
+        return SParameterMisfit{"size", "only 8-bit images take sizes above 5"};
     }
-    return CImageToolBase::RefusalText(type);
+    return std::nullopt;
 }
 
 Zarn::CImage* CMedianTool::Process(const Zarn::CImage& input)

@@ -10,12 +10,14 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPalette>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace
 {
@@ -234,12 +236,13 @@ Zarn::CValue* CParameterDefinition::NewDefault() const
 CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& definitions,
                                    const Zarn::CValueMap& values, const QString& title,
                                    QWidget* parent)
-    : QDialog(parent), m_lstDefinitions(definitions), m_pMessage(nullptr), m_pButtons(nullptr)
+    : QDialog(parent), m_lstDefinitions(definitions), m_pForm(nullptr), m_pMessage(nullptr),
+      m_pButtons(nullptr)
 {
     setWindowTitle(title);
     auto* pLayout = new QVBoxLayout(this);
-    auto* pForm = new QFormLayout;
-    pLayout->addLayout(pForm);
+    m_pForm = new QFormLayout;
+    pLayout->addLayout(m_pForm);
 
     for (const CParameterDefinition& definition : m_lstDefinitions)
     {
@@ -279,6 +282,7 @@ CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& defi
         {
             auto* pCheck = new QCheckBox(this);
             pCheck->setChecked(value.Bool());
+            connect(pCheck, &QCheckBox::toggled, this, &CParameterDialog::SlotValidate);
             pEditor = pCheck;
             break;
         }
@@ -290,6 +294,7 @@ CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& defi
                 pCombo->addItem(QString::fromStdString(strChoice));
             }
             pCombo->setCurrentText(QString::fromStdString(value.String().StdString()));
+            connect(pCombo, &QComboBox::currentIndexChanged, this, &CParameterDialog::SlotValidate);
             pEditor = pCombo;
             break;
         }
@@ -302,7 +307,7 @@ CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& defi
         }
         pEditor->setObjectName(QString::fromStdString(definition.m_strName));
         m_mapEditors[definition.m_strName] = pEditor;
-        pForm->addRow(QString::fromStdString(definition.m_strLabel) + ":", pEditor);
+        m_pForm->addRow(QString::fromStdString(definition.m_strLabel) + ":", pEditor);
     }
 
     m_pMessage = new QLabel(this);
@@ -361,9 +366,16 @@ QString CParameterDialog::Message() const
     return m_pMessage->text();
 }
 
+void CParameterDialog::SetFitCheck(FitCheck check)
+{
+    m_fnFitCheck = std::move(check);
+    SlotValidate();
+}
+
 void CParameterDialog::SlotValidate()
 {
     QString strProblem;
+    std::string strAtFault;
     for (const CParameterDefinition& definition : m_lstDefinitions)
     {
         const auto it = m_mapEditors.find(definition.m_strName);
@@ -381,6 +393,7 @@ void CParameterDialog::SlotValidate()
             strProblem =
                 QString("%1 must be a number from %2 to %3.")
                     .arg(strLabel, NumberText(definition.m_dMin), NumberText(definition.m_dMax));
+            strAtFault = definition.m_strName;
             break;
         }
         const auto* pIntSpin = qobject_cast<const QSpinBox*>(pSpin);
@@ -391,6 +404,7 @@ void CParameterDialog::SlotValidate()
                              .arg(strLabel, QString::number(pIntSpin->minimum()),
                                   QString::number(pIntSpin->minimum() + definition.m_lStep),
                                   QString::number(pIntSpin->maximum()));
+            strAtFault = definition.m_strName;
             break;
         }
     }
@@ -398,7 +412,35 @@ void CParameterDialog::SlotValidate()
     {
         return; // still being built
     }
+    // Whether the values fit the image is asked only of values that are valid on their own.
+    if (strProblem.isEmpty() && m_fnFitCheck)
+    {
+        if (const auto misfit = m_fnFitCheck(Values()))
+        {
+            strAtFault = misfit->first;
+            strProblem = misfit->second;
+        }
+    }
+    Mark(strAtFault, strProblem);
     m_pMessage->setText(strProblem);
     m_pMessage->setVisible(!strProblem.isEmpty());
     m_pButtons->button(QDialogButtonBox::Ok)->setEnabled(strProblem.isEmpty());
+}
+
+void CParameterDialog::Mark(const std::string& name, const QString& reason)
+{
+    m_strMarked = name;
+    for (const auto& [strName, pEditor] : m_mapEditors)
+    {
+        const bool bAtFault = strName == name;
+        pEditor->setToolTip(bAtFault ? reason : QString());
+        if (auto* pLabel = qobject_cast<QLabel*>(m_pForm->labelForField(pEditor)))
+        {
+            QPalette palette = pLabel->palette();
+            palette.setColor(QPalette::WindowText,
+                             bAtFault ? QColor(Qt::red)
+                                      : this->palette().color(QPalette::WindowText));
+            pLabel->setPalette(palette);
+        }
+    }
 }

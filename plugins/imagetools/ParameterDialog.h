@@ -4,12 +4,16 @@
 
 #include <QDialog>
 
+#include <functional>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 class QDialogButtonBox;
+class QFormLayout;
 class QLabel;
 class QWidget;
 
@@ -59,7 +63,10 @@ public:
 
 // The form of one tool's parameters: a row per parameter (QDoubleSpinBox, QSpinBox, QCheckBox or
 // QComboBox, each named after its parameter), a message line and OK / Cancel. OK is disabled and
-// the message says why while a number is outside its range.
+// the message says why while a number is outside its range or, with a fit check, while the values
+// do not fit what the tool will work on; the row of the parameter at fault is marked (its label
+// in red, the reason as the editor's tool tip). Values that do not fit are shown as they are, not
+// changed behind the user's back.
 class CParameterDialog : public QDialog
 {
     Q_OBJECT
@@ -77,12 +84,26 @@ public:
     QDialogButtonBox* Buttons() const { return m_pButtons; }
     QString Message() const;
 
+    // Nothing when the values fit, else the name of the parameter at fault (empty when none is
+    // to blame alone) and the text to show.
+    using FitCheck =
+        std::function<std::optional<std::pair<std::string, QString>>(const Zarn::CValueMap&)>;
+    // Asks the check now and after every change; an empty check asks nothing.
+    void SetFitCheck(FitCheck check);
+    // The parameter whose row is marked now, or empty.
+    const std::string& MarkedParameter() const { return m_strMarked; }
+
 private slots:
     void SlotValidate();
 
 private:
     std::vector<CParameterDefinition> m_lstDefinitions;
+    void Mark(const std::string& name, const QString& reason);
+
     std::map<std::string, QWidget*> m_mapEditors;
+    QFormLayout* m_pForm;
+    FitCheck m_fnFitCheck;
+    std::string m_strMarked;
     QLabel* m_pMessage;
     QDialogButtonBox* m_pButtons;
 };

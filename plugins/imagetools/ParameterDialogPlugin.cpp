@@ -1,11 +1,16 @@
 #include "ParameterDialogPlugin.h"
 
+#include "ImageToolBase.h"
 #include "PluginCatalogue.h"
 
+#include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Value/ValueScalar.h>
 
 #include <QApplication>
 #include <QSettings>
+
+#include <memory>
 
 DOCVIEW_REGISTER_PLUGIN("ParameterDialog", CParameterDialogPlugin);
 
@@ -15,6 +20,7 @@ namespace
 const Zarn::CValue_Key kConfigUser("config user");
 const Zarn::CValue_Key kParameters("parameters");
 const Zarn::CValue_Key kCancelled("cancelled");
+const Zarn::CValue_Key kInput("input");
 
 CParameterDialogPlugin::DialogRunner& Runner()
 {
@@ -62,6 +68,13 @@ QString SettingFromValue(const Zarn::CValue& value)
     }
 }
 
+// How a value reads in the form's messages: 7, 2.5, otsu.
+QString DisplayText(const Zarn::CValue& value)
+{
+    return value.GenericType() == Zarn::CValue::vtDouble ? QString::number(value.Double(), 'g', 15)
+                                                         : SettingFromValue(value);
+}
+
 } // namespace
 
 CParameterDialogPlugin::CParameterDialogPlugin() = default;
@@ -84,6 +97,8 @@ void CParameterDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& desc
                      .StdString();
 
     const Zarn::CValue* pGiven = description.Entry(kParameters, false);
+    m_mapGiven = pGiven != nullptr && pGiven->Map() != nullptr ? Zarn::CValueMap(*pGiven->Map())
+                                                               : Zarn::CValueMap();
     m_mapValues.Clear();
     for (const CParameterDefinition& definition : m_lstDefinitions)
     {
@@ -106,6 +121,10 @@ void CParameterDialogPlugin::Run(Zarn::CValueMap& data)
     {
         CParameterDialog dialog(m_lstDefinitions, m_mapValues, QString::fromStdString(m_strTitle),
                                 QApplication::activeWindow());
+        if (m_focusedType.has_value())
+        {
+            dialog.SetFitCheck([this](const Zarn::CValueMap& values) { return CheckFit(values); });
+        }
         const int nResult = Runner() ? Runner()(dialog) : dialog.exec();
         if (nResult != QDialog::Accepted)
         {
@@ -116,6 +135,67 @@ void CParameterDialogPlugin::Run(Zarn::CValueMap& data)
         Remember();
     }
     data.SetEntry(kParameters, new Zarn::CValueMap(m_mapValues));
+}
+
+void CParameterDialogPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
+{
+    const Zarn::CValue* pInput = parameters.Entry(kInput, false);
+    if (pInput == nullptr || pInput->Map() == nullptr)
+    {
+        return;
+    }
+    const Zarn::CValueMap* pDocument = CImageToolBase::FocusedDocument(*pInput->Map());
+    const Zarn::CImage* pImage =
+        pDocument != nullptr ? Zarn::ImageDocument::Image(*pDocument) : nullptr;
+    m_focusedType =
+        pImage != nullptr ? std::optional<Zarn::IImage::CType>(pImage->Type()) : std::nullopt;
+}
+
+std::optional<std::pair<std::string, QString>>
+CParameterDialogPlugin::CheckFit(const Zarn::CValueMap& values) const
+{
+    // A fresh probe per check: it starts from the description as the tool did.
+    std::unique_ptr<Zarn::CPluginBase> pPlugin(CPluginCatalogue::Create(m_strTool));
+    auto* pProbe = dynamic_cast<CImageToolBase*>(pPlugin.get());
+    if (pProbe == nullptr || !m_focusedType.has_value())
+    {
+        return std::nullopt; // not an image tool of this module: nothing to ask
+    }
+    try
+    {
+        Zarn::CValueMap description;
+        description.SetEntry(kParameters, new Zarn::CValueMap(m_mapGiven));
+        pProbe->Init(nullptr, description);
+    }
+    catch (const Zarn::CException&)
+    {
+        // The tool refuses its description's parameters; the form's values are checked alone.
+    }
+    const auto misfit = pProbe->CheckParameters(values, *m_focusedType);
+    if (!misfit.has_value())
+    {
+        return std::nullopt;
+    }
+    if (misfit->m_strParameter.empty())
+    {
+        return std::make_pair(std::string(), QString::fromStdString(misfit->m_strReason));
+    }
+    QString strLabel = QString::fromStdString(misfit->m_strParameter);
+    for (const CParameterDefinition& definition : m_lstDefinitions)
+    {
+        if (definition.m_strName == misfit->m_strParameter)
+        {
+            strLabel = QString::fromStdString(definition.m_strLabel);
+        }
+    }
+    const Zarn::CValue* pValue =
+        values.Entry(Zarn::CValue_Key(misfit->m_strParameter.c_str()), false);
+    const QString strValue = pValue != nullptr ? " " + DisplayText(*pValue) : QString();
+    return std::make_pair(misfit->m_strParameter,
+                          QString("%1%2 does not fit this %3 image: %4.")
+                              .arg(strLabel, strValue,
+                                   QString::fromStdString(m_focusedType->ToString()),
+                                   QString::fromStdString(misfit->m_strReason)));
 }
 
 void CParameterDialogPlugin::SetDialogRunner(DialogRunner runner)

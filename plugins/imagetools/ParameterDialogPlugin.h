@@ -2,11 +2,14 @@
 
 #include "ParameterDialog.h"
 
+#include <Zarn/Image/Image.h>
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // "ParameterDialog": the configuration plug-in of any tool whose description has a "parameter
@@ -18,6 +21,13 @@
 // of named values: double -> CValueDouble, int -> CValueLong, bool -> CValueBool, choice ->
 // CValueString) and remembers them; Cancel answers no "parameters" and "cancelled" = true.
 // Run({"config user": false}) answers the current values silently. GUI thread only.
+//
+// UpdateParameters({"input": the toolbox's picture}) keeps the type of the focused image. When
+// the tool is an image tool of this module, the form then checks the values against that type
+// with a probe instance of the tool (never the tool itself, which may be running): values that
+// do not fit (a median size only 8-bit images take, on a 16-bit image) are shown as they are,
+// their row is marked and OK stays disabled until they fit. A silent answer is not checked: the
+// tool's own run names the parameter that does not fit.
 class CParameterDialogPlugin : public Zarn::CPluginBase
 {
 public:
@@ -32,6 +42,8 @@ public:
     // Throws CExBadParam for a broken "parameter list".
     void Init(void* context, const Zarn::CValueMap& description) override;
     void Run(Zarn::CValueMap& data) override;
+    // Keeps the type of the image at "input/documents/focused"; other maps are ignored.
+    void UpdateParameters(const Zarn::CValueMap& parameters) override;
 
     const Zarn::CValueMap& Values() const { return m_mapValues; }
 
@@ -40,6 +52,8 @@ public:
     static void SetDialogRunner(DialogRunner runner);
 
 private:
+    // Whether the values fit the focused image, for the form; see CParameterDialog::FitCheck.
+    std::optional<std::pair<std::string, QString>> CheckFit(const Zarn::CValueMap& values) const;
     void Remember() const;
     void Recall();
     QString SettingsGroup() const;
@@ -48,4 +62,7 @@ private:
     Zarn::CValueMap m_mapValues;
     std::string m_strTool;
     std::string m_strTitle;
+    // The description's own "parameters", for the probe.
+    Zarn::CValueMap m_mapGiven;
+    std::optional<Zarn::IImage::CType> m_focusedType;
 };

@@ -54,12 +54,21 @@ CImageToolBase::ParameterList CThresholdTool::Parameters() const
 
 bool CThresholdTool::Accepts(const Zarn::IImage::CType& type) const
 {
-    if (m_strMethod == "otsu")
-    {
-        return type.Channels() == 1 && (type.ElementType() == Zarn::IImage::etUInt8 ||
-                                        type.ElementType() == Zarn::IImage::etUInt16);
-    }
+    // A fixed level works on every filter type.
     return IsFilterType(type.ElementType());
+}
+
+std::optional<CImageToolBase::SParameterMisfit>
+CThresholdTool::Misfit(const Zarn::IImage::CType& type) const
+{
+    if (m_strMethod == "otsu" &&
+        (type.Channels() != 1 || (type.ElementType() != Zarn::IImage::etUInt8 &&
+                                  type.ElementType() != Zarn::IImage::etUInt16)))
+    {
+        return SParameterMisfit{"method",
+                                "Otsu's method works only on one-channel 8- and 16-bit images"};
+    }
+    return std::nullopt;
 }
 
 Zarn::CImage* CThresholdTool::Process(const Zarn::CImage& input)

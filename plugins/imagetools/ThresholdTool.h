@@ -17,6 +17,7 @@ protected:
     void TakeParameters(const Zarn::CValueMap& parameters) override;
     ParameterList Parameters() const override;
     bool Accepts(const Zarn::IImage::CType& type) const override;
+    std::optional<SParameterMisfit> Misfit(const Zarn::IImage::CType& type) const override;
     Zarn::CImage* Process(const Zarn::CImage& input) override;
 
 private:

@@ -15,11 +15,13 @@ namespace
 {
 
 // OpenCV has no unsigned 32-bit type: such planes are read into doubles, which hold them exactly.
-cv::Mat PlaneAsDouble(const Zarn::CImage& image, std::uint32_t z)
+// Takes the first `channels` channels.
+cv::Mat PlaneAsDouble(const Zarn::CImage& image, std::uint32_t z, int channels)
 {
     const Zarn::CSize& size = image.Size();
     const unsigned int nChannels = image.Type().Channels();
-    cv::Mat matPlane(static_cast<int>(size.Y()), static_cast<int>(size.X()), CV_64FC1);
+    cv::Mat matPlane(static_cast<int>(size.Y()), static_cast<int>(size.X()),
+                     CV_MAKETYPE(CV_64F, channels));
     const std::uint8_t* pPlane = image.Data() + z * image.PlaneStride();
     for (std::uint32_t y = 0; y < size.Y(); ++y)
     {
@@ -27,10 +29,16 @@ cv::Mat PlaneAsDouble(const Zarn::CImage& image, std::uint32_t z)
         double* pOut = matPlane.ptr<double>(static_cast<int>(y));
         for (std::uint32_t x = 0; x < size.X(); ++x)
         {
-            std::uint32_t uValue = 0;
-            std::memcpy(&uValue, pRow + size_t(x) * nChannels * sizeof(std::uint32_t),
-                        sizeof(uValue));
-            pOut[x] = static_cast<double>(uValue);
+            for (int c = 0; c < channels; ++c)
+            {
+                std::uint32_t uValue = 0;
+                std::memcpy(&uValue,
+                            pRow + (size_t(x) * nChannels + static_cast<size_t>(c)) *
+                                       sizeof(std::uint32_t),
+                            sizeof(uValue));
+                pOut[size_t(x) * static_cast<size_t>(channels) + static_cast<size_t>(c)] =
+                    static_cast<double>(uValue);
+            }
         }
     }
     return matPlane;
@@ -47,6 +55,37 @@ cv::Mat NumberMask(const cv::Mat& plane)
 bool IsFloatDepth(int depth)
 {
     return depth == CV_32F || depth == CV_64F;
+}
+
+// Every channel of the plane mapped linearly from [low, high] onto 0..255 (one pass of
+// value * scale + shift, saturated); a flat range is a threshold at low. NaN becomes 0.
+cv::Mat ToEightBit(const cv::Mat& plane, double low, double high)
+{
+    // One channel wide: the comparisons below take single-channel arrays only.
+    const cv::Mat matValues = plane.reshape(1);
+    double dScale = 0.0;
+    double dShift = 0.0;
+    if (high > low && std::isfinite(high - low))
+    {
+        dScale = 255.0 / (high - low);
+        dShift = -low * dScale;
+    }
+    cv::Mat matEight;
+    if (dScale != 0.0)
+    {
+        matValues.convertTo(matEight, CV_8U, dScale, dShift);
+    }
+    else
+    {
+        cv::compare(matValues, low, matEight, cv::CMP_GT);
+    }
+    if (IsFloatDepth(matValues.depth()))
+    {
+        cv::Mat matNaN;
+        cv::compare(matValues, matValues, matNaN, cv::CMP_NE);
+        matEight.setTo(0, matNaN);
+    }
+    return matEight.reshape(plane.channels());
 }
 
 // A label value of any integer plane; negative values and NaN count as background.
@@ -97,8 +136,7 @@ void CImageRenderer::SetImage(const Zarn::CImage* image)
     std::uint64_t uLabels = 0;
     m_bLabels =
         !image->Type().IsFloat() && Zarn::CTekaHeaderTools::GetNumberOfLabels(*image, uLabels);
-    m_bColour = !m_bLabels && image->Type().ElementType() == Zarn::IImage::etUInt8 &&
-                image->Type().Channels() >= 3;
+    m_bColour = !m_bLabels && image->Type().Channels() >= 3;
     ExtractPlane();
     if (m_uPlaneCount == 1)
     {
@@ -130,32 +168,44 @@ QSize CImageRenderer::Size() const
 void CImageRenderer::ExtractPlane()
 {
     const Zarn::CImage& image = *m_pImage;
+    // Red, green and blue of a colour image; channel 0 of any other.
+    const int nShown = m_bColour ? 3 : 1;
     if (image.Type().ElementType() == Zarn::IImage::etUInt32)
     {
-        m_matPlane = PlaneAsDouble(image, m_uPlane);
+        m_matPlane = PlaneAsDouble(image, m_uPlane, nShown);
     }
     else
     {
         const cv::Mat matView = Zarn::PlaneView(image, m_uPlane);
-        if (m_bColour || matView.channels() == 1)
+        if (matView.channels() == nShown)
         {
             m_matPlane = matView.clone();
         }
-        else
+        else if (nShown == 1)
         {
             cv::extractChannel(matView, m_matPlane, 0);
+        }
+        else
+        {
+            // Alpha stays out of the picture and of the data range.
+            m_matPlane.create(matView.size(), CV_MAKETYPE(matView.depth(), 3));
+            static const int s_anFromTo[] = {0, 0, 1, 1, 2, 2};
+            cv::mixChannels(&matView, 1, &m_matPlane, 1, s_anFromTo, 3);
         }
     }
     m_dDataLow = 0.0;
     m_dDataHigh = 0.0;
-    if (!m_bColour)
+    if (m_bColour && m_matPlane.depth() == CV_8U)
     {
-        const cv::Mat matMask =
-            IsFloatDepth(m_matPlane.depth()) ? NumberMask(m_matPlane) : cv::Mat();
-        if (matMask.empty() || cv::countNonZero(matMask) > 0)
-        {
-            cv::minMaxLoc(m_matPlane, &m_dDataLow, &m_dDataHigh, nullptr, nullptr, matMask);
-        }
+        m_dDataHigh = 255.0;
+        return;
+    }
+    // All colour channels together: one range for the three keeps the hues.
+    const cv::Mat matValues = m_matPlane.reshape(1);
+    const cv::Mat matMask = IsFloatDepth(matValues.depth()) ? NumberMask(matValues) : cv::Mat();
+    if (matMask.empty() || cv::countNonZero(matMask) > 0)
+    {
+        cv::minMaxLoc(matValues, &m_dDataLow, &m_dDataHigh, nullptr, nullptr, matMask);
     }
 }
 
@@ -167,7 +217,7 @@ QImage CImageRenderer::Render(double low, double high) const
     }
     if (m_bColour)
     {
-        return RenderColour();
+        return RenderColour(low, high);
     }
     if (m_bLabels)
     {
@@ -178,30 +228,7 @@ QImage CImageRenderer::Render(double low, double high) const
 
 QImage CImageRenderer::RenderGrey(double low, double high) const
 {
-    // One linear pass through OpenCV: value * scale + shift, saturated to 0..255.
-    double dScale = 0.0;
-    double dShift = 0.0;
-    if (high > low && std::isfinite(high - low))
-    {
-        dScale = 255.0 / (high - low);
-        dShift = -low * dScale;
-    }
-    cv::Mat matGrey;
-    if (dScale != 0.0)
-    {
-        m_matPlane.convertTo(matGrey, CV_8U, dScale, dShift);
-    }
-    else
-    {
-        // A flat range: a threshold at low.
-        cv::compare(m_matPlane, low, matGrey, cv::CMP_GT);
-    }
-    if (IsFloatDepth(m_matPlane.depth()))
-    {
-        cv::Mat matNaN;
-        cv::compare(m_matPlane, m_matPlane, matNaN, cv::CMP_NE);
-        matGrey.setTo(0, matNaN);
-    }
+    const cv::Mat matGrey = ToEightBit(m_matPlane, low, high);
     QImage image(matGrey.cols, matGrey.rows, QImage::Format_Grayscale8);
     for (int y = 0; y < matGrey.rows; ++y)
     {
@@ -210,15 +237,16 @@ QImage CImageRenderer::RenderGrey(double low, double high) const
     return image;
 }
 
-QImage CImageRenderer::RenderColour() const
+QImage CImageRenderer::RenderColour(double low, double high) const
 {
-    const bool bAlpha = m_matPlane.channels() == 4;
-    QImage image(m_matPlane.cols, m_matPlane.rows,
-                 bAlpha ? QImage::Format_RGBA8888 : QImage::Format_RGB888);
-    const size_t uRowBytes = static_cast<size_t>(m_matPlane.cols) * m_matPlane.channels();
-    for (int y = 0; y < m_matPlane.rows; ++y)
+    // 8-bit colour at its full range is shown as stored, without a pass over the pixels.
+    const bool bAsStored = m_matPlane.depth() == CV_8U && low == 0.0 && high == 255.0;
+    const cv::Mat matRgb = bAsStored ? m_matPlane : ToEightBit(m_matPlane, low, high);
+    QImage image(matRgb.cols, matRgb.rows, QImage::Format_RGB888);
+    const size_t uRowBytes = static_cast<size_t>(matRgb.cols) * 3;
+    for (int y = 0; y < matRgb.rows; ++y)
     {
-        std::memcpy(image.scanLine(y), m_matPlane.ptr(y), uRowBytes);
+        std::memcpy(image.scanLine(y), matRgb.ptr(y), uRowBytes);
     }
     return image.convertToFormat(QImage::Format_RGB32);
 }

@@ -4,6 +4,11 @@
 #include "ImageViewWidget.h"
 
 #include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Message/Message.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/TypeInfo.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -14,6 +19,8 @@
 #include <QWidget>
 
 #include <atomic>
+#include <map>
+#include <set>
 #include <string>
 
 namespace
@@ -30,6 +37,57 @@ const int kCascadePlaces = 8;
 
 // Numbers views across the process, for thumbnail names that no two views share.
 std::atomic<std::uint64_t> g_uNextViewNumber{1};
+
+// The view numbers held per document (GUI thread only). The document is only a key: it is
+// never read through, and its entry goes with the last number.
+std::map<const Zarn::CValueMap*, std::set<unsigned int>>& NumbersInUse()
+{
+    static std::map<const Zarn::CValueMap*, std::set<unsigned int>> s_mapNumbers;
+    return s_mapNumbers;
+}
+
+unsigned int TakeViewNumber(const Zarn::CValueMap* document)
+{
+    std::set<unsigned int>& setNumbers = NumbersInUse()[document];
+    unsigned int uNumber = 1;
+    while (setNumbers.count(uNumber) != 0)
+    {
+        ++uNumber;
+    }
+    setNumbers.insert(uNumber);
+    return uNumber;
+}
+
+void FreeViewNumber(const Zarn::CValueMap* document, unsigned int number)
+{
+    const auto it = NumbersInUse().find(document);
+    if (it == NumbersInUse().end())
+    {
+        return;
+    }
+    it->second.erase(number);
+    if (it->second.empty())
+    {
+        NumbersInUse().erase(it);
+    }
+}
+
+// A host object the host left in the registry, or null when there is none of that type.
+template <class T> T* BorrowedHostObject(const char* key)
+{
+    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
+    if (!registry.HasEntry(Zarn::CValue_Key(key)))
+    {
+        return nullptr;
+    }
+    const Zarn::CValue* pValue = registry.Entry(Zarn::CValue_Key(key));
+    if (pValue->GenericType() != Zarn::CValue::vtPointer ||
+        !Zarn::AreTypesEqual(pValue->ElementType(), typeid(T)))
+    {
+        return nullptr;
+    }
+    return const_cast<T*>(Zarn::UnwrapPointer<T>(pValue));
+}
 
 const char* ElementTypeName(Zarn::IImage::EnElementType type)
 {
@@ -97,12 +155,18 @@ CImageViewPlugin::CImageViewPlugin()
     : m_strName("CImageViewPlugin"), m_pWidget(new CImageViewWidget),
       m_uViewNumber(g_uNextViewNumber++)
 {
+    connect(m_pWidget.data(), &CImageViewWidget::SelectionChanged, this,
+            &CImageViewPlugin::PostChangedView);
 }
 
 CImageViewPlugin::~CImageViewPlugin()
 {
     delete m_pWidget.data();
     RemoveThumbnail();
+    if (m_pDocument != nullptr)
+    {
+        FreeViewNumber(m_pDocument, m_uNumberOfDocument);
+    }
 }
 
 void CImageViewPlugin::GetPluginSetup(Zarn::CValueMap& setup)
@@ -153,7 +217,7 @@ void CImageViewPlugin::Run(Zarn::CValueMap& data)
 {
     const Zarn::CImage* pImage =
         m_pDocument != nullptr ? Zarn::ImageDocument::Image(*m_pDocument) : nullptr;
-    SetString(data, "caption", CaptionOf(m_pDocument));
+    SetString(data, "caption", Caption());
     SetString(data, "description", pImage != nullptr ? DescribeImage(*pImage) : std::string());
     UpdateThumbnail();
     // Without a thumbnail the entry stays out, and the navigator shows its default icon.
@@ -229,19 +293,51 @@ std::string CImageViewPlugin::ThumbnailDirectory()
 void CImageViewPlugin::SetDocument(Zarn::CValueMap* document)
 {
     const bool bFirst = m_pDocument == nullptr;
+    if (document != m_pDocument)
+    {
+        if (m_pDocument != nullptr)
+        {
+            FreeViewNumber(m_pDocument, m_uNumberOfDocument);
+        }
+        m_uNumberOfDocument = TakeViewNumber(document);
+    }
     m_pDocument = document;
     if (m_pWidget != nullptr)
     {
         const Zarn::CImage* pImage = Zarn::ImageDocument::Image(*document);
         m_pWidget->SetImage(pImage);
         // The title names the window wherever a container shows it.
-        m_pWidget->setWindowTitle(QString::fromStdString(CaptionOf(document)));
+        m_pWidget->setWindowTitle(QString::fromStdString(Caption()));
         if (bFirst && pImage != nullptr)
         {
             PlaceNewWindow(*pImage);
         }
     }
     ++m_uImageVersion;
+}
+
+std::string CImageViewPlugin::Caption() const
+{
+    std::string strCaption = CaptionOf(m_pDocument);
+    if (m_uNumberOfDocument > 1)
+    {
+        strCaption += " (" + std::to_string(m_uNumberOfDocument) + ")";
+    }
+    return strCaption;
+}
+
+void CImageViewPlugin::PostChangedView()
+{
+    auto* pThread = BorrowedHostObject<Zarn::CMessageThread>("tmp/commthread");
+    auto* pIds = BorrowedHostObject<Zarn::CMessageIdFactory>("tmp/messageidfactory");
+    if (pThread == nullptr || pIds == nullptr)
+    {
+        return;
+    }
+    pThread->TakeMessage(new Zarn::CMessage(pIds->GetMessageId("CHANGED_VIEW"),
+                                            new Zarn::CValuePointer<Zarn::CPluginBase>(this),
+                                            Zarn::CMessage::priNormal),
+                         Zarn::CMessage::mmQueued);
 }
 
 void CImageViewPlugin::PlaceNewWindow(const Zarn::CImage& image)

@@ -24,6 +24,17 @@ class CValueMap;
 // and reads its description through Run. Owns its CImageViewWidget until DeleteData destroys it;
 // a container that hosts the widget only lends it a parent. The document is lent.
 //
+// Posts CHANGED_VIEW (data: a non-owning Zarn::CValuePointer<Zarn::CPluginBase> to itself) when
+// the user's selection is set or cleared, so that the toolbox asks its tools again (Crop to
+// Selection). The communication thread and the message id factory are borrowed from the registry
+// ("tmp/commthread", "tmp/messageidfactory") at that moment; without them nothing is posted.
+//
+// Caption and window title: the document's label and index ("own16.tif [1]"). Several views of
+// one document are told apart by a view number: a view takes the lowest number from 1 up that no
+// other living image view of the same document holds, keeps it while it lives and frees it when
+// destroyed; every number but 1 is shown after the caption ("own16.tif [1] (2)"). The first view
+// keeps the plain caption; the document's label is never changed.
+//
 // Writes a 32x32 thumbnail of its image into the thumbnail cache for the navigator's icon, once
 // per image shown, and removes its last one when destroyed.
 class CImageViewPlugin : public QObject, public Zarn::CPluginBase
@@ -63,6 +74,9 @@ private:
     // Sizes a new window to its image (within bounds) and cascades it below the earlier ones.
     void PlaceNewWindow(const Zarn::CImage& image);
     void SetDocument(Zarn::CValueMap* document);
+    // "own16.tif [1]", with " (n)" for view numbers above 1.
+    std::string Caption() const;
+    void PostChangedView();
     void ApplySettings(const Zarn::CValueMap& settings);
     // Writes the thumbnail of the image shown now, unless it was written already.
     void UpdateThumbnail();
@@ -75,5 +89,7 @@ private:
     std::uint64_t m_uImageVersion = 0;
     std::uint64_t m_uThumbnailVersion = 0;
     std::uint64_t m_uViewNumber;
+    // Among the views of m_pDocument; 0 without a document.
+    unsigned int m_uNumberOfDocument = 0;
     std::string m_strThumbnailPath;
 };

@@ -28,6 +28,7 @@ void CImageViewWidget::SetImage(const Zarn::CImage* image)
     const std::uint32_t uOldPlane = m_renderer.Plane();
     m_renderer.SetImage(image);
     const bool bSameSize = !oldSize.isEmpty() && oldSize == m_renderer.Size();
+    const bool bDropsSelection = !bSameSize && !m_rectSelection.isNull();
     if (bSameSize)
     {
         m_renderer.SetPlane(uOldPlane);
@@ -44,6 +45,10 @@ void CImageViewWidget::SetImage(const Zarn::CImage* image)
     }
     UpdateScrollBars();
     viewport()->update();
+    if (bDropsSelection)
+    {
+        emit SelectionChanged();
+    }
 }
 
 void CImageViewWidget::SetAutoContrast()
@@ -114,8 +119,13 @@ void CImageViewWidget::SetPlane(std::uint32_t plane)
 
 void CImageViewWidget::ClearSelection()
 {
+    if (m_rectSelection.isNull())
+    {
+        return;
+    }
     m_rectSelection = QRect();
     viewport()->update();
+    emit SelectionChanged();
 }
 
 QPointF CImageViewWidget::ImageToView(const QPointF& imagePoint) const
@@ -223,6 +233,7 @@ void CImageViewWidget::mousePressEvent(QMouseEvent* event)
     if (event->modifiers() & Qt::ShiftModifier)
     {
         m_enDrag = dragSelect;
+        m_rectBeforeDrag = m_rectSelection;
         m_ptSelectionAnchor = PixelAt(event->position());
         UpdateSelection(event->position());
     }
@@ -253,7 +264,8 @@ void CImageViewWidget::mouseMoveEvent(QMouseEvent* event)
 
 void CImageViewWidget::mouseReleaseEvent(QMouseEvent* event)
 {
-    if (m_enDrag == dragSelect)
+    const bool bSelecting = m_enDrag == dragSelect;
+    if (bSelecting)
     {
         UpdateSelection(event->position());
     }
@@ -262,6 +274,11 @@ void CImageViewWidget::mouseReleaseEvent(QMouseEvent* event)
         m_enDrag = dragNone;
         viewport()->unsetCursor();
         event->accept();
+        // Told once per drag: every listener asks the tools again.
+        if (bSelecting && m_rectSelection != m_rectBeforeDrag)
+        {
+            emit SelectionChanged();
+        }
         return;
     }
     QAbstractScrollArea::mouseReleaseEvent(event);

@@ -19,6 +19,9 @@ class QMenu;
 //
 // Keys: Ctrl+0 or F fit, Ctrl+1 or 1 actual size, + and - zoom about the centre, Esc clears the
 // selection, Page Up / Page Down step through the planes. The wheel zooms about the cursor.
+//
+// Signals SelectionChanged once the selection differs from before: at the end of a Shift+drag
+// (not at every move), when it is cleared, and when an image of another size drops it.
 class CImageViewWidget : public QAbstractScrollArea
 {
     Q_OBJECT
@@ -77,6 +80,9 @@ public:
     // The context menu (Fit to window, Actual size, Clear selection), owned by the caller.
     QMenu* CreateContextMenu();
 
+signals:
+    void SelectionChanged();
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -123,4 +129,6 @@ private:
     QPoint m_ptDragStart;
     QPoint m_ptScrollAtDragStart;
     QPoint m_ptSelectionAnchor;
+    // The selection when the current drag began, to tell whether the drag changed it.
+    QRect m_rectBeforeDrag;
 };

@@ -3,6 +3,7 @@
 
 #include "AppProcess.h"
 
+#include <Zarn/Image/Image.h>
 #include <Zarn/Image/ImageFile.h>
 #include <Zarn/Image/TekaHeaderTools.h>
 
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -352,6 +354,106 @@ TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
     EXPECT_NE(m_pApp->Transcript().find(wrong.string() + ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
               std::string::npos)
         << m_pApp->Transcript();
+}
+
+// A user opens one image and asks for a second view of it: the two must be told apart.
+TEST_F(AppEndToEnd, SecondViewOfAnImageIsNumberedInItsTitleAndTheViewsList)
+{
+    Start();
+    ASSERT_EQ(m_pApp->Command("open " + (m_data / "first.png").string())["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "one window");
+    ASSERT_EQ(m_pApp->Command("trigger new_view")["ok"], true);
+    const nlohmann::json state = m_pApp->WaitState(
+        [](const nlohmann::json& current)
+        { return Count(current, "windows") == 2 && Count(current, "navigator") == 2; },
+        "two windows and two entries");
+    EXPECT_EQ(state["windows"][0], "first.png [1]");
+    EXPECT_EQ(state["windows"][1], "first.png [1] (2)");
+    EXPECT_EQ(state["navigator"][0], "first.png [1]");
+    EXPECT_EQ(state["navigator"][1], "first.png [1] (2)");
+    EXPECT_EQ(state["documents"][0]["label"], "first.png") << "the document keeps its label";
+    Screenshot("second-view-numbered.png");
+}
+
+// A 16-bit RGB PNG was shown grey, from its red channel only.
+TEST_F(AppEndToEnd, SixteenBitRgbPngIsShownInColour)
+{
+    // Left half red, right half blue, at 16 bits per channel.
+    Zarn::CImage image(Zarn::CSize(240, 160), Zarn::IImage::CType(Zarn::IImage::etUInt16, 3));
+    for (std::uint32_t y = 0; y < 160; ++y)
+    {
+        auto* pRow = reinterpret_cast<std::uint16_t*>(image.Data() + y * image.RowStride());
+        for (std::uint32_t x = 0; x < 240; ++x)
+        {
+            const bool bRed = x < 120;
+            pRow[3 * x] = bRed ? 60000 : 3000;
+            pRow[3 * x + 1] = 3000;
+            pRow[3 * x + 2] = bRed ? 3000 : 60000;
+        }
+    }
+    const fs::path file = m_data / "rgb16.png";
+    Zarn::CImageFile::Write(file.string(), image);
+    Start({file.string()});
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "one window");
+    const fs::path shot = fs::path(SCREENSHOT_DIR) / "rgb16-png.png";
+    Screenshot(shot.filename().string());
+
+    const std::unique_ptr<Zarn::CImage> pShot(Zarn::CImageFile::Read(shot.string()));
+    ASSERT_EQ(pShot->Type().ElementType(), Zarn::IImage::etUInt8);
+    ASSERT_GE(pShot->Type().Channels(), 3u);
+    size_t uRed = 0;
+    size_t uBlue = 0;
+    const unsigned int nChannels = pShot->Type().Channels();
+    for (std::uint32_t y = 0; y < pShot->Size().Y(); ++y)
+    {
+        const std::uint8_t* pRow = pShot->Data() + y * pShot->RowStride();
+        for (std::uint32_t x = 0; x < pShot->Size().X(); ++x)
+        {
+            const std::uint8_t* pPixel = pRow + size_t(x) * nChannels;
+            uRed += pPixel[0] > 200 && pPixel[1] < 60 && pPixel[2] < 60;
+            uBlue += pPixel[2] > 200 && pPixel[0] < 60 && pPixel[1] < 60;
+        }
+    }
+    // The window shows the image fitted, some thousand pixels of each half at least.
+    EXPECT_GT(uRed, 2000u);
+    EXPECT_GT(uBlue, 2000u);
+}
+
+// Median run with size 7 on an 8-bit image must stay reachable on a 16-bit one, its dialog
+// showing the size that does not fit.
+TEST_F(AppEndToEnd, MedianWithASizeOnlyEightBitImagesTakeStaysOfferedOnASixteenBitImage)
+{
+    std::string strConfig = ReadText(m_config);
+    const std::string strInvertTool =
+        R"({"plugin": "Invert", "callaction": "invert", "threaded": true},)";
+    const std::string strInvertItem = R"({"action": "invert", "text": "&Invert"},)";
+    ASSERT_NE(strConfig.find(strInvertTool), std::string::npos);
+    strConfig.insert(strConfig.find(strInvertTool) + strInvertTool.size(),
+                     R"({"plugin": "Median", "callaction": "median", "threaded": true,
+                         "configplugin": "ParameterDialog", "parameters": {"size": 7},
+                         "parameter list": [{"name": "size", "label": "Size", "type": "int",
+                                             "min": 3, "max": 255, "step": 2, "default": 3}]},)");
+    ASSERT_NE(strConfig.find(strInvertItem), std::string::npos);
+    strConfig.insert(strConfig.find(strInvertItem) + strInvertItem.size(),
+                     R"({"action": "median", "text": "&Median…"},)");
+    const fs::path medianConfig = m_home / "median.json";
+    std::ofstream(medianConfig) << strConfig;
+
+    Start({}, medianConfig.string());
+    OpenBoth();
+    m_pApp->WaitState(
+        [](const nlohmann::json& current)
+        {
+            return current["active_window"] == "second.tif [1]" &&
+                   current["actions"].value("median", false);
+        },
+        "Median offered with the 16-bit image active", std::chrono::seconds(10));
+    ASSERT_EQ(m_pApp->Command("trigger median")["ok"], true);
+    // The dialog is modal: the screenshot shows it over the 16-bit image, size 7 marked.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Screenshot("median-size-does-not-fit.png");
 }
 
 } // namespace

@@ -412,6 +412,29 @@ TEST(ImageFileColourOrder, FilesOfOtherWritersReadAsRgb)
     EXPECT_EQ(pRead->Data()[2], 10);
 }
 
+// A 16-bit colour PNG keeps its depth and reads in RGB(A) order, as the view expects.
+TEST(ImageFileColourOrder, SixteenBitColourPngsOfOtherWritersReadAsRgbAtFullDepth)
+{
+    CTempFolder folder;
+    cv::Mat bgr(2, 3, CV_16UC3, cv::Scalar(1000, 30000, 60000));
+    ASSERT_TRUE(cv::imwrite(folder.File("o16.png"), bgr));
+    const std::unique_ptr<CImage> pRgb(CImageFile::Read(folder.File("o16.png")));
+    ASSERT_EQ(pRgb->Type(), IImage::CType(IImage::etUInt16, 3));
+    const auto* pPixel = reinterpret_cast<const std::uint16_t*>(pRgb->Data());
+    EXPECT_EQ(pPixel[0], 60000);
+    EXPECT_EQ(pPixel[1], 30000);
+    EXPECT_EQ(pPixel[2], 1000);
+
+    cv::Mat bgra(2, 3, CV_16UC4, cv::Scalar(1000, 30000, 60000, 500));
+    ASSERT_TRUE(cv::imwrite(folder.File("o16a.png"), bgra));
+    const std::unique_ptr<CImage> pRgba(CImageFile::Read(folder.File("o16a.png")));
+    ASSERT_EQ(pRgba->Type(), IImage::CType(IImage::etUInt16, 4));
+    pPixel = reinterpret_cast<const std::uint16_t*>(pRgba->Data());
+    EXPECT_EQ(pPixel[0], 60000);
+    EXPECT_EQ(pPixel[2], 1000);
+    EXPECT_EQ(pPixel[3], 500);
+}
+
 TEST(ImageFileWrite, ReplacingAFileKeepsItsPermissionsAndLeavesNoTemporaryFile)
 {
     CTempFolder folder;

@@ -111,6 +111,18 @@ TEST_F(ImageToolsInBatch, BadStepParameterStopsWithTheToolsText)
               std::string::npos);
 }
 
+// Without a dialog a size that does not fit the image stops the run naming the parameter.
+TEST_F(ImageToolsInBatch, MedianSizeThatDoesNotFitTheImageFailsNamingTheSize)
+{
+    Zarn::CImage input = RandomImage(IImage::etUInt16);
+    Zarn::CValueMap step = Step("Median");
+    step.SetEntry("parameters/size", new Zarn::CValueLong(7));
+    const std::string strError = StepError(step, input);
+    EXPECT_NE(strError.find("Median: parameter \"size\" = 7 does not fit uint16x1 images"),
+              std::string::npos)
+        << strError;
+}
+
 TEST_F(ImageToolsInBatch, RefusedImageTypeStopsTheStep)
 {
     Zarn::CImage input = RandomImage(IImage::etUInt16);

@@ -201,18 +201,21 @@ TEST(MedianTool, EightBitImagesTakeLargeSizes)
     EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
 }
 
-TEST(MedianTool, SizeSevenIsRefusedOnSixteenBitAndFloatImages)
+// A size remembered from an 8-bit image must not grey Median out on a 16-bit one.
+TEST(MedianTool, SizeSevenStaysOfferedOnSixteenBitAndFloatImagesAndItsRunNamesTheSize)
 {
     CMedianTool tool;
     Configure(tool, Parameters("size", new Zarn::CValueLong(7)));
-    EXPECT_FALSE(AcceptsImage(tool, RandomImage(IImage::etUInt16)));
-    EXPECT_FALSE(AcceptsImage(tool, RandomImage(IImage::etFloat32)));
+    EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etUInt16)));
+    EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etFloat32)));
     const std::string strError = RunError(tool, RandomImage(IImage::etUInt16));
-    EXPECT_NE(strError.find("size 7 is not supported on uint16x1 images"), std::string::npos)
+    EXPECT_NE(strError.find("Median: parameter \"size\" = 7 does not fit uint16x1 images: only "
+                            "8-bit images take sizes above 5."),
+              std::string::npos)
         << strError;
 
     Configure(tool, Parameters("size", new Zarn::CValueLong(3)));
-    EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etUInt16)));
+    EXPECT_EQ(RunError(tool, RandomImage(IImage::etUInt16)), "");
 }
 
 TEST(MedianTool, EvenTooSmallOrNonIntegerSizeIsRefused)
@@ -285,15 +288,20 @@ TEST(ThresholdTool, OtsuMatchesOpenCvAndReportsTheLevelFound)
     }
 }
 
-TEST(ThresholdTool, OtsuRefusesFloatAndMultiChannelImages)
+// Otsu chosen on an 8-bit image must not grey Threshold out on a float or colour one.
+TEST(ThresholdTool, OtsuStaysOfferedOnFloatAndColourImagesAndItsRunNamesTheMethod)
 {
     CThresholdTool tool;
+    Configure(tool, Parameters("method", new Zarn::CValueString("otsu")));
     EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etFloat32)));
     EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etUInt8, 3)));
-    Configure(tool, Parameters("method", new Zarn::CValueString("otsu")));
-    EXPECT_FALSE(AcceptsImage(tool, RandomImage(IImage::etFloat32)));
-    EXPECT_FALSE(AcceptsImage(tool, RandomImage(IImage::etUInt8, 3)));
     EXPECT_TRUE(AcceptsImage(tool, RandomImage(IImage::etUInt16)));
+    const std::string strError = RunError(tool, RandomImage(IImage::etFloat32));
+    EXPECT_NE(strError.find("Threshold: parameter \"method\" = otsu does not fit float32x1"),
+              std::string::npos)
+        << strError;
+    EXPECT_FALSE(AcceptsImage(tool, RandomImage(IImage::etInt32)))
+        << "refused for the image alone, whatever the method";
 }
 
 TEST(ThresholdTool, UnknownMethodIsRefusedWithTheChoices)

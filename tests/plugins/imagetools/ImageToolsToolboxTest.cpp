@@ -17,6 +17,7 @@
 #include <QDoubleSpinBox>
 #include <QPushButton>
 #include <QSettings>
+#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -205,4 +206,70 @@ TEST_F(ImageToolWithDialog, CancelledDialogRunsNothing)
     Deliver();
     EXPECT_EQ(CountMessages("ACTIVITY_START"), 0u);
     EXPECT_EQ(AddedDocuments().size(), 1u);
+}
+
+// Median run with size 7 on an 8-bit image was greyed on a 16-bit one and its dialog could not be
+// reached to choose a smaller size.
+TEST_F(ImageToolWithDialog,
+       MedianSizeSevenStaysOfferedOnASixteenBitImageAndItsDialogAsksForOneThatFits)
+{
+    StartRepository();
+    Zarn::CValueMap* pDescription = ToolDescription("Median", "median", true, "ParameterDialog");
+    auto* pList = new Zarn::CValueVector;
+    auto* pSize = new Zarn::CValueMap;
+    pSize->SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("size"));
+    pSize->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueString("Size"));
+    pSize->SetEntry(Zarn::CValue_Key("type"), new Zarn::CValueString("int"));
+    pSize->SetEntry(Zarn::CValue_Key("min"), new Zarn::CValueLong(3));
+    pSize->SetEntry(Zarn::CValue_Key("max"), new Zarn::CValueLong(255));
+    pSize->SetEntry(Zarn::CValue_Key("step"), new Zarn::CValueLong(2));
+    pList->PushBack(pSize);
+    pDescription->SetEntry(Zarn::CValue_Key("parameter list"), pList);
+    // As left by a run on an 8-bit image.
+    pDescription->SetEntry("parameters/size", new Zarn::CValueLong(7));
+    StartToolbox(ToolboxParameters({pDescription}));
+
+    ToolboxTest::CFakeView flatView;
+    Focus(Zarn::ImageDocument::Create(new Zarn::CImage(RandomImage(IImage::etUInt8)), "flat"),
+          flatView);
+    std::vector<std::string> lstMessages = TakeMessages();
+    ASSERT_NE(std::find(lstMessages.begin(), lstMessages.end(), "UPDATE_CONTROLS {median=true}"),
+              lstMessages.end());
+
+    const Zarn::CImage deep = RandomImage(IImage::etUInt16);
+    ToolboxTest::CFakeView deepView;
+    Focus(Zarn::ImageDocument::Create(new Zarn::CImage(deep), "deep"), deepView);
+    lstMessages = TakeMessages();
+    EXPECT_EQ(std::find(lstMessages.begin(), lstMessages.end(), "UPDATE_CONTROLS {median=false}"),
+              lstMessages.end())
+        << "Median stays offered on the 16-bit image";
+
+    bool bShown = false;
+    CParameterDialogPlugin::SetDialogRunner(
+        [&](CParameterDialog& dialog)
+        {
+            bShown = true;
+            dialog.show();
+            EXPECT_FALSE(dialog.IsValid()) << "size 7 does not fit a 16-bit image";
+            EXPECT_NE(dialog.Message().toStdString().find("Size 7 does not fit"), std::string::npos)
+                << dialog.Message().toStdString();
+            auto* pSpin = qobject_cast<QSpinBox*>(dialog.Editor("size"));
+            pSpin->selectAll();
+            QTest::keyClicks(pSpin, "5");
+            EXPECT_TRUE(dialog.IsValid());
+            QTest::mouseClick(dialog.Buttons()->button(QDialogButtonBox::Ok), Qt::LeftButton);
+            return dialog.result();
+        });
+    const size_t nStops = CountMessages("ACTIVITY_STOP");
+    PostText("ON_ACTION", "median");
+    ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", nStops + 1));
+    Deliver();
+    EXPECT_TRUE(bShown);
+    EXPECT_TRUE(TakeBoxes().empty());
+
+    const std::vector<const Zarn::CValueMap*> lstAdded = AddedDocuments();
+    ASSERT_EQ(lstAdded.size(), 3u);
+    cv::Mat expected;
+    cv::medianBlur(Zarn::PlaneView(deep), expected, 5);
+    EXPECT_EQ(LargestDifference(ImageOf(*lstAdded[2]), expected), 0.0);
 }

@@ -6,7 +6,9 @@
 #include "PluginCatalogue.h"
 
 #include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Serial/JsonValueFile.h>
+#include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
 #include <QCheckBox>
@@ -86,6 +88,47 @@ protected:
 };
 
 std::unique_ptr<QTemporaryDir> ParameterDialog::s_pSettingsFolder;
+
+// The toolbox's picture with a document of an empty image of the type in focus.
+class CFocusedImage
+{
+public:
+    explicit CFocusedImage(Zarn::IImage::EnElementType type, unsigned int channels = 1)
+        : m_pDocument(Zarn::ImageDocument::Create(
+              new Zarn::CImage(Zarn::CSize(8, 6), Zarn::IImage::CType(type, channels)), "image"))
+    {
+    }
+
+    Zarn::CValueMap Picture() const
+    {
+        Zarn::CValueMap picture;
+        picture.SetEntry("input/documents/focused",
+                         new Zarn::CValuePointer<Zarn::CValueMap>(m_pDocument.get()));
+        return picture;
+    }
+
+private:
+    std::unique_ptr<Zarn::CValueMap> m_pDocument;
+};
+
+// The shipped description of a tool, with its own "parameters" as a remembered choice.
+Zarn::CValueMap ShippedDescription(const std::string& plugin)
+{
+    std::unique_ptr<Zarn::CValue> pTools(
+        Zarn::CJsonValueFile::ReadFile(std::string(SOURCE_DIR) + "/share/config/tools.json"));
+    const Zarn::CValue* pList = pTools->Map()->Entry(Zarn::CValue_Key("tool plugins"), true);
+    for (unsigned int i = 0; i < pList->Vector()->Size(); ++i)
+    {
+        const Zarn::CValueMap& description =
+            *pList->Vector()->Entry(Zarn::CValue_Key(i), true)->Map();
+        if (description.EntryString(Zarn::CValue_Key("plugin")).StdString() == plugin)
+        {
+            return description;
+        }
+    }
+    ADD_FAILURE() << plugin << " is not in tools.json";
+    return Zarn::CValueMap();
+}
 
 } // namespace
 
@@ -416,4 +459,80 @@ TEST_F(ParameterDialog, ShippedToolDescriptionsGiveDefaultsTheToolsAccept)
         EXPECT_NO_THROW(pTool->UpdateParameters(request));
     }
     EXPECT_EQ(uImageTools, 8u);
+}
+
+// Median's size 7, chosen on an 8-bit image, shown for a 16-bit image: marked, OK disabled until
+// a size that fits is entered.
+TEST_F(ParameterDialog, RememberedSizeThatDoesNotFitTheFocusedImageIsMarkedAndOkWaitsForOneThatFits)
+{
+    Zarn::CValueMap description = ShippedDescription("Median");
+    description.SetEntry("parameters/size", new Zarn::CValueLong(7));
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, description);
+    const CFocusedImage deep(Zarn::IImage::etUInt16);
+    plugin.UpdateParameters(deep.Picture());
+
+    bool bShown = false;
+    CParameterDialogPlugin::SetDialogRunner(
+        [&](CParameterDialog& dialog)
+        {
+            bShown = true;
+            dialog.show();
+            auto* pSize = EditorOf<QSpinBox>(dialog, "size");
+            EXPECT_EQ(pSize->value(), 7) << "the remembered value is shown as it is";
+            EXPECT_FALSE(dialog.IsValid());
+            EXPECT_EQ(dialog.Message(), "Size 7 does not fit this uint16x1 image: only 8-bit "
+                                        "images take sizes above 5.");
+            EXPECT_FALSE(pSize->toolTip().isEmpty()) << "the size's row is marked";
+            TypeInto(pSize, "5");
+            EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
+            EXPECT_TRUE(pSize->toolTip().isEmpty());
+            Click(dialog, QDialogButtonBox::Ok);
+            return dialog.result();
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    ASSERT_TRUE(bShown);
+    EXPECT_EQ(request.Entry("parameters/size", true)->Long(), 5);
+
+    // On an 8-bit image the same size fits.
+    const CFocusedImage flat(Zarn::IImage::etUInt8);
+    plugin.UpdateParameters(flat.Picture());
+    CParameterDialogPlugin::SetDialogRunner(
+        [](CParameterDialog& dialog)
+        {
+            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "7");
+            EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
+            return int(QDialog::Rejected);
+        });
+    Zarn::CValueMap again = Request(true);
+    plugin.Run(again);
+}
+
+// Otsu on a float image is marked; choosing the fixed level makes the form valid at once.
+TEST_F(ParameterDialog, ChoiceThatDoesNotFitTheFocusedImageIsMarkedUntilAnotherIsChosen)
+{
+    Zarn::CValueMap description = ShippedDescription("Threshold");
+    description.SetEntry("parameters/method", new Zarn::CValueString("otsu"));
+    CParameterDialogPlugin plugin;
+    plugin.Init(nullptr, description);
+    const CFocusedImage floating(Zarn::IImage::etFloat32);
+    plugin.UpdateParameters(floating.Picture());
+    bool bShown = false;
+    CParameterDialogPlugin::SetDialogRunner(
+        [&](CParameterDialog& dialog)
+        {
+            bShown = true;
+            auto* pMethod = EditorOf<QComboBox>(dialog, "method");
+            EXPECT_EQ(pMethod->currentText(), "otsu");
+            EXPECT_FALSE(dialog.IsValid());
+            EXPECT_TRUE(dialog.Message().startsWith("Method otsu does not fit this float32x1"))
+                << dialog.Message().toStdString();
+            pMethod->setCurrentText("fixed");
+            EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
+            return int(QDialog::Rejected);
+        });
+    Zarn::CValueMap request = Request(true);
+    plugin.Run(request);
+    EXPECT_TRUE(bShown);
 }

@@ -13,6 +13,7 @@
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/TypeInfo.h>
 
+#include <QAbstractScrollArea>
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QTest>
@@ -51,6 +52,32 @@ public:
     }
 
     std::vector<Zarn::CPluginBase*> m_lstViews;
+
+private:
+    Zarn::CMessageIdFactory* m_pIds;
+};
+
+// Records the "crop" entry of every UPDATE_CONTROLS that names it.
+class CControlsRecorder : public Zarn::CPluginBase
+{
+public:
+    explicit CControlsRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
+
+    void UpdateParameters(const Zarn::CValueMap& message) override
+    {
+        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
+        if (std::string(m_pIds->GetMessageName(id)) != "UPDATE_CONTROLS")
+        {
+            return;
+        }
+        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
+        if (pData->Map() != nullptr && pData->Map()->HasEntry(Zarn::CValue_Key("crop")))
+        {
+            m_lstCrop.push_back(pData->Map()->EntryBool(Zarn::CValue_Key("crop")));
+        }
+    }
+
+    std::vector<bool> m_lstCrop;
 
 private:
     Zarn::CMessageIdFactory* m_pIds;
@@ -100,6 +127,13 @@ protected:
     void TearDown() override
     {
         EXPECT_EQ(m_threadLogText.str(), "") << "a plug-in threw while a message was delivered";
+        if (m_pToolbox != nullptr)
+        {
+            m_pThread->Unsubscribe(m_pToolbox.get());
+            m_pThread->Unsubscribe(m_pControls.get());
+            m_pToolbox->DeleteData();
+            m_pToolbox.reset();
+        }
         if (m_pRepository != nullptr)
         {
             m_pThread->Unsubscribe(m_pRepository.get());
@@ -122,10 +156,34 @@ protected:
         m_pThread->TakeMessage(
             new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
             Zarn::CMessage::mmQueued);
+        Deliver();
+    }
+
+    void Deliver()
+    {
         for (int nRound = 0; nRound < 10 && m_pThread->DeliverUntilIdle() != 0; ++nRound)
         {
             QCoreApplication::processEvents();
         }
+    }
+
+    // The real toolbox with the image tools' Crop, subscribed after the repository.
+    void StartToolboxWithCrop()
+    {
+        m_pToolbox.reset(Zarn::GetNewPluginInstance("Toolbox"));
+        ASSERT_NE(m_pToolbox, nullptr) << "no Toolbox in " << MODULE_DIR;
+        auto* pCrop = new Zarn::CValueMap;
+        pCrop->SetEntry(Zarn::CValue_Key("plugin"), new Zarn::CValueString("Crop"));
+        pCrop->SetEntry(Zarn::CValue_Key("callaction"), new Zarn::CValueString("crop"));
+        pCrop->SetEntry(Zarn::CValue_Key("threaded"), new Zarn::CValueBool(false));
+        auto* pTools = new Zarn::CValueVector;
+        pTools->PushBack(pCrop);
+        Zarn::CValueMap parameters;
+        parameters.SetEntry(Zarn::CValue_Key("tool plugins"), pTools);
+        m_pToolbox->Init(nullptr, parameters);
+        m_pControls = std::make_unique<CControlsRecorder>(m_pIds.get());
+        m_pThread->Subscribe(m_pToolbox.get());
+        m_pThread->Subscribe(m_pControls.get());
     }
 
     // Hands the document to the repository, which owns it from then on.
@@ -185,6 +243,8 @@ protected:
     std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<Zarn::CPluginBase> m_pRepository;
     std::unique_ptr<CNewViewRecorder> m_pRecorder;
+    std::unique_ptr<Zarn::CPluginBase> m_pToolbox;
+    std::unique_ptr<CControlsRecorder> m_pControls;
 };
 
 // Left half `left`, right half `right`.
@@ -289,4 +349,39 @@ TEST_F(ImageViewFlow, ModuleCreatesBothPlugInsByName)
               nullptr);
     pView->DeleteData();
     EXPECT_EQ(Zarn::GetNewPluginInstance("ImageViewer"), nullptr);
+}
+
+// The Views list and the window titles could not tell two views of one document apart.
+TEST_F(ImageViewFlow, SecondViewOfADocumentIsCaptionedWithItsNumber)
+{
+    Zarn::CValueMap* pDocument = AddDocument(Halves(0, 1000), "own16.tif");
+    Post("ON_ACTION", new Zarn::CValueString("new_view"));
+    ASSERT_EQ(Views().size(), 2u);
+    EXPECT_EQ(Describe(Views()[0]).EntryString(Zarn::CValue_Key("caption")).StdString(),
+              "own16.tif [1]");
+    EXPECT_EQ(Describe(Views()[1]).EntryString(Zarn::CValue_Key("caption")).StdString(),
+              "own16.tif [1] (2)");
+    EXPECT_EQ(ShownWidget(Views()[0])->windowTitle(), "own16.tif [1]");
+    EXPECT_EQ(ShownWidget(Views()[1])->windowTitle(), "own16.tif [1] (2)");
+    EXPECT_EQ(Zarn::ImageDocument::Label(*pDocument), "own16.tif");
+}
+
+// Crop to Selection stayed greyed after a Shift+drag until the view was left and entered again.
+TEST_F(ImageViewFlow, CropIsEnabledRightAfterASelectionIsMadeAndDisabledWhenItIsCleared)
+{
+    StartToolboxWithCrop();
+    AddDocument(Halves(0, 1000), "cells.png");
+    ASSERT_EQ(Views().size(), 1u);
+    EXPECT_TRUE(m_pControls->m_lstCrop.empty()) << "nothing to crop to yet";
+
+    auto* pWidget = qobject_cast<QAbstractScrollArea*>(ShownWidget(Views()[0]));
+    ASSERT_NE(pWidget, nullptr);
+    const QPoint centre = pWidget->viewport()->rect().center();
+    Drag(pWidget->viewport(), centre - QPoint(30, 30), centre + QPoint(30, 30), Qt::ShiftModifier);
+    Deliver();
+    EXPECT_EQ(m_pControls->m_lstCrop, std::vector<bool>{true});
+
+    QTest::keyClick(pWidget, Qt::Key_Escape);
+    Deliver();
+    EXPECT_EQ(m_pControls->m_lstCrop, (std::vector<bool>{true, false}));
 }

@@ -7,6 +7,11 @@
 #include "ImageViewWidget.h"
 
 #include <Zarn/Image/TekaHeaderTools.h>
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Message/MessageIdFactory.h>
+#include <Zarn/Message/MessageThread.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/Value/TypeInfo.h>
 
 #include <QAction>
 #include <QElapsedTimer>
@@ -26,6 +31,8 @@
 #include <limits>
 #include <memory>
 #include <set>
+#include <sstream>
+#include <vector>
 
 using namespace ImageViewTest;
 
@@ -592,4 +599,233 @@ TEST(ImageViewWithoutImage, DescriptionLeavesTheIconOutSoTheNavigatorShowsItsDef
     EXPECT_EQ(StringOf(description, "description"), "");
     EXPECT_FALSE(view.Widget()->HasImage());
     view.DeleteData();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Colour images of every depth
+
+namespace
+{
+
+// Two pixels of a colour image: strong red at (0, 0), strong blue at (1, 0), green weak in both.
+template <class T>
+Zarn::CImage* RedAndBlue(Zarn::IImage::EnElementType type, unsigned int channels, T low, T high)
+{
+    auto* pImage = new Zarn::CImage(Zarn::CSize(2, 1), Zarn::IImage::CType(type, channels));
+    auto* pPixels = reinterpret_cast<T*>(pImage->Data());
+    const T aRed[] = {high, low, low, high};
+    const T aBlue[] = {low, low, high, high};
+    for (unsigned int c = 0; c < channels; ++c)
+    {
+        pPixels[c] = aRed[c];
+        pPixels[channels + c] = aBlue[c];
+    }
+    return pImage;
+}
+
+void ExpectRedThenBlue(const QImage& display)
+{
+    const QRgb red = display.pixel(0, 0);
+    const QRgb blue = display.pixel(1, 0);
+    EXPECT_GT(qRed(red), 200) << std::hex << red;
+    EXPECT_LT(qGreen(red), 50) << std::hex << red;
+    EXPECT_LT(qBlue(red), 50) << std::hex << red;
+    EXPECT_LT(qRed(blue), 50) << std::hex << blue;
+    EXPECT_LT(qGreen(blue), 50) << std::hex << blue;
+    EXPECT_GT(qBlue(blue), 200) << std::hex << blue;
+}
+
+} // namespace
+
+// A 16-bit RGB image was shown grey from its red channel.
+TEST_F(ImageViewFixture, SixteenBitRgbImageShowsItsHues)
+{
+    CImageViewWidget* pWidget =
+        Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 3, 1000, 60000));
+    ExpectRedThenBlue(pWidget->DisplayImage());
+    EXPECT_TRUE(pWidget->Renderer().IsColour());
+}
+
+// Every depth and both colour layouts show in colour, scaled by the contrast range.
+TEST_F(ImageViewFixture, ColourImagesOfEveryDepthShowInColour)
+{
+    {
+        SCOPED_TRACE("uint16x4");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 4, 0, 4095))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("float32x3");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<float>(Zarn::IImage::etFloat32, 3, 0.1f, 0.9f))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("float64x4");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<double>(Zarn::IImage::etFloat64, 4, -5.0, 5.0))->DisplayImage());
+    }
+    {
+        SCOPED_TRACE("int16x3");
+        ExpectRedThenBlue(
+            Show(RedAndBlue<std::int16_t>(Zarn::IImage::etInt16, 3, -300, 300))->DisplayImage());
+    }
+}
+
+// Auto contrast of a deep colour image spans its colour channels together, so that hues keep
+// their balance; a fixed range scales every channel alike.
+TEST_F(ImageViewFixture, DeepColourAutoContrastSpansAllColourChannelsAndFixedContrastScalesThem)
+{
+    CImageViewWidget* pWidget =
+        Show(RedAndBlue<std::uint16_t>(Zarn::IImage::etUInt16, 3, 1000, 3000));
+    EXPECT_EQ(pWidget->ContrastLow(), 1000.0);
+    EXPECT_EQ(pWidget->ContrastHigh(), 3000.0);
+    EXPECT_EQ(pWidget->DisplayImage().pixel(0, 0) & 0xffffffu, qRgb(255, 0, 0) & 0xffffffu);
+
+    pWidget->SetContrast(0.0, 6000.0);
+    const QRgb red = pWidget->DisplayImage().pixel(0, 0);
+    EXPECT_NEAR(qRed(red), 128, 1);
+    EXPECT_NEAR(qGreen(red), 43, 1);
+    EXPECT_NEAR(qBlue(red), 43, 1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Selection changes reach the toolbox
+
+namespace
+{
+
+// The host objects of a program, registered for the view to borrow; records the CHANGED_VIEW
+// messages delivered and the view each names.
+class CChangedViewRecorder : public Zarn::CPluginBase
+{
+public:
+    CChangedViewRecorder() : m_logger(&m_logText)
+    {
+        m_thread.SetLogger(&m_logger);
+        m_thread.SetMessageIdFactory(&m_ids);
+        Zarn::RegisterHostObjects(&m_thread, &m_ids, &m_logger);
+        m_thread.Subscribe(this);
+    }
+    ~CChangedViewRecorder() override
+    {
+        m_thread.Unsubscribe(this);
+        Zarn::UnregisterHostObjects();
+    }
+
+    void UpdateParameters(const Zarn::CValueMap& message) override
+    {
+        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
+        if (std::string(m_ids.GetMessageName(id)) != "CHANGED_VIEW")
+        {
+            return;
+        }
+        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
+        EXPECT_TRUE(Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CPluginBase)));
+        m_lstViews.push_back(Zarn::UnwrapPointer<Zarn::CPluginBase>(pData));
+    }
+
+    // The views named since the last call.
+    std::vector<const Zarn::CPluginBase*> Take()
+    {
+        m_thread.DeliverUntilIdle();
+        return std::exchange(m_lstViews, {});
+    }
+
+private:
+    std::ostringstream m_logText;
+    Zarn::CLogger m_logger;
+    Zarn::CMessageIdFactory m_ids;
+    Zarn::CMessageThread m_thread;
+    std::vector<const Zarn::CPluginBase*> m_lstViews;
+};
+
+} // namespace
+
+// Crop stayed greyed after a Shift+drag: the toolbox was not told that the selection changed.
+TEST_F(ImageViewFixture, SelectionMadeOrClearedPostsChangedViewNamingTheView)
+{
+    CChangedViewRecorder recorder;
+    CImageViewWidget* pWidget = Show(Ramp16(400, 300));
+    recorder.Take();
+    const Zarn::CPluginBase* pView = m_pView.get();
+    pWidget->ActualSize();
+    const QPoint from = pWidget->ImageToView(QPointF(10.5, 20.5)).toPoint();
+    const QPoint to = pWidget->ImageToView(QPointF(40.5, 60.5)).toPoint();
+
+    Drag(pWidget->viewport(), from, to, Qt::ShiftModifier);
+    EXPECT_EQ(recorder.Take(), std::vector<const Zarn::CPluginBase*>{pView})
+        << "one message for the whole drag";
+
+    Drag(pWidget->viewport(), from, to);
+    EXPECT_TRUE(recorder.Take().empty()) << "panning changes no selection";
+
+    QTest::keyClick(pWidget, Qt::Key_Escape);
+    EXPECT_EQ(recorder.Take(), std::vector<const Zarn::CPluginBase*>{pView});
+    QTest::keyClick(pWidget, Qt::Key_Escape);
+    EXPECT_TRUE(recorder.Take().empty()) << "nothing to clear";
+
+    Drag(pWidget->viewport(), from, to, Qt::ShiftModifier);
+    recorder.Take();
+    ReplaceImage(*m_pDocument, Ramp16(30, 20));
+    m_pView->UpdateParameters(DocumentParameters(m_pDocument.get()));
+    EXPECT_EQ(recorder.Take(), std::vector<const Zarn::CPluginBase*>{pView})
+        << "an image of another size drops the selection";
+}
+
+// ---------------------------------------------------------------------------------------------
+// Several views of one document
+
+// Two views of one document were both captioned "own16.tif [1]".
+TEST_F(ImageViewFixture, SecondViewOfADocumentIsNumberedInCaptionAndTitle)
+{
+    CImageViewWidget* pFirst = Show(Ramp16(10, 10), "own16.tif", 1);
+    CImageViewPlugin second;
+    second.Init(nullptr, DocumentParameters(m_pDocument.get()));
+    Zarn::CValueMap secondDescription;
+    second.Run(secondDescription);
+
+    EXPECT_EQ(StringOf(Describe(), "caption"), "own16.tif [1]");
+    EXPECT_EQ(pFirst->windowTitle(), "own16.tif [1]");
+    EXPECT_EQ(StringOf(secondDescription, "caption"), "own16.tif [1] (2)");
+    EXPECT_EQ(second.Widget()->windowTitle(), "own16.tif [1] (2)");
+    EXPECT_EQ(Zarn::ImageDocument::Label(*m_pDocument), "own16.tif") << "the label stays";
+    second.DeleteData();
+}
+
+// A number stays with its view while it lives; a view made later takes the lowest free one.
+TEST_F(ImageViewFixture, ViewNumbersAreKeptWhileTheirViewsLiveAndTheLowestFreeOneIsTaken)
+{
+    Show(Ramp16(10, 10), "own16.tif", 1);
+    auto Caption = [](CImageViewPlugin& view)
+    {
+        Zarn::CValueMap description;
+        view.Run(description);
+        return StringOf(description, "caption");
+    };
+    auto pSecond = std::make_unique<CImageViewPlugin>();
+    pSecond->Init(nullptr, DocumentParameters(m_pDocument.get()));
+    CImageViewPlugin third;
+    third.Init(nullptr, DocumentParameters(m_pDocument.get()));
+    EXPECT_EQ(Caption(third), "own16.tif [1] (3)");
+
+    // A new content of the document keeps every view's number.
+    ReplaceImage(*m_pDocument, Ramp16(10, 10, 5));
+    third.UpdateParameters(DocumentParameters(m_pDocument.get()));
+    EXPECT_EQ(Caption(third), "own16.tif [1] (3)");
+
+    pSecond->DeleteData();
+    pSecond.reset();
+    EXPECT_EQ(Caption(third), "own16.tif [1] (3)");
+    CImageViewPlugin fourth;
+    fourth.Init(nullptr, DocumentParameters(m_pDocument.get()));
+    EXPECT_EQ(Caption(fourth), "own16.tif [1] (2)");
+
+    // Views of another document count on their own.
+    std::unique_ptr<Zarn::CValueMap> pOther(MakeDocument(Ramp16(10, 10), "other.tif", 1));
+    CImageViewPlugin otherView;
+    otherView.Init(nullptr, DocumentParameters(pOther.get()));
+    EXPECT_EQ(Caption(otherView), "other.tif [1]");
+    otherView.DeleteData();
+    fourth.DeleteData();
+    third.DeleteData();
 }
