@@ -6,10 +6,16 @@
 #include "toolbox/SystemExceptionTranslator.h"
 #include "toolbox/TekaDebuggableZarnException.h"
 
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/System/SystemException.h>
+
+#include <chrono>
 #include <csignal>
 #include <new>
 #include <stdexcept>
 #include <thread>
+
+#include <unistd.h>
 
 namespace ToolboxTest
 {
@@ -353,9 +359,31 @@ TEST_F(SystemExceptionTranslator, WithoutRecordTheTextIsPlainAndNoRecordIsKept)
 
 TEST_F(SystemExceptionTranslator, ControlCIsOnlyNoted)
 {
+    CDescriptorCapture error(STDERR_FILENO);
     Zarn::SSystemExceptionInfo info{0x40010005, SIGINT, 0, nullptr};
     EXPECT_NO_THROW(DocView::TranslateSystemException(0x40010005, &info));
-    EXPECT_EQ(m_pErr->Take(), "CTRL+C detected\n");
+    EXPECT_EQ(error.Take(), "CTRL+C detected\n");
+}
+
+// Ctrl+C is noted from inside the signal handler, where iostreams, allocation and locks are not
+// safe: the note goes with write(2) straight to descriptor 2, past std::cerr, and the
+// interrupted thread goes on.
+TEST_F(SystemExceptionTranslator, ControlCOnAThreadIsWrittenToDescriptorTwoAndTheThreadGoesOn)
+{
+    CDescriptorCapture error(STDERR_FILENO);
+    std::atomic<int> nAfter{0};
+    std::thread worker(
+        [&nAfter]
+        {
+            Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
+            std::raise(SIGINT);
+            nAfter = 1;
+            Zarn::SetSystemExceptionTranslator(nullptr);
+        });
+    worker.join();
+    EXPECT_EQ(nAfter.load(), 1);
+    EXPECT_EQ(error.Take(), "CTRL+C detected\n");
+    EXPECT_EQ(m_pErr->Take(), "");
 }
 
 TEST_F(SystemExceptionTranslator, CopiesOwnTheirRecord)

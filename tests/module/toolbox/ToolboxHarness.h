@@ -172,6 +172,26 @@ private:
     size_t m_nTaken = 0;
 };
 
+// Sends everything written to a file descriptor (2: standard error below the iostreams) into a
+// temporary file while it lives.
+class CDescriptorCapture
+{
+public:
+    explicit CDescriptorCapture(int descriptor);
+    CDescriptorCapture(const CDescriptorCapture&) = delete;
+    CDescriptorCapture& operator=(const CDescriptorCapture&) = delete;
+    ~CDescriptorCapture();
+
+    // The text written so far; the next call returns only what follows.
+    std::string Take();
+
+private:
+    int m_nDescriptor;
+    int m_nSaved;
+    int m_nFile;
+    size_t m_nTaken = 0;
+};
+
 struct SBox
 {
     std::string m_strCaption;
