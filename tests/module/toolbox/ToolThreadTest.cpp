@@ -214,14 +214,37 @@ TEST_F(ToolThread, ReportedErrorWithoutExitDoesNotShutDown)
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }
 
+// "exit" counts only as the entry "exit" inside the output's "error" entry: an exit flag
+// anywhere else (a key spelt "error/exit" in the output, "exit" in the output, "error/exit"
+// beside the output) shows no box and asks for no shutdown, though the rest of the output is
+// used; and an error whose exit is false shows its box without a shutdown.
 TEST_F(ToolThread, ExitWithoutErrorIsIgnored)
 {
     SToolBehaviour& blur = StartThreadedTool();
     blur.m_fnRun = [](Zarn::CValueMap& data)
-    { data.SetEntry(Zarn::CValue_Path("output/exit"), new Zarn::CValueBool(true)); };
+    {
+        VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap);
+        Zarn::CValueMap* pOutput = data.Entry("output", true)->Map();
+        // One entry whose key holds a slash: no "error" entry exists.
+        pOutput->SetEntry(Zarn::CValue_Key("error/exit"), new Zarn::CValueBool(true));
+        pOutput->SetEntry(Zarn::CValue_Key("exit"), new Zarn::CValueBool(true));
+        data.SetEntry(Zarn::CValue_Path("error/exit"), new Zarn::CValueBool(true));
+    };
     RunAndCollect();
     Deliver();
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 1U);
     EXPECT_TRUE(TakeBoxes().empty());
+    EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
+
+    blur.m_fnRun = [](Zarn::CValueMap& data)
+    {
+        data.SetEntry(Zarn::CValue_Path("output/error/message"),
+                      new Zarn::CValueString("Nothing to do."));
+        data.SetEntry(Zarn::CValue_Path("output/error/exit"), new Zarn::CValueBool(false));
+    };
+    RunAndCollect();
+    Deliver();
+    EXPECT_EQ(TakeBoxes().size(), 1U);
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }
 
