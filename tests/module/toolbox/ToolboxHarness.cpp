@@ -32,6 +32,10 @@ CFakeTool::CFakeTool(SToolBehaviour* behaviour) : m_pBehaviour(behaviour)
 CFakeTool::~CFakeTool()
 {
     ++m_pBehaviour->m_nDestroyed;
+    if (m_pBehaviour->m_nActiveRuns.load() > 0)
+    {
+        ++m_pBehaviour->m_nDestroyedWhileRunning;
+    }
 }
 
 void CFakeTool::GetPluginSetup(Zarn::CValueMap& setup)
@@ -64,11 +68,19 @@ void CFakeTool::DeleteData()
 
 void CFakeTool::Run(Zarn::CValueMap& data)
 {
-    m_pBehaviour->m_strRunContext = DocView::CurrentContext();
-    ++m_pBehaviour->m_nRuns;
-    if (m_pBehaviour->m_fnRun)
+    SToolBehaviour* pBehaviour = m_pBehaviour;
+    pBehaviour->m_strRunContext = DocView::CurrentContext();
+    ++pBehaviour->m_nRuns;
+    // Counted down however the run ends; nothing of this object is used after the run.
+    struct SActive
     {
-        m_pBehaviour->m_fnRun(data);
+        std::atomic<int>& m_nActive;
+        explicit SActive(std::atomic<int>& nActive) : m_nActive(nActive) { ++m_nActive; }
+        ~SActive() { --m_nActive; }
+    } active(pBehaviour->m_nActiveRuns);
+    if (pBehaviour->m_fnRun)
+    {
+        pBehaviour->m_fnRun(data);
     }
 }
 

@@ -51,7 +51,9 @@ struct SToolBehaviour
     int m_nDeleteData = 0;
     int m_nTests = 0;
     std::atomic<int> m_nRuns{0};
-    std::string m_strRunContext; // CurrentContext() as seen by the last run
+    std::atomic<int> m_nActiveRuns{0};            // runs under way right now (any thread)
+    std::atomic<int> m_nDestroyedWhileRunning{0}; // instances destroyed during their own run
+    std::string m_strRunContext;                  // CurrentContext() as seen by the last run
     std::vector<Zarn::CValueMap> m_lstInit;
     std::vector<Zarn::CValueMap> m_lstUpdates;
 };
