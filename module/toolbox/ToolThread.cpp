@@ -113,11 +113,13 @@ bool CToolThread::Run()
 bool CToolThread::PostOutput(Zarn::CValueMap* output,
                              std::unique_ptr<Zarn::CException>& outOfMemory)
 {
+    std::unique_ptr<Zarn::CValueMap> pOutput(output);
     try
     {
         // Looked up afresh: the thread does not use the toolbox's members.
-        DocView::SendMessage(DocView::BorrowCommThread(), DocView::BorrowMessageIdFactory(),
-                             "ACTIVITY_STOP", output);
+        Zarn::CMessageThread* pCommThread = DocView::BorrowCommThread();
+        Zarn::CMessageIdFactory* pIds = DocView::BorrowMessageIdFactory();
+        DocView::SendMessage(pCommThread, pIds, "ACTIVITY_STOP", pOutput.release());
         return true;
     }
     // An error of the tool itself is the more useful one to show; otherwise the user learns why
