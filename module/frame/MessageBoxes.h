@@ -9,8 +9,12 @@ class QWidget;
 namespace DocView
 {
 
-// The widget that dialogs of the module are shown over: the application's active window, else
-// its first visible main window, else null (a box of its own).
+// The widget that dialogs of the module (the busy dialog, every error box) are shown over: the
+// application's main top-level window, whichever window is active. That is the first visible
+// QMainWindow among the top-level widgets, else the first hidden one (plug-ins are set up while
+// the main window is being built), else the first visible plain top-level window that is no
+// dialog, else null (a window of its own). Never a QDialog, so a box shown while the busy dialog
+// is up does not become its child. GUI thread only.
 QWidget* ApplicationMainWidget();
 
 // Shows a modal critical message box over ApplicationMainWidget() with one OK button. Every

@@ -6,6 +6,8 @@
 #include <iostream>
 #include <string>
 
+#include <unistd.h>
+
 namespace DocView
 {
 
@@ -63,8 +65,12 @@ void TranslateSystemException(std::uint32_t code, Zarn::SSystemExceptionInfo* in
 {
     if (code == kControlC)
     {
-        // Only noted: the thread goes on where it was interrupted.
-        std::cerr << "CTRL+C detected" << std::endl;
+        // Only noted: the thread goes on where it was interrupted. This runs inside the signal
+        // handler, where streams, allocation and locks may deadlock or corrupt the state the
+        // thread was interrupted in; write(2) is safe there.
+        static constexpr char kNote[] = "CTRL+C detected\n";
+        const ssize_t nWritten = write(STDERR_FILENO, kNote, sizeof(kNote) - 1);
+        static_cast<void>(nWritten);
         return;
     }
 

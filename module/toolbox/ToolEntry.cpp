@@ -12,20 +12,43 @@ const Zarn::CValue_Key kParameters("parameters");
 } // namespace
 
 CToolEntry::CToolEntry(Zarn::CPluginBase* tool)
-    : m_bHasConfig(false), m_bThreaded(false), m_pTool(tool), m_pConfig(nullptr), m_bEnabled(false)
+    : m_bHasConfig(false), m_bThreaded(false), m_pTool(tool), m_pConfig(nullptr), m_bEnabled(false),
+      m_nRunsInFlight(0)
 {
 }
 
 CToolEntry::~CToolEntry()
 {
-    if (m_pTool != nullptr)
+    // A plug-in broken by an earlier fault may fault again on its way out; closing a tool must
+    // not end the program, so what the guard reports is only noted by the translator.
+    try
     {
-        m_pTool->DeleteData();
-        delete m_pTool;
+        Zarn::RunWithSystemExceptionGuard(
+            [this]
+            {
+                if (m_pTool != nullptr)
+                {
+                    m_pTool->DeleteData();
+                    delete m_pTool;
+                }
+            });
     }
-    if (m_bHasConfig)
+    catch (...)
     {
-        delete m_pConfig;
+    }
+    try
+    {
+        Zarn::RunWithSystemExceptionGuard(
+            [this]
+            {
+                if (m_bHasConfig)
+                {
+                    delete m_pConfig;
+                }
+            });
+    }
+    catch (...)
+    {
     }
 }
 

@@ -5,10 +5,12 @@ namespace Zarn
 class CPluginBase;
 } // namespace Zarn
 
-// One loaded tool of the toolbox: the tool plug-in, its optional configuration plug-in and the
-// enabled state last reported to the GUI. Owns both plug-ins: destruction calls the tool's
-// DeleteData and deletes it, then deletes the configuration plug-in (without DeleteData). GUI
-// thread only; a tool thread only borrows the tool for one run.
+// One loaded tool of the toolbox: the tool plug-in, its optional configuration plug-in, the
+// enabled state last reported to the GUI and the number of runs in flight. Owns both plug-ins:
+// destruction calls the tool's DeleteData and deletes it, then deletes the configuration plug-in
+// (without DeleteData); a native fault in that clean-up leaves what is left of the plug-in
+// behind instead of ending the program. GUI thread only; a tool thread only borrows the tool for
+// one run, and the owner must not destroy the entry while RunsInFlight() is not zero.
 class CToolEntry
 {
 public:
@@ -25,6 +27,13 @@ public:
     void SetThreaded(bool bThreaded) { m_bThreaded = bThreaded; }
     bool IsEnabled() const { return m_bEnabled; }
     void SetEnabled(bool bEnabled) { m_bEnabled = bEnabled; }
+
+    // Runs of the tool (or of its configuration) that have started and not yet been collected:
+    // tool threads still under way, and calls on the GUI thread that may deliver messages
+    // meanwhile (a modal dialog runs an event loop).
+    void BeginRun() { ++m_nRunsInFlight; }
+    void EndRun() { --m_nRunsInFlight; }
+    int RunsInFlight() const { return m_nRunsInFlight; }
 
     // Takes the configuration plug-in; one attached before is released (DeleteData, delete).
     void SetConfig(Zarn::CPluginBase* config);
@@ -43,4 +52,5 @@ private:
     Zarn::CPluginBase* m_pTool;   // owned
     Zarn::CPluginBase* m_pConfig; // owned when m_bHasConfig
     bool m_bEnabled;
+    int m_nRunsInFlight;
 };

@@ -52,6 +52,11 @@ bool CToolThread::Run()
     std::unique_ptr<Zarn::CException> pOutOfMemory(
         new TekaDebuggableZarnException(m_strName.c_str(), "Out of Memory", nullptr));
     std::unique_ptr<Zarn::CBuffer> pReserve;
+    // Prepared before the run as well: the stop that ends the busy display when the output
+    // cannot be handed back.
+    std::unique_ptr<Zarn::CValueMap> pMinimalStop(new Zarn::CValueMap);
+    pMinimalStop->SetEntry(Zarn::CValue_Key("toolthread"),
+                           new Zarn::CValuePointer<CToolThread>(this));
 
     try
     {
@@ -97,8 +102,83 @@ bool CToolThread::Run()
     }
     pReserve.reset();
 
-    // Looked up afresh: the thread does not use the toolbox's members.
-    DocView::SendMessage(DocView::BorrowCommThread(), DocView::BorrowMessageIdFactory(),
-                         "ACTIVITY_STOP", pOutput.release());
+    if (!PostOutput(pOutput.release(), pOutOfMemory))
+    {
+        bResult = false;
+        PostMinimalStop(pMinimalStop.release());
+    }
     return bResult;
+}
+
+bool CToolThread::PostOutput(Zarn::CValueMap* output,
+                             std::unique_ptr<Zarn::CException>& outOfMemory)
+{
+    std::unique_ptr<Zarn::CValueMap> pOutput(output);
+    try
+    {
+        // Looked up afresh: the thread does not use the toolbox's members.
+        Zarn::CMessageThread* pCommThread = DocView::BorrowCommThread();
+        Zarn::CMessageIdFactory* pIds = DocView::BorrowMessageIdFactory();
+        DocView::SendMessage(pCommThread, pIds, "ACTIVITY_STOP", pOutput.release());
+        return true;
+    }
+    // An error of the tool itself is the more useful one to show; otherwise the user learns why
+    // the results are missing.
+    catch (const std::bad_alloc&)
+    {
+        if (!m_bFailed && outOfMemory != nullptr)
+        {
+            RecordError(outOfMemory.release());
+        }
+    }
+    catch (const Zarn::CException& exception)
+    {
+        if (!m_bFailed)
+        {
+            try
+            {
+                RecordError(new TekaDebuggableZarnException(exception));
+            }
+            catch (...)
+            {
+            }
+        }
+    }
+    catch (...)
+    {
+        if (!m_bFailed)
+        {
+            try
+            {
+                RecordError(new TekaDebuggableZarnException(m_strName.c_str(), "Unknown exception",
+                                                            nullptr));
+            }
+            catch (...)
+            {
+            }
+        }
+    }
+    m_bFailed = true;
+    return false;
+}
+
+void CToolThread::PostMinimalStop(Zarn::CValueMap* stop)
+{
+    std::unique_ptr<Zarn::CValueMap> pStop(stop);
+    Zarn::CMessageThread* pCommThread = m_pHandOverThread;
+    Zarn::CMessageIdFactory* pIds = m_pHandOverIds;
+    try
+    {
+        if (pCommThread == nullptr || pIds == nullptr)
+        {
+            pCommThread = DocView::BorrowCommThread();
+            pIds = DocView::BorrowMessageIdFactory();
+        }
+        DocView::SendMessage(pCommThread, pIds, "ACTIVITY_STOP", pStop.release());
+    }
+    catch (...)
+    {
+        // Nothing is left to tell anybody with; the owner still waits for the thread when it
+        // closes.
+    }
 }

@@ -20,6 +20,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -117,6 +118,38 @@ std::string ShortName(const std::string& name)
     return nSlash == std::string::npos ? name : name.substr(nSlash + 1);
 }
 
+// Every call into a tool, a configuration plug-in or a view goes through here: a native fault
+// inside becomes the exception of the thread's translator and leaves like a thrown error.
+template <class TCall> void CallPlugin(TCall&& call)
+{
+    Zarn::RunWithSystemExceptionGuard(call);
+}
+
+// An error that the translator made of a native fault: the plug-in it came from may be broken.
+bool IsNativeFault(const Zarn::CException& exception)
+{
+    const auto* pDebuggable = dynamic_cast<const TekaDebuggableZarnException*>(&exception);
+    return pDebuggable != nullptr && pDebuggable->ExceptionInformation() != nullptr;
+}
+
+// Deletes a plug-in that faulted; a second fault on its way out leaves what is left of it behind.
+void DestroyFaultedPlugin(Zarn::CPluginBase* plugin)
+{
+    try
+    {
+        CallPlugin([plugin] { delete plugin; });
+    }
+    catch (...)
+    {
+    }
+}
+
+void WriteNotLoaded(const char* kind, const std::string& plugin, const char* what)
+{
+    std::cerr << kind << plugin << " not loaded... '"
+              << "\n\t" << what << "'" << std::endl;
+}
+
 // The tool's "PluginName", or "<unnamed>"; never throws.
 std::string PluginNameOf(CToolEntry* entry)
 {
@@ -125,7 +158,7 @@ std::string PluginNameOf(CToolEntry* entry)
         if (entry != nullptr && entry->Tool() != nullptr)
         {
             Zarn::CValueMap setup;
-            entry->Tool()->GetPluginSetup(setup);
+            CallPlugin([&] { entry->Tool()->GetPluginSetup(setup); });
             if (setup.HasEntry(Zarn::CValue_Key("PluginName"), Zarn::CValue::vtString))
             {
                 return setup.EntryString(Zarn::CValue_Key("PluginName")).StdString();
@@ -172,8 +205,11 @@ CToolboxPlugin::CToolboxPlugin()
 {
 }
 
-// The tools are released by DeleteData, not here.
-CToolboxPlugin::~CToolboxPlugin() = default;
+// The tools are released by DeleteData, not here; but no tool thread may outlive the toolbox.
+CToolboxPlugin::~CToolboxPlugin()
+{
+    WaitForRuns();
+}
 
 void CToolboxPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
@@ -185,6 +221,8 @@ void CToolboxPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 void CToolboxPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
     DocView::SetCurrentContext("CToolboxPlugin::Init()");
+    // Loading calls the tools' Init: a native fault there is reported, not fatal.
+    Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
     m_pCommThread = DocView::BorrowCommThread();
     m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
     m_pLogger = DocView::BorrowLogger();
@@ -256,8 +294,27 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
     std::cerr << "Tool plugin " << strPlugin << " loaded." << std::endl;
     const std::string strShortName = ShortName(strPlugin);
 
-    pTool->Init(nullptr, description);
-    pTool->UpdateParameters(description);
+    // A native fault skips the tool like a failed creation; what the tool throws reaches the
+    // caller.
+    try
+    {
+        CallPlugin(
+            [&]
+            {
+                pTool->Init(nullptr, description);
+                pTool->UpdateParameters(description);
+            });
+    }
+    catch (const Zarn::CException& exception)
+    {
+        if (!IsNativeFault(exception))
+        {
+            throw;
+        }
+        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
+        DestroyFaultedPlugin(pTool.release());
+        return;
+    }
 
     auto pEntry = std::make_unique<CToolEntry>(pTool.release());
     const Zarn::CValue_Key threadedKey("threaded");
@@ -292,7 +349,20 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
             std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
             return;
         }
-        pConfig->Init(nullptr, description);
+        try
+        {
+            CallPlugin([&] { pConfig->Init(nullptr, description); });
+        }
+        catch (const Zarn::CException& exception)
+        {
+            if (!IsNativeFault(exception))
+            {
+                throw;
+            }
+            WriteNotLoaded("Tool's config plugin ", strConfig, exception.what());
+            DestroyFaultedPlugin(pConfig.release());
+            return;
+        }
         pEntry->SetConfig(pConfig.release());
         std::clog << "Tool's config plugin " << strConfig << " loaded." << std::endl;
         strConfigAction = StringEntry(description, Zarn::CValue_Key("configaction"));
@@ -319,6 +389,10 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
 void CToolboxPlugin::DeleteData()
 {
     DocView::SetCurrentContext("CToolboxPlugin::DeleteData()");
+    // The tools' clean-up runs under the guard too.
+    Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
+    // No tool may go while a thread still runs it.
+    WaitForRuns();
     for (auto& [strAction, pEntry] : m_actions)
     {
         delete pEntry;
@@ -326,6 +400,11 @@ void CToolboxPlugin::DeleteData()
     }
     m_actions.clear();
     m_configActions.clear();
+    for (CToolEntry* pEntry : m_retiredEntries)
+    {
+        delete pEntry;
+    }
+    m_retiredEntries.clear();
 }
 
 void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& message)
@@ -473,7 +552,7 @@ void CToolboxPlugin::SetActiveView(const Zarn::CValue* data)
     }
 
     Zarn::CValueMap description;
-    m_pActiveView->Run(description);
+    CallPlugin([&] { m_pActiveView->Run(description); });
     const Zarn::CValue_Key documentKey("document");
     Zarn::CValueMap* pDocument =
         description.HasEntry(documentKey)
@@ -534,7 +613,11 @@ void CToolboxPlugin::UpdatePlugins()
     }
 
     CToolEntry* pCurrent = nullptr;
+    std::string strCurrentAction;
     bool bChanged = false;
+    // While a tool is asked, its action is the origin of a fault; the caller's label comes back
+    // afterwards.
+    const std::string strContext = DocView::CurrentContext();
     try
     {
         for (const auto& [strAction, pEntry] : m_actions)
@@ -542,13 +625,21 @@ void CToolboxPlugin::UpdatePlugins()
             if (pEntry != nullptr && pEntry->HasConfig() && pEntry->Config() != nullptr)
             {
                 pCurrent = pEntry;
-                pEntry->Config()->UpdateParameters(input);
+                strCurrentAction = strAction;
+                DocView::SetCurrentContext(strAction);
+                CallPlugin([&] { pEntry->Config()->UpdateParameters(input); });
             }
         }
         for (const auto& [strAction, pEntry] : m_actions)
         {
             pCurrent = pEntry;
-            const bool bEnabled = pEntry != nullptr && pEntry->Tool()->TestParameters(input);
+            strCurrentAction = strAction;
+            DocView::SetCurrentContext(strAction);
+            bool bEnabled = false;
+            if (pEntry != nullptr)
+            {
+                CallPlugin([&] { bEnabled = pEntry->Tool()->TestParameters(input); });
+            }
             if (pEntry != nullptr && bEnabled != pEntry->IsEnabled())
             {
                 controls.SetEntry(Zarn::CValue_Key(strAction.c_str()),
@@ -559,25 +650,34 @@ void CToolboxPlugin::UpdatePlugins()
             // A disabled tool is not told about the new input.
             if (bEnabled)
             {
-                pEntry->Tool()->UpdateParameters(input);
+                CallPlugin([&] { pEntry->Tool()->UpdateParameters(input); });
             }
         }
     }
     catch (const Zarn::CException& exception)
     {
         const std::string strInstance = exception.instance();
-        throw Zarn::CException(Zarn::CStringTools::Printf("CToolboxPlugin::UpdatePlugins -> %s",
-                                                          FunctionOf(exception).c_str())
-                                   .c_str(),
-                               exception.what(),
-                               Zarn::CStringTools::Printf("GUICommunicationThread -> %s",
-                                                          strInstance.empty()
-                                                              ? PluginNameOf(pCurrent).c_str()
-                                                              : strInstance.c_str())
-                                   .c_str());
+        const Zarn::CException error(
+            Zarn::CStringTools::Printf("CToolboxPlugin::UpdatePlugins -> %s",
+                                       FunctionOf(exception).c_str())
+                .c_str(),
+            exception.what(),
+            Zarn::CStringTools::Printf("GUICommunicationThread -> %s",
+                                       strInstance.empty() ? PluginNameOf(pCurrent).c_str()
+                                                           : strInstance.c_str())
+                .c_str());
+        // A tool that faulted natively may be broken: it starts afresh before anything else
+        // reaches it.
+        if (IsNativeFault(exception))
+        {
+            ReloadFaultedTool(strCurrentAction);
+        }
+        DocView::SetCurrentContext(strContext);
+        throw error;
     }
     catch (const std::exception& exception)
     {
+        DocView::SetCurrentContext(strContext);
         throw Zarn::CException(
             "CToolboxPlugin::UpdatePlugins",
             Zarn::CStringTools::Printf("STL-EXCEPTION %s", exception.what()).c_str(),
@@ -585,10 +685,12 @@ void CToolboxPlugin::UpdatePlugins()
     }
     catch (...)
     {
+        DocView::SetCurrentContext(strContext);
         throw Zarn::CException("CToolboxPlugin::UpdatePlugins",
                                "UNKNOWN EXCEPTION! Someone has done mischief!",
                                PluginNameOf(pCurrent).c_str());
     }
+    DocView::SetCurrentContext(strContext);
 
     if (bChanged)
     {
@@ -613,8 +715,11 @@ void CToolboxPlugin::OnAction(const Zarn::CValue* data)
     {
         CToolEntry* pEntry = it->second;
         bool bConfigured = false;
+        // The dialog may deliver messages meanwhile; none of them may delete the entry.
+        pEntry->BeginRun();
         const std::string strError =
             RunGuardedStep(kConfigureTexts, [&] { bConfigured = pEntry->Configure(0); });
+        FinishRun(pEntry);
         if (!strError.empty())
         {
             DocView::ShowCriticalMessage(QStringLiteral("Error During Configuration"),
@@ -655,8 +760,14 @@ void CToolboxPlugin::ExecuteAction(const std::string& action)
             auto pThread = std::make_unique<CToolThread>(pEntry->Tool());
             const auto itName = m_actionNames.find(action);
             pThread->SetName(Zarn::CString(itName != m_actionNames.end() ? itName->second : ""));
+            pThread->SetHandOver(m_pCommThread, m_pMessageIdFactory);
+            // The entry stays until the run's "ACTIVITY_STOP" is collected.
+            m_runs[pThread.get()] = pEntry;
+            pEntry->BeginRun();
             if (!pThread->Create())
             {
+                m_runs.erase(pThread.get());
+                FinishRun(pEntry);
                 // The activity display waits for a stop that no thread will send.
                 auto* pStop = new Zarn::CValueMap;
                 pStop->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
@@ -671,23 +782,69 @@ void CToolboxPlugin::ExecuteAction(const std::string& action)
 
         std::unique_ptr<Zarn::CValueMap> pData(new Zarn::CValueMap);
         pData->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+        // A tool may run an event loop (a dialog of its own); no message may delete it meanwhile.
+        pEntry->BeginRun();
         try
         {
-            Zarn::RunWithSystemExceptionGuard([&] { pEntry->Tool()->Run(*pData); });
+            CallPlugin([&] { pEntry->Tool()->Run(*pData); });
         }
         catch (...)
         {
-            Send("ACTIVITY_STOP", pData.release());
+            FinishRun(pEntry);
+            // The tool's error is the one to report.
+            try
+            {
+                SendActivityStop(action, pData.release());
+            }
+            catch (...)
+            {
+            }
             throw;
         }
-        Send("ACTIVITY_STOP", pData.release());
+        FinishRun(pEntry);
+        SendActivityStop(action, pData.release());
         return;
     }
 
     const auto itConfig = m_configActions.find(action);
     if (itConfig != m_configActions.end() && itConfig->second != nullptr)
     {
-        itConfig->second->Configure(0);
+        CToolEntry* pEntry = itConfig->second;
+        pEntry->BeginRun();
+        try
+        {
+            pEntry->Configure(0);
+        }
+        catch (...)
+        {
+            FinishRun(pEntry);
+            throw;
+        }
+        FinishRun(pEntry);
+    }
+}
+
+void CToolboxPlugin::SendActivityStop(const std::string& action, Zarn::CValueMap* output)
+{
+    try
+    {
+        Send("ACTIVITY_STOP", output);
+    }
+    catch (...)
+    {
+        // The output is lost; a stop that names only the action still closes the run, and the
+        // failure is reported as the run's.
+        const std::exception_ptr pFailure = std::current_exception();
+        try
+        {
+            std::unique_ptr<Zarn::CValueMap> pStop(new Zarn::CValueMap);
+            pStop->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+            Send("ACTIVITY_STOP", pStop.release());
+        }
+        catch (...)
+        {
+        }
+        std::rethrow_exception(pFailure);
     }
 }
 
@@ -723,8 +880,29 @@ void CToolboxPlugin::OnConfigure(const Zarn::CValue* data)
     if (it != m_actions.end() && it->second != nullptr)
     {
         DocView::SetCurrentContext(strAction);
-        // Silent: the configuration plug-in delivers its parameters without a dialog.
-        it->second->Configure(2);
+        CToolEntry* pEntry = it->second;
+        pEntry->BeginRun();
+        try
+        {
+            // Silent: the configuration plug-in delivers its parameters without a dialog.
+            pEntry->Configure(2);
+        }
+        catch (const Zarn::CException& exception)
+        {
+            FinishRun(pEntry);
+            // The error goes to the host as it is; a plug-in broken by a fault starts afresh.
+            if (IsNativeFault(exception))
+            {
+                ReloadFaultedTool(strAction);
+            }
+            throw;
+        }
+        catch (...)
+        {
+            FinishRun(pEntry);
+            throw;
+        }
+        FinishRun(pEntry);
     }
     UpdatePlugins();
 }
@@ -741,17 +919,62 @@ void CToolboxPlugin::HandleToolOutput(const Zarn::CValueMap& message)
     if (data.HasEntry(threadKey))
     {
         pThread = DocView::PointerOf<CToolThread>(data.Entry(threadKey, true));
+        if (pThread != nullptr && m_runs.count(pThread) == 0)
+        {
+            // No run of ours: DeleteData already waited for it and deleted its thread.
+            return;
+        }
         if (pThread != nullptr && pThread->Failed())
         {
             // Nothing of the output is used. The thread is joined and deleted here, so that
             // failing runs do not pile up finished threads.
             const Zarn::CException error(pThread->Error());
-            pThread->Wait();
-            delete pThread;
+            CollectRun(pThread);
             throw error;
         }
     }
+    try
+    {
+        PostToolOutput(data);
+    }
+    catch (...)
+    {
+        if (pThread != nullptr)
+        {
+            CollectRun(pThread);
+        }
+        throw;
+    }
 
+    // An error box runs an event loop: a message handled meanwhile may have collected the run.
+    if (pThread != nullptr && m_runs.count(pThread) != 0)
+    {
+        std::clog << "Calling Wait() to clean up toolbox thread ..." << std::endl;
+        if (!pThread->Wait())
+        {
+            std::clog << "Toolbox thread already finished." << std::endl;
+        }
+        std::clog << "Deleting toolbox thread ..." << std::endl;
+        CollectRun(pThread);
+    }
+}
+
+void CToolboxPlugin::CollectRun(CToolThread* thread)
+{
+    const auto it = m_runs.find(thread);
+    if (it == m_runs.end())
+    {
+        return;
+    }
+    CToolEntry* pEntry = it->second;
+    m_runs.erase(it);
+    thread->Wait();
+    delete thread;
+    FinishRun(pEntry);
+}
+
+void CToolboxPlugin::PostToolOutput(const Zarn::CValueMap& data)
+{
     const Zarn::CValue_Key outputKey("output");
     const Zarn::CValueMap* pOutput = data.HasEntry(outputKey, Zarn::CValue::vtMap)
                                          ? data.Entry(outputKey, true)->Map()
@@ -808,17 +1031,6 @@ void CToolboxPlugin::HandleToolOutput(const Zarn::CValueMap& message)
             }
         }
     }
-
-    if (pThread != nullptr)
-    {
-        std::clog << "Calling Wait() to clean up toolbox thread ..." << std::endl;
-        if (!pThread->Wait())
-        {
-            std::clog << "Toolbox thread already finished." << std::endl;
-        }
-        std::clog << "Deleting toolbox thread ..." << std::endl;
-        delete pThread;
-    }
 }
 
 void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
@@ -853,7 +1065,7 @@ void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
     {
         itSlot = itSlot->second == pEntry ? m_configActions.erase(itSlot) : std::next(itSlot);
     }
-    delete pEntry;
+    ReleaseEntry(pEntry);
 
     const auto itDescription = m_actionParameters.find(strCallAction);
     if (strCallAction.empty() || itDescription == m_actionParameters.end())
@@ -863,6 +1075,68 @@ void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
     // A copy: registering clears the saved description before it is filled again.
     const Zarn::CValueMap description(itDescription->second);
     LoadToolPlugin(description, bRegister);
+}
+
+void CToolboxPlugin::ReloadFaultedTool(const std::string& action)
+{
+    const auto itDescription = m_actionParameters.find(action);
+    const std::string strPlugin =
+        itDescription != m_actionParameters.end()
+            ? StringEntry(itDescription->second, Zarn::CValue_Key("plugin"))
+            : action;
+    try
+    {
+        ReloadTool(action, false);
+    }
+    catch (const Zarn::CException& exception)
+    {
+        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
+    }
+    catch (const std::exception& exception)
+    {
+        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
+    }
+    catch (...)
+    {
+        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
+    }
+}
+
+void CToolboxPlugin::ReleaseEntry(CToolEntry* entry)
+{
+    if (entry == nullptr)
+    {
+        return;
+    }
+    if (entry->RunsInFlight() > 0)
+    {
+        m_retiredEntries.push_back(entry);
+        return;
+    }
+    delete entry;
+}
+
+void CToolboxPlugin::FinishRun(CToolEntry* entry)
+{
+    entry->EndRun();
+    if (entry->RunsInFlight() > 0)
+    {
+        return;
+    }
+    const auto it = std::find(m_retiredEntries.begin(), m_retiredEntries.end(), entry);
+    if (it != m_retiredEntries.end())
+    {
+        m_retiredEntries.erase(it);
+        delete entry;
+    }
+}
+
+void CToolboxPlugin::WaitForRuns()
+{
+    while (!m_runs.empty())
+    {
+        CollectRun(m_runs.begin()->first);
+    }
 }
 
 void CToolboxPlugin::Send(const char* name, Zarn::CValue* data)

@@ -272,7 +272,8 @@ void HandleSignal(int signal, siginfo_t* pInfo, void* pContext)
     }
     if (signal == SIGINT)
     {
-        // Only noted: the translator writes a line and execution goes on where it was.
+        // Only noted: the translator writes a line and execution goes on where it was. It runs
+        // in signal context here, so it must keep to async-signal-safe calls.
         SSystemExceptionInfo info{kControlC, signal, pInfo->si_code, pInfo->si_addr};
         faults.translator(kControlC, &info);
         errno = nSavedErrno;

@@ -7,7 +7,16 @@
 //   "bad_alloc" throws std::bad_alloc
 //   "interrupt" raises SIGINT on its own thread, then goes on
 // anything else returns normally with "output/done" = true.
-// "CrashDialog" is a configuration plug-in that writes through a null pointer when asked.
+// "crash at" moves the failure out of the run (which then returns normally):
+//   "Init"           the tool's Init
+//   "load"           the tool's UpdateParameters with its description, while it is loaded
+//   "TestParameters" TestParameters, when the toolbox's context says "fault" = true
+//   "input"          UpdateParameters with the toolbox's input, when the context says "fault"
+//   "config Init"    the configuration plug-in's Init
+//   "config input"   the configuration plug-in's UpdateParameters, when the context says "fault"
+// "CrashDialog" is a configuration plug-in whose run writes through a null pointer unless
+// "crash at" names another of its operations.
+// "CrashView" is a view whose run (its description) writes through a null pointer.
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -38,6 +47,37 @@ int Recurse(int depth)
     return Recurse(depth + 1) + frame[0];
 }
 
+// Fails the way `crash` says; returns only for a kind that does not fail.
+void Crash(const std::string& crash)
+{
+    if (crash == "null")
+    {
+        *g_pNothing = 1;
+    }
+    else if (crash == "divide")
+    {
+        volatile int nOne = 1;
+        volatile int nResult = nOne / g_nZero;
+        (void)nResult;
+    }
+    else if (crash == "throw")
+    {
+        throw std::runtime_error("bad size");
+    }
+}
+
+std::string CrashAt(const Zarn::CValueMap& parameters)
+{
+    return parameters.EntryString(Zarn::CValue_Key("crash at"), Zarn::CString("")).StdString();
+}
+
+// The toolbox hands its picture as "input"; the test asks for the fault through the context.
+bool FaultAsked(const Zarn::CValueMap& message)
+{
+    const Zarn::CValue* pFault = message.Entry("input/context/context/fault", false);
+    return pFault != nullptr && pFault->GenericType() == Zarn::CValue::vtBool && pFault->Bool();
+}
+
 class CCrashTool : public Zarn::CPluginBase
 {
 public:
@@ -46,10 +86,39 @@ public:
     {
         m_strCrash =
             parameters.EntryString(Zarn::CValue_Key("crash"), Zarn::CString("")).StdString();
+        m_strCrashAt = CrashAt(parameters);
+        if (m_strCrashAt == "Init")
+        {
+            Crash(m_strCrash);
+        }
+    }
+
+    void UpdateParameters(const Zarn::CValueMap& message) override
+    {
+        if ((m_strCrashAt == "load" && message.HasEntry(Zarn::CValue_Key("callaction"))) ||
+            (m_strCrashAt == "input" && FaultAsked(message)))
+        {
+            Crash(m_strCrash);
+        }
+    }
+
+    bool TestParameters(const Zarn::CValueMap& parameters) override
+    {
+        if (m_strCrashAt == "TestParameters" && FaultAsked(parameters))
+        {
+            Crash(m_strCrash);
+        }
+        return true;
     }
 
     void Run(Zarn::CValueMap& data) override
     {
+        if (!m_strCrashAt.empty())
+        {
+            // Fails elsewhere; the run itself works.
+            data.SetEntry(Zarn::CValue_Path("output/done"), new Zarn::CValueBool(true));
+            return;
+        }
         if (m_strCrash == "null")
         {
             *g_pNothing = 1;
@@ -83,12 +152,51 @@ public:
 
 private:
     std::string m_strCrash;
+    std::string m_strCrashAt;
 };
 
 class CCrashDialog : public Zarn::CPluginBase
 {
 public:
-    void Run(Zarn::CValueMap& /*data*/) override { *g_pNothing = 2; }
+    using Zarn::CPluginBase::Init;
+    void Init(void* /*context*/, const Zarn::CValueMap& parameters) override
+    {
+        m_strCrash =
+            parameters.EntryString(Zarn::CValue_Key("crash"), Zarn::CString("")).StdString();
+        m_strCrashAt = CrashAt(parameters);
+        if (m_strCrashAt == "config Init")
+        {
+            Crash(m_strCrash);
+        }
+    }
+
+    void UpdateParameters(const Zarn::CValueMap& message) override
+    {
+        if (m_strCrashAt == "config input" && FaultAsked(message))
+        {
+            Crash(m_strCrash);
+        }
+    }
+
+    void Run(Zarn::CValueMap& data) override
+    {
+        if (m_strCrashAt.rfind("config ", 0) != 0)
+        {
+            *g_pNothing = 2;
+        }
+        // Configured silently: the tool gets new parameters.
+        data.SetEntry(Zarn::CValue_Key("parameters"), new Zarn::CValueMap);
+    }
+
+private:
+    std::string m_strCrash;
+    std::string m_strCrashAt;
+};
+
+class CCrashView : public Zarn::CPluginBase
+{
+public:
+    void Run(Zarn::CValueMap& /*data*/) override { *g_pNothing = 3; }
 };
 
 } // namespace
@@ -107,6 +215,10 @@ extern "C" __attribute__((visibility("default"))) void* CreatePluginInstanceEx(c
     else if (std::string_view(name) == "CrashDialog")
     {
         pPlugin = new CCrashDialog;
+    }
+    else if (std::string_view(name) == "CrashView")
+    {
+        pPlugin = new CCrashView;
     }
     return pPlugin;
 }

@@ -1,15 +1,23 @@
 // Threaded runs: the hand-over through ACTIVITY_START / ACTIVITY_STOP, the tool's output turned
 // into messages, the recorded errors, and the system-exception translator.
+#include "AllocationFailure.h"
 #include "ToolboxHarness.h"
 
 #include "toolbox/CurrentContext.h"
 #include "toolbox/SystemExceptionTranslator.h"
 #include "toolbox/TekaDebuggableZarnException.h"
 
+#include <Zarn/Message/Message.h>
+#include <Zarn/Registry/Registry.h>
+#include <Zarn/System/SystemException.h>
+
+#include <chrono>
 #include <csignal>
 #include <new>
 #include <stdexcept>
 #include <thread>
+
+#include <unistd.h>
 
 namespace ToolboxTest
 {
@@ -208,14 +216,37 @@ TEST_F(ToolThread, ReportedErrorWithoutExitDoesNotShutDown)
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }
 
+// "exit" counts only as the entry "exit" inside the output's "error" entry: an exit flag
+// anywhere else (a key spelt "error/exit" in the output, "exit" in the output, "error/exit"
+// beside the output) shows no box and asks for no shutdown, though the rest of the output is
+// used; and an error whose exit is false shows its box without a shutdown.
 TEST_F(ToolThread, ExitWithoutErrorIsIgnored)
 {
     SToolBehaviour& blur = StartThreadedTool();
     blur.m_fnRun = [](Zarn::CValueMap& data)
-    { data.SetEntry(Zarn::CValue_Path("output/exit"), new Zarn::CValueBool(true)); };
+    {
+        VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap);
+        Zarn::CValueMap* pOutput = data.Entry("output", true)->Map();
+        // One entry whose key holds a slash: no "error" entry exists.
+        pOutput->SetEntry(Zarn::CValue_Key("error/exit"), new Zarn::CValueBool(true));
+        pOutput->SetEntry(Zarn::CValue_Key("exit"), new Zarn::CValueBool(true));
+        data.SetEntry(Zarn::CValue_Path("error/exit"), new Zarn::CValueBool(true));
+    };
     RunAndCollect();
     Deliver();
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 1U);
     EXPECT_TRUE(TakeBoxes().empty());
+    EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
+
+    blur.m_fnRun = [](Zarn::CValueMap& data)
+    {
+        data.SetEntry(Zarn::CValue_Path("output/error/message"),
+                      new Zarn::CValueString("Nothing to do."));
+        data.SetEntry(Zarn::CValue_Path("output/error/exit"), new Zarn::CValueBool(false));
+    };
+    RunAndCollect();
+    Deliver();
+    EXPECT_EQ(TakeBoxes().size(), 1U);
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }
 
@@ -291,6 +322,183 @@ TEST_F(ToolThread, GuiThreadGoesOnWhileAToolThreadRuns)
 }
 
 // ---------------------------------------------------------------------------------------------
+// Runs in flight
+
+namespace
+{
+
+// A run that holds its tool until the test lets it go.
+struct SHeldRun
+{
+    std::atomic<bool> m_bStarted{false};
+    std::atomic<bool> m_bRelease{false};
+
+    std::function<void(Zarn::CValueMap&)> Body()
+    {
+        return [this](Zarn::CValueMap&)
+        {
+            m_bStarted = true;
+            while (!m_bRelease.load())
+            {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        };
+    }
+
+    bool WaitUntilStarted() const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!m_bStarted.load() && std::chrono::steady_clock::now() < deadline)
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return m_bStarted.load();
+    }
+};
+
+} // namespace
+
+// A reload while a thread still runs the tool (here: the configuration fails on a second start)
+// keeps the old tool until the run's ACTIVITY_STOP has been collected, then releases it.
+TEST_F(ToolThread, ReloadWhileTheToolThreadRunsKeepsTheToolUntilItsStopIsCollected)
+{
+    SToolBehaviour& blur = RegisterTool("blur");
+    SConfigBehaviour& dialog = RegisterConfig("blurdialog");
+    StartToolbox(ToolboxParameters({ToolDescription("blur", "run_blur", true, "blurdialog")}));
+    TakeMessages();
+    SHeldRun held;
+    blur.m_fnRun = held.Body();
+    PostText("ON_ACTION", "run_blur");
+    Deliver();
+    ASSERT_TRUE(held.WaitUntilStarted());
+
+    dialog.m_fnRun = [](Zarn::CValueMap&) { throw std::runtime_error("dialog gone"); };
+    PostText("ON_ACTION", "run_blur");
+    Deliver();
+    const std::vector<SBox> boxes = TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].m_strCaption, "Error During Configuration");
+    EXPECT_EQ(blur.m_nInstances, 2);
+    EXPECT_EQ(blur.m_nDestroyed, 0);
+    EXPECT_EQ(blur.m_nDestroyedWhileRunning, 0);
+
+    held.m_bRelease = true;
+    ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", 1));
+    EXPECT_EQ(blur.m_nDestroyed, 1);
+    EXPECT_EQ(blur.m_nDeleteData, 1);
+    EXPECT_EQ(blur.m_nDestroyedWhileRunning, 0);
+    EXPECT_EQ(dialog.m_nDestroyed, 1);
+    EXPECT_TRUE(TakeBoxes().empty());
+}
+
+// Closing the toolbox while a tool thread runs waits for the run before the tool is released; the
+// run's ACTIVITY_STOP, delivered afterwards, is ignored.
+TEST_F(ToolThread, DeleteDataWaitsForTheRunningToolThreadBeforeReleasingTheTool)
+{
+    SToolBehaviour& blur = StartThreadedTool();
+    SHeldRun held;
+    blur.m_fnRun = held.Body();
+    PostText("ON_ACTION", "run_blur");
+    Deliver();
+    ASSERT_TRUE(held.WaitUntilStarted());
+
+    std::thread releaser(
+        [&held]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+            held.m_bRelease = true;
+        });
+    m_pToolbox->DeleteData();
+    const int nActiveRuns = blur.m_nActiveRuns.load();
+    releaser.join();
+    EXPECT_EQ(nActiveRuns, 0);
+    EXPECT_EQ(blur.m_nDestroyed, 1);
+    EXPECT_EQ(blur.m_nDestroyedWhileRunning, 0);
+
+    ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", 1));
+    EXPECT_TRUE(TakeBoxes().empty());
+    EXPECT_TRUE(TakeCaught().empty());
+}
+
+// When the output cannot be handed back (the registry no longer names the communication thread),
+// a stop is posted all the same, so the busy dialog closes, and the failure is reported.
+TEST_F(ToolThread, ThreadedRunWhoseOutputCannotBePostedStillPostsActivityStop)
+{
+    SToolBehaviour& blur = StartThreadedTool();
+    blur.m_fnRun = [](Zarn::CValueMap& data)
+    {
+        VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap);
+        Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("tmp/commthread"));
+    };
+    PostText("ON_ACTION", "run_blur");
+    const bool bStopped = DeliverUntilCount("ACTIVITY_STOP", 1);
+    Zarn::CRegistry::Obj().SetEntry(Zarn::CValue_Key("tmp/commthread"),
+                                    new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
+    ASSERT_TRUE(bStopped);
+    const std::vector<SBox> boxes = TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
+    EXPECT_NE(boxes[0].m_strText.find("Registry entry 'tmp/commthread' not found"),
+              std::string::npos)
+        << boxes[0].m_strText;
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
+
+    // The next run hands its output back as usual.
+    blur.m_fnRun = [](Zarn::CValueMap& data)
+    { VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap); };
+    RunAndCollect();
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 1U);
+    EXPECT_TRUE(TakeBoxes().empty());
+}
+
+// The message that would carry the output cannot be allocated on the tool thread: the prepared
+// stop goes instead, the busy dialog closes and the prepared out-of-memory report is shown.
+TEST_F(ToolThread, ThreadedRunOutOfMemoryForItsStopStillPostsThePreparedStop)
+{
+    SToolBehaviour& blur = StartThreadedTool();
+    const int nFailed = FailedAllocations();
+    blur.m_fnRun = [](Zarn::CValueMap& data)
+    {
+        VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap);
+        FailNextAllocationOfSize(sizeof(Zarn::CMessage));
+    };
+    RunAndCollect();
+    EXPECT_EQ(FailedAllocations(), nFailed + 1);
+    const std::vector<SBox> boxes = TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
+    EXPECT_EQ(boxes[0].m_strText, "An error occurred while running the plugin.\n"
+                                  "The error message was:\n\"Out of Memory\".\n"
+                                  "The exception origin is:\nblur");
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
+}
+
+// The same on the GUI thread: a stop naming only the action is posted, then the run is reported
+// as out of memory and the tool reloaded.
+TEST_F(ToolThread, RunOnTheGuiThreadOutOfMemoryForItsStopStillPostsAStop)
+{
+    SToolBehaviour& median = RegisterTool("median");
+    StartToolbox(ToolboxParameters({ToolDescription("median", "run_median")}));
+    TakeMessages();
+    const int nFailed = FailedAllocations();
+    median.m_fnRun = [](Zarn::CValueMap& data)
+    {
+        VectorAt(data, "output/documents/update")->PushBack(new Zarn::CValueMap);
+        FailNextAllocationOfSize(sizeof(Zarn::CMessage));
+    };
+    PostText("ON_ACTION", "run_median");
+    Deliver();
+    EXPECT_EQ(FailedAllocations(), nFailed + 1);
+    ASSERT_EQ(CountMessages("ACTIVITY_STOP"), 1U);
+    const std::vector<SBox> boxes = TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
+    EXPECT_EQ(boxes[0].m_strText, "Out of memory.");
+    EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
+    EXPECT_EQ(median.m_nInstances, 2);
+}
+
+// ---------------------------------------------------------------------------------------------
 // The translator
 
 class SystemExceptionTranslator : public ::testing::Test
@@ -353,9 +561,31 @@ TEST_F(SystemExceptionTranslator, WithoutRecordTheTextIsPlainAndNoRecordIsKept)
 
 TEST_F(SystemExceptionTranslator, ControlCIsOnlyNoted)
 {
+    CDescriptorCapture error(STDERR_FILENO);
     Zarn::SSystemExceptionInfo info{0x40010005, SIGINT, 0, nullptr};
     EXPECT_NO_THROW(DocView::TranslateSystemException(0x40010005, &info));
-    EXPECT_EQ(m_pErr->Take(), "CTRL+C detected\n");
+    EXPECT_EQ(error.Take(), "CTRL+C detected\n");
+}
+
+// Ctrl+C is noted from inside the signal handler, where iostreams, allocation and locks are not
+// safe: the note goes with write(2) straight to descriptor 2, past std::cerr, and the
+// interrupted thread goes on.
+TEST_F(SystemExceptionTranslator, ControlCOnAThreadIsWrittenToDescriptorTwoAndTheThreadGoesOn)
+{
+    CDescriptorCapture error(STDERR_FILENO);
+    std::atomic<int> nAfter{0};
+    std::thread worker(
+        [&nAfter]
+        {
+            Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
+            std::raise(SIGINT);
+            nAfter = 1;
+            Zarn::SetSystemExceptionTranslator(nullptr);
+        });
+    worker.join();
+    EXPECT_EQ(nAfter.load(), 1);
+    EXPECT_EQ(error.Take(), "CTRL+C detected\n");
+    EXPECT_EQ(m_pErr->Take(), "");
 }
 
 TEST_F(SystemExceptionTranslator, CopiesOwnTheirRecord)

@@ -7,6 +7,8 @@
 
 #include <filesystem>
 
+#include <unistd.h>
+
 namespace ToolboxTest
 {
 
@@ -123,10 +125,24 @@ protected:
             const std::string strAction = bThreaded ? "crash_none_threaded" : "crash_none";
             RunOnce(strAction, bThreaded);
             EXPECT_TRUE(TakeBoxes().empty());
-            const Zarn::CValueMap& stop = m_pRecorder->m_lstData.back();
-            EXPECT_TRUE(stop.HasEntry("output/done")) << strAction;
+            EXPECT_TRUE(LastStop().HasEntry("output/done")) << strAction;
         }
         EXPECT_EQ(ThreadCount(), m_nThreadsAtStart);
+    }
+
+    // The data of the last ACTIVITY_STOP; an UPDATE_CONTROLS may follow it.
+    const Zarn::CValueMap& LastStop() const
+    {
+        static const Zarn::CValueMap kNone;
+        const std::vector<std::string>& lstMessages = m_pRecorder->m_lstMessages;
+        for (size_t i = lstMessages.size(); i > 0; --i)
+        {
+            if (lstMessages[i - 1].rfind("ACTIVITY_STOP", 0) == 0)
+            {
+                return m_pRecorder->m_lstData[i - 1];
+            }
+        }
+        return kNone;
     }
 
     size_t m_nThreadsAtStart = ThreadCount();
@@ -227,10 +243,13 @@ TEST_F(ToolboxCrash, InterruptRaisedByAToolIsOnlyNotedAndTheRunGoesOn)
     for (bool bThreaded : {false, true})
     {
         const std::string strAction = bThreaded ? "crash_interrupt_threaded" : "crash_interrupt";
+        // Noted from inside the signal handler: straight to descriptor 2, not through std::cerr.
+        CDescriptorCapture error(STDERR_FILENO);
         RunOnce(strAction, bThreaded);
         EXPECT_TRUE(TakeBoxes().empty()) << strAction;
-        EXPECT_EQ(m_pErr->Take(), "CTRL+C detected\n") << strAction;
-        EXPECT_TRUE(m_pRecorder->m_lstData.back().HasEntry("output/done")) << strAction;
+        EXPECT_EQ(error.Take(), "CTRL+C detected\n") << strAction;
+        EXPECT_EQ(m_pErr->Take(), "") << strAction;
+        EXPECT_TRUE(LastStop().HasEntry("output/done")) << strAction;
     }
     CheckStillHealthy();
 }
@@ -271,6 +290,202 @@ TEST_F(ToolboxCrash, CrashingSilentConfigurationReachesTheHost)
     EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
     EXPECT_TRUE(TakeBoxes().empty());
     CheckStillHealthy();
+}
+
+} // namespace ToolboxTest
+
+// ---------------------------------------------------------------------------------------------
+// Native faults in the other calls into tools, configuration plug-ins and views
+
+namespace ToolboxTest
+{
+
+namespace
+{
+
+class ToolboxFault : public ToolboxCrash
+{
+protected:
+    // A crash tool that fails with `crash` in the operation `crashAt` and runs well otherwise.
+    static Zarn::CValueMap* FaultingDescription(const std::string& action, const char* crashAt,
+                                                const char* crash,
+                                                const std::string& configPlugin = "")
+    {
+        Zarn::CValueMap* pDescription =
+            ToolDescription("tools\\CrashTool", action, false, configPlugin);
+        pDescription->SetEntry(Zarn::CValue_Key("crash"), new Zarn::CValueString(crash));
+        pDescription->SetEntry(Zarn::CValue_Key("crash at"), new Zarn::CValueString(crashAt));
+        return pDescription;
+    }
+
+    // The tools answer with a fault while the context says so.
+    void PostFault(bool bFault)
+    {
+        auto* pContext = new Zarn::CValueMap;
+        pContext->SetEntry(Zarn::CValue_Key("fault"), new Zarn::CValueBool(bFault));
+        Post("UPDATE_CONTEXT", pContext);
+        Deliver();
+    }
+
+    void StartWith(const std::vector<Zarn::CValueMap*>& descriptions)
+    {
+        StartToolbox(ToolboxParameters(descriptions));
+        TakeMessages();
+        m_pErr->Take();
+        m_pLog->Take();
+    }
+
+    // The tool under `action` runs on the GUI thread and hands its output back.
+    void CheckRuns(const std::string& action)
+    {
+        RunOnce(action, false);
+        EXPECT_TRUE(TakeBoxes().empty()) << action;
+        EXPECT_TRUE(LastStop().HasEntry("output/done")) << action;
+    }
+};
+
+const char* const kLoaded = "Tool plugin tools\\CrashTool loaded.\n";
+
+std::string NotLoaded(const std::string& what)
+{
+    return "Tool plugin tools\\CrashTool not loaded... '\n\t" + what + "'\n";
+}
+
+} // namespace
+
+// A tool whose Init faults while the toolbox loads is skipped like one that cannot be created;
+// the other tools load and the toolbox works.
+TEST_F(ToolboxFault, FaultInToolInitWhileLoadingSkipsTheToolAndTheOthersLoad)
+{
+    StartToolbox(ToolboxParameters(
+        {FaultingDescription("broken", "Init", "null"), CrashDescription("none", false)}));
+    EXPECT_EQ(m_pErr->Take(),
+              kLoaded + FaultLine("tools\\CrashTool", "EXCEPTION_ACCESS_VIOLATION") +
+                  NotLoaded("Windows system exception: EXCEPTION_ACCESS_VIOLATION") + kLoaded);
+    EXPECT_EQ(TakeMessages(), std::vector<std::string>{"UPDATE_CONTROLS {crash_none=true}"});
+    PostText("ON_ACTION", "broken");
+    Deliver();
+    EXPECT_EQ(CountMessages("ACTIVITY_STOP"), 0U);
+    CheckRuns("crash_none");
+}
+
+// The same for a fault in the tool's UpdateParameters with its description.
+TEST_F(ToolboxFault, FaultInToolUpdateParametersWhileLoadingSkipsTheTool)
+{
+    StartToolbox(ToolboxParameters(
+        {FaultingDescription("broken", "load", "divide"), CrashDescription("none", false)}));
+    EXPECT_EQ(m_pErr->Take(),
+              kLoaded + FaultLine("tools\\CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO") +
+                  NotLoaded("Windows system exception: EXCEPTION_INT_DIVIDE_BY_ZERO") + kLoaded);
+    EXPECT_EQ(TakeMessages(), std::vector<std::string>{"UPDATE_CONTROLS {crash_none=true}"});
+    CheckRuns("crash_none");
+}
+
+// A configuration plug-in whose Init faults drops its whole tool, like one that cannot be created.
+TEST_F(ToolboxFault, FaultInConfigPluginInitWhileLoadingDropsTheWholeTool)
+{
+    StartToolbox(ToolboxParameters(
+        {FaultingDescription("broken", "config Init", "null", "tools\\CrashDialog"),
+         CrashDescription("none", false)}));
+    EXPECT_EQ(m_pErr->Take(), kLoaded +
+                                  FaultLine("tools\\CrashTool", "EXCEPTION_ACCESS_VIOLATION") +
+                                  "Tool's config plugin tools\\CrashDialog not loaded... '\n\t"
+                                  "Windows system exception: EXCEPTION_ACCESS_VIOLATION'\n" +
+                                  kLoaded);
+    EXPECT_EQ(TakeMessages(), std::vector<std::string>{"UPDATE_CONTROLS {crash_none=true}"});
+    CheckRuns("crash_none");
+}
+
+// A fault in TestParameters leaves UpdatePlugins as the same rethrown host exception a thrown
+// error gives (naming the tool's action as origin and the tool), and the tool is reloaded, so the
+// next message reaches a fresh one.
+TEST_F(ToolboxFault, FaultInTestParametersIsRethrownNamingTheToolAndTheToolIsReloaded)
+{
+    StartWith(
+        {FaultingDescription("picky", "TestParameters", "null"), CrashDescription("none", false)});
+    for (int i = 0; i < 10; ++i)
+    {
+        PostFault(true);
+        const std::vector<SCaught> caught = TakeCaught();
+        ASSERT_EQ(caught.size(), 1U);
+        EXPECT_EQ(caught[0].m_strMessage, "UPDATE_CONTEXT");
+        EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'");
+        EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
+        EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> <unnamed>");
+        EXPECT_EQ(m_pErr->Take(), FaultLine("picky", "EXCEPTION_ACCESS_VIOLATION") + kLoaded);
+        EXPECT_EQ(TakeMessages(), std::vector<std::string>{"UPDATE_CONTEXT {fault=true}"});
+    }
+    PostFault(false);
+    EXPECT_TRUE(TakeCaught().empty());
+    EXPECT_EQ(TakeMessages(), (std::vector<std::string>{"UPDATE_CONTEXT {fault=false}",
+                                                        "UPDATE_CONTROLS {picky=true}"}));
+    CheckRuns("picky");
+    CheckRuns("crash_none");
+}
+
+// The same for the tool's UpdateParameters with the new input.
+TEST_F(ToolboxFault, FaultInToolUpdateParametersDuringUpdatePluginsIsRethrownAndTheToolReloaded)
+{
+    StartWith({FaultingDescription("picky", "input", "divide")});
+    PostFault(true);
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'");
+    EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_INT_DIVIDE_BY_ZERO");
+    EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> <unnamed>");
+    EXPECT_EQ(m_pErr->Take(), FaultLine("picky", "EXCEPTION_INT_DIVIDE_BY_ZERO") + kLoaded);
+    PostFault(false);
+    EXPECT_TRUE(TakeCaught().empty());
+    CheckRuns("picky");
+}
+
+// The same for the configuration plug-in's UpdateParameters; tool and configuration plug-in are
+// loaded afresh.
+TEST_F(ToolboxFault, FaultInConfigPluginUpdateParametersIsRethrownAndTheToolReloaded)
+{
+    StartWith({FaultingDescription("picky", "config input", "null", "tools\\CrashDialog")});
+    PostFault(true);
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'");
+    EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
+    EXPECT_EQ(m_pErr->Take(), FaultLine("picky", "EXCEPTION_ACCESS_VIOLATION") + kLoaded);
+    EXPECT_EQ(m_pLog->Take(), "Tool's config plugin tools\\CrashDialog loaded.\n");
+    PostFault(false);
+    EXPECT_TRUE(TakeCaught().empty());
+    CheckRuns("picky");
+}
+
+// A silent configuration that faults still reaches the host, and the tool starts afresh.
+TEST_F(ToolboxFault, FaultInSilentConfigurationReloadsTheTool)
+{
+    StartCrashTools();
+    PostText("ON_CONFIGURE", "crash_cfg");
+    Deliver();
+    ASSERT_EQ(TakeCaught().size(), 1U);
+    EXPECT_EQ(m_pErr->Take(), FaultLine("crash_cfg", "EXCEPTION_ACCESS_VIOLATION") + kLoaded);
+    EXPECT_EQ(m_pLog->Take(), "Tool's config plugin tools\\CrashDialog loaded.\n");
+}
+
+// A view whose description faults when it becomes active: the fault reaches the host like a
+// thrown error, the active view is not recorded, and the toolbox goes on.
+TEST_F(ToolboxFault, FaultInTheActiveViewsDescriptionReachesTheHostAndTheToolboxGoesOn)
+{
+    StartWith({CrashDescription("none", false)});
+    std::unique_ptr<Zarn::CPluginBase> pView(Zarn::GetNewPluginInstance("tools\\CrashView"));
+    ASSERT_NE(pView, nullptr);
+    PostView("NEW_VIEW", pView.get());
+    PostView("ACTIVE_VIEW", pView.get());
+    Deliver();
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strMessage, "ACTIVE_VIEW");
+    EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
+    EXPECT_FALSE(State().HasEntry("views/active"));
+    CheckRuns("crash_none");
+    PostView("INVALID_VIEW", pView.get());
+    Deliver();
+    EXPECT_TRUE(TakeCaught().empty());
 }
 
 } // namespace ToolboxTest

@@ -9,7 +9,12 @@
 
 #include <QString>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <thread>
+
+#include <unistd.h>
 
 namespace ToolboxTest
 {
@@ -27,6 +32,10 @@ CFakeTool::CFakeTool(SToolBehaviour* behaviour) : m_pBehaviour(behaviour)
 CFakeTool::~CFakeTool()
 {
     ++m_pBehaviour->m_nDestroyed;
+    if (m_pBehaviour->m_nActiveRuns.load() > 0)
+    {
+        ++m_pBehaviour->m_nDestroyedWhileRunning;
+    }
 }
 
 void CFakeTool::GetPluginSetup(Zarn::CValueMap& setup)
@@ -59,11 +68,19 @@ void CFakeTool::DeleteData()
 
 void CFakeTool::Run(Zarn::CValueMap& data)
 {
-    m_pBehaviour->m_strRunContext = DocView::CurrentContext();
-    ++m_pBehaviour->m_nRuns;
-    if (m_pBehaviour->m_fnRun)
+    SToolBehaviour* pBehaviour = m_pBehaviour;
+    pBehaviour->m_strRunContext = DocView::CurrentContext();
+    ++pBehaviour->m_nRuns;
+    // Counted down however the run ends; nothing of this object is used after the run.
+    struct SActive
     {
-        m_pBehaviour->m_fnRun(data);
+        std::atomic<int>& m_nActive;
+        explicit SActive(std::atomic<int>& nActive) : m_nActive(nActive) { ++m_nActive; }
+        ~SActive() { --m_nActive; }
+    } active(pBehaviour->m_nActiveRuns);
+    if (pBehaviour->m_fnRun)
+    {
+        pBehaviour->m_fnRun(data);
     }
 }
 
@@ -204,6 +221,47 @@ std::string CStreamCapture::Take()
 {
     const std::string strAll = m_text.str();
     const std::string strNew = strAll.substr(m_nTaken);
+    m_nTaken = strAll.size();
+    return strNew;
+}
+
+CDescriptorCapture::CDescriptorCapture(int descriptor)
+    : m_nDescriptor(descriptor), m_nSaved(dup(descriptor)), m_nFile(-1)
+{
+    char szName[] = "/tmp/docview-capture-XXXXXX";
+    m_nFile = mkstemp(szName);
+    if (m_nFile >= 0)
+    {
+        unlink(szName);
+        dup2(m_nFile, m_nDescriptor);
+    }
+}
+
+CDescriptorCapture::~CDescriptorCapture()
+{
+    if (m_nSaved >= 0)
+    {
+        dup2(m_nSaved, m_nDescriptor);
+        close(m_nSaved);
+    }
+    if (m_nFile >= 0)
+    {
+        close(m_nFile);
+    }
+}
+
+std::string CDescriptorCapture::Take()
+{
+    std::string strAll;
+    char acBuffer[4096];
+    ssize_t nRead = 0;
+    off_t nOffset = 0;
+    while ((nRead = pread(m_nFile, acBuffer, sizeof(acBuffer), nOffset)) > 0)
+    {
+        strAll.append(acBuffer, static_cast<size_t>(nRead));
+        nOffset += nRead;
+    }
+    const std::string strNew = strAll.substr(std::min(m_nTaken, strAll.size()));
     m_nTaken = strAll.size();
     return strNew;
 }

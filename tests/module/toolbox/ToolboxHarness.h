@@ -51,7 +51,9 @@ struct SToolBehaviour
     int m_nDeleteData = 0;
     int m_nTests = 0;
     std::atomic<int> m_nRuns{0};
-    std::string m_strRunContext; // CurrentContext() as seen by the last run
+    std::atomic<int> m_nActiveRuns{0};            // runs under way right now (any thread)
+    std::atomic<int> m_nDestroyedWhileRunning{0}; // instances destroyed during their own run
+    std::string m_strRunContext;                  // CurrentContext() as seen by the last run
     std::vector<Zarn::CValueMap> m_lstInit;
     std::vector<Zarn::CValueMap> m_lstUpdates;
 };
@@ -169,6 +171,26 @@ private:
     std::ostream& m_stream;
     std::ostringstream m_text; // before m_pPrevious: the constructor hands its buffer over
     std::streambuf* m_pPrevious;
+    size_t m_nTaken = 0;
+};
+
+// Sends everything written to a file descriptor (2: standard error below the iostreams) into a
+// temporary file while it lives.
+class CDescriptorCapture
+{
+public:
+    explicit CDescriptorCapture(int descriptor);
+    CDescriptorCapture(const CDescriptorCapture&) = delete;
+    CDescriptorCapture& operator=(const CDescriptorCapture&) = delete;
+    ~CDescriptorCapture();
+
+    // The text written so far; the next call returns only what follows.
+    std::string Take();
+
+private:
+    int m_nDescriptor;
+    int m_nSaved;
+    int m_nFile;
     size_t m_nTaken = 0;
 };
 

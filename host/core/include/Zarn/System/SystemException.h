@@ -27,7 +27,9 @@ struct SSystemExceptionInfo
 // Called on the faulting thread after it has left the faulting code and returned to the
 // innermost guard. It may throw (the exception leaves the guard) or return: then the guard
 // returns normally. For 0x40010005 (SIGINT raised by the thread itself) it is called from the
-// signal handler without leaving the code, must not throw, and execution continues.
+// signal handler without leaving the code, must not throw, and execution continues; on that path
+// it may use async-signal-safe calls only (write(2), no streams, no allocation, no locks), since
+// the thread may have been interrupted inside any of them.
 using SystemExceptionTranslator = void (*)(std::uint32_t code, SSystemExceptionInfo* info);
 
 // Installs `translator` (null: none) for the calling thread and returns the previous one. The first
