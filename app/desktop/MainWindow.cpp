@@ -96,11 +96,14 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     statusBar()->addPermanentWidget(m_pRecordingLabel);
     m_pRecordingLabel->hide();
     // The logger calls from any thread, under its lock: only hand the line over. Installed
-    // before the plug-ins start, so that their start-up problems show too.
+    // before the plug-ins start, so that their start-up problems show too. A line written without
+    // its own level goes out at whatever level the logger last had (after a file that could not
+    // be opened, an error): that level says nothing about the line, so only lines whose writer
+    // chose warning or error are shown as such.
     session.Logger().SetLineListener(
-        [this](int level, const std::string& text)
+        [this](int level, const std::string& text, bool bLevelSelected)
         {
-            if (level >= Zarn::CLogger::levelWarning)
+            if (bLevelSelected && level >= Zarn::CLogger::levelWarning)
             {
                 QMetaObject::invokeMethod(this, "SlotLogLine", Qt::QueuedConnection,
                                           Q_ARG(int, level), Q_ARG(QString, QString::fromStdString(text)));

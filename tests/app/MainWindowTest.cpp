@@ -179,6 +179,33 @@ TEST_F(MainWindow, LatestWarningOrErrorOfTheLogShowsInTheStatusBar)
         << m_pWindow->StatusText().toStdString();
 }
 
+// After a file that cannot be opened, the repository's plain lines (written at the logger's
+// sticky error level) must not show as errors in the status bar.
+TEST_F(MainWindow, LinesWithoutTheirOwnLevelAreNotShownAsErrors)
+{
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelError) << "broken.png: cannot decode" << Zarn::notype
+                                                             << "\n";
+    ASSERT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Error: broken.png: cannot decode"; }))
+        << m_pWindow->StatusText().toStdString();
+    m_pSession->Logger() << "CRepositoryPlugin::CreateView - View plugin created for ok2.png." << std::endl;
+    ASSERT_EQ(m_pSession->Logger().Level(), Zarn::CLogger::levelError) << "the log keeps its sticky level";
+    // The listener hands lines over with queued calls: let them arrive.
+    for (int i = 0; i < 5; ++i)
+    {
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(m_pWindow->StatusText().toStdString(), "Error: broken.png: cannot decode");
+
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelWarning) << "disk almost full\n";
+    m_pSession->Logger() << "an ordinary line after the warning\n";
+    EXPECT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Warning: disk almost full"; }));
+    for (int i = 0; i < 5; ++i)
+    {
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(m_pWindow->StatusText().toStdString(), "Warning: disk almost full");
+}
+
 TEST_F(MainWindow, MessagesDockShowsTheJournalOnlyWhileVisible)
 {
     CMessageJournalDock* pDock = m_pWindow->JournalDock();
