@@ -251,6 +251,10 @@ std::string CAutomationChannel::State() const
     }
     state["actions"] = actions;
 
+    if (QWidget* pModal = QApplication::activeModalWidget())
+    {
+        state["modal"] = pModal->windowTitle().toStdString();
+    }
     if (auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
     {
         nlohmann::json buttons = nlohmann::json::array();

@@ -13,7 +13,8 @@ class QSocketNotifier;
 // widgets a user would use (a click on the navigator, the close of a window, a button of a
 // question), so the whole application is tested as it is shipped. Started with --automation.
 //
-//   state                     documents, navigator entries, windows, title, status, open question
+//   state                     documents, navigator entries, windows, title, status, the title of
+//                             the modal window that blocks the others ("modal"), open question
 //   trigger NAME | configure NAME   the menu action of that name
 //   open FILE...              as if the files were dropped on the window
 //   click-navigator N         a click on the N-th navigator entry

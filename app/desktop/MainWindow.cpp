@@ -85,6 +85,7 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     handlers.m_fnDocumentsChanged = [this]() { setWindowModified(!m_pWindowPlugin->UnsavedDocuments().empty()); };
     handlers.m_fnPost = [this](const char* name, Zarn::CValue* pData) { m_session.Post(name, pData); };
     handlers.m_fnNewDocument = [this](const Zarn::CValueMap& document) { Record(document); };
+    handlers.m_fnActivity = [this](bool bRunning) { ShowActivityState(bRunning); };
     m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), std::move(handlers));
 
     m_pStatusLabel = new QLabel(this);
@@ -186,7 +187,6 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
             }
         }
     }
-
 }
 
 CMainWindow::~CMainWindow()
@@ -252,8 +252,11 @@ QAction* CMainWindow::MakeAction(const SMenuItem& item)
         pAction->setStatusTip(item.m_strTip);
         pAction->setToolTip(item.m_strTip);
     }
-    pAction->setEnabled(item.m_bEnabled);
     const std::string strName = item.m_strName;
+    // The activity dialog stays up until an ACTIVITY_STOP: it is offered only while a run is in
+    // flight, or nothing would ever close it.
+    pAction->setEnabled(strName == kActivityAction ? m_pWindowPlugin->RunningActivities() > 0
+                                                   : item.m_bEnabled);
     if (item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure)
     {
         const char* szMessage = item.m_enKind == SMenuItem::kAction ? "ON_ACTION" : "ON_CONFIGURE";
@@ -327,6 +330,10 @@ QAction* CMainWindow::Action(const std::string& name, bool bConfigure) const
 
 void CMainWindow::SetControl(const std::string& name, bool bEnabled)
 {
+    if (name == kActivityAction)
+    {
+        return; // follows the runs in flight alone
+    }
     // One name may be a tool's action and its configuration action at once.
     for (QAction* pAction : {Action(name, false), Action(name, true)})
     {
@@ -334,6 +341,14 @@ void CMainWindow::SetControl(const std::string& name, bool bEnabled)
         {
             pAction->setEnabled(bEnabled);
         }
+    }
+}
+
+void CMainWindow::ShowActivityState(bool bRunning)
+{
+    if (QAction* pAction = Action(kActivityAction))
+    {
+        pAction->setEnabled(bRunning);
     }
 }
 

@@ -53,6 +53,10 @@ public:
 
     // The question asked when unsaved documents would be lost: the test driver answers it.
     static constexpr const char* kUnsavedTitle = "Unsaved documents";
+    // The action that shows the activity dialog: enabled only while a tool run is in flight
+    // (between ACTIVITY_START and its ACTIVITY_STOP, nested runs counted), whatever the
+    // configuration or UPDATE_CONTROLS say.
+    static constexpr const char* kActivityAction = "popup_activity";
 
 signals:
     // The first view has been painted: the program is ready for work.
@@ -74,6 +78,7 @@ private:
     void FillMenu(QMenu* menu, const std::vector<SMenuItem>& items);
     void FillDockEntries(QMenu* menu);
     void SetControl(const std::string& name, bool bEnabled);
+    void ShowActivityState(bool bRunning);
     void ShowActiveView(const std::string& caption);
     void Record(const Zarn::CValueMap& document);
     void ShowRecordingState();

@@ -21,6 +21,14 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         m_handlers.m_fnShutdown();
     }
+    else if (Is(nId, "ACTIVITY_START")) // with or without data
+    {
+        ActivityStarted(pData);
+    }
+    else if (Is(nId, "ACTIVITY_STOP"))
+    {
+        ActivityStopped(pData);
+    }
     else if (pData == nullptr)
     {
         return;
@@ -69,6 +77,56 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
                              .StdString();
         }
         m_handlers.m_fnActiveView(strCaption);
+    }
+}
+
+namespace
+{
+
+// The "action" of ACTIVITY_START or ACTIVITY_STOP data, or empty.
+std::string ActionOf(const Zarn::CValue* pData)
+{
+    if (pData == nullptr || pData->GenericType() != Zarn::CValue::vtMap)
+    {
+        return std::string();
+    }
+    return pData->Map()->EntryString(Zarn::CValue_Key("action"), Zarn::CString()).StdString();
+}
+
+} // namespace
+
+void CWindowPlugin::ActivityStarted(const Zarn::CValue* pData)
+{
+    const std::string strAction = ActionOf(pData);
+    if (!strAction.empty())
+    {
+        m_setThreadedActions.insert(strAction);
+    }
+    if (++m_nRunning == 1 && m_handlers.m_fnActivity)
+    {
+        m_handlers.m_fnActivity(true);
+    }
+}
+
+void CWindowPlugin::ActivityStopped(const Zarn::CValue* pData)
+{
+    // The toolbox posts ACTIVITY_STOP after every run, but ACTIVITY_START only for a tool thread:
+    // a stop naming an action that never started is a run on the GUI thread and ends nothing.
+    // A tool thread's stop carries "toolthread"; a thread that could not start names its
+    // action; a bracket without data is someone else's.
+    const bool bThread = pData != nullptr && pData->GenericType() == Zarn::CValue::vtMap &&
+                         pData->Map()->HasEntry(Zarn::CValue_Key("toolthread"));
+    const std::string strAction = ActionOf(pData);
+    const bool bEndsRun =
+        bThread || strAction.empty() || m_setThreadedActions.count(strAction) != 0;
+    // Never below zero, so that a stop nobody started cannot leave a later run unannounced.
+    if (!bEndsRun || m_nRunning == 0)
+    {
+        return;
+    }
+    if (--m_nRunning == 0 && m_handlers.m_fnActivity)
+    {
+        m_handlers.m_fnActivity(false);
     }
 }
 

@@ -36,6 +36,7 @@ const char* const kConfig = R"({"plugins": [
         {"configure": "blur", "text": "Blur settings"},
         {"command": "quit", "text": "&Quit"}]},
         {"title": "&Tools", "items": [
+        {"action": "popup_activity", "text": "Show &Activity", "enabled": true},
         {"command": "record", "text": "&Record"},
         {"command": "save_recording", "text": "Save Recording"}]}],
     "toolbars": [{"title": "Main", "items": [{"action": "open"}]}]}})";
@@ -50,6 +51,35 @@ bool Until(const std::function<bool()>& condition)
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
     }
     return condition();
+}
+
+// Lets the messages posted so far reach the window.
+void Settle()
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 100)
+    {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+}
+
+// The data of ACTIVITY_START, or of the ACTIVITY_STOP of a run on the GUI thread or of a thread
+// that could not start: {"action": name}.
+Zarn::CValueMap* ActionData(const char* action)
+{
+    auto* pData = new Zarn::CValueMap;
+    pData->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString(action));
+    return pData;
+}
+
+// The data of the ACTIVITY_STOP a tool thread posts: its output with "toolthread".
+Zarn::CValueMap* ThreadStopData()
+{
+    auto* pData = new Zarn::CValueMap;
+    pData->SetEntry(Zarn::CValue_Key("toolthread"),
+                    new Zarn::CValuePointer<Zarn::CValueMap>(nullptr));
+    return pData;
 }
 
 // Clicks a button of the next question box as soon as it is open, and keeps its texts.
@@ -204,6 +234,45 @@ TEST_F(MainWindow, LinesWithoutTheirOwnLevelAreNotShownAsErrors)
         QCoreApplication::processEvents();
     }
     EXPECT_EQ(m_pWindow->StatusText().toStdString(), "Warning: disk almost full");
+}
+
+// Show Activity with nothing running opened a modal busy dialog that no ACTIVITY_STOP would close.
+TEST_F(MainWindow, ShowActivityIsOfferedOnlyWhileAToolRuns)
+{
+    QAction* pShow = m_pWindow->Action("popup_activity");
+    ASSERT_NE(pShow, nullptr);
+    EXPECT_FALSE(pShow->isEnabled()) << "nothing runs yet, although the configuration enables it";
+
+    // A tool on the GUI thread: a stop without a start.
+    m_pSession->Post("ACTIVITY_STOP", ActionData("save"));
+    Settle();
+    EXPECT_FALSE(pShow->isEnabled());
+
+    // Two threaded runs overlap: offered until the second has stopped.
+    m_pSession->Post("ACTIVITY_START", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return pShow->isEnabled(); }));
+    m_pSession->Post("ACTIVITY_START", ActionData("invert"));
+    m_pSession->Post("ACTIVITY_STOP", ThreadStopData());
+    Settle();
+    EXPECT_TRUE(pShow->isEnabled()) << "one run is still going";
+    m_pSession->Post("ACTIVITY_STOP", ActionData("close")); // a GUI-thread tool in between
+    Settle();
+    EXPECT_TRUE(pShow->isEnabled()) << "the stop of a run on the GUI thread ends no threaded run";
+    m_pSession->Post("ACTIVITY_STOP", ThreadStopData());
+    EXPECT_TRUE(Until([&]() { return !pShow->isEnabled(); }));
+
+    // A thread that could not start: its stop names the action of the start.
+    m_pSession->Post("ACTIVITY_START", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return pShow->isEnabled(); }));
+    m_pSession->Post("ACTIVITY_STOP", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return !pShow->isEnabled(); }));
+
+    // The toolbox and the repository never name it, so nothing else may switch it on.
+    auto* pControls = new Zarn::CValueMap;
+    pControls->SetEntry(Zarn::CValue_Key("popup_activity"), new Zarn::CValueBool(true));
+    m_pSession->Post("UPDATE_CONTROLS", pControls);
+    Settle();
+    EXPECT_FALSE(pShow->isEnabled());
 }
 
 TEST_F(MainWindow, MessagesDockShowsTheJournalOnlyWhileVisible)

@@ -297,6 +297,32 @@ TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
     Screenshot("built-in-configuration.png");
 }
 
+// Tools > Show Activity with nothing running opened a modal "Please wait" dialog that only
+// Escape removed.
+TEST_F(AppEndToEnd, ShowActivityIsNotOfferedWhileNothingRuns)
+{
+    CAppProcess::SOptions options;
+    options.m_strHome = m_home.string(); // the built-in configuration, which lists the action
+    options.m_lstFiles = {(m_data / "first.png").string()};
+    m_pApp = std::make_unique<CAppProcess>(options);
+    m_pApp->WaitEvent("ready");
+    nlohmann::json state = m_pApp->WaitState([](const nlohmann::json& current)
+                                             { return current["actions"].value("invert", false); },
+                                             "the image shown and Invert enabled");
+    EXPECT_EQ(state["actions"].value("popup_activity", true), false);
+    EXPECT_EQ(m_pApp->Command("trigger popup_activity")["error"], "the action is disabled");
+
+    ASSERT_EQ(m_pApp->Command("trigger invert")["ok"], true);
+    state = m_pApp->WaitState([](const nlohmann::json& current)
+                              { return Count(current, "documents") == 2; },
+                              "the inverted image");
+    // The run is over, so the dialog it showed is gone and cannot be called back.
+    EXPECT_EQ(state["actions"].value("popup_activity", true), false);
+    EXPECT_FALSE(state.contains("modal"))
+        << "a window still blocks the application: " << state.dump();
+    Screenshot("activity-after-run.png");
+}
+
 TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 {
     std::string strConfig = ReadText(m_config);
