@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMessageBox>
 #include <QTimer>
 
@@ -20,11 +21,25 @@
 namespace
 {
 
-// Shown where the user looks: on the terminal, and in a box unless a script drives the program.
+// Whether a window can be seen at all. The offscreen and minimal platforms draw nowhere, and
+// without DISPLAY or WAYLAND_DISPLAY there is no desktop session: a modal box would wait there for
+// ever for a click nobody can give.
+bool HasDisplay()
+{
+    const QString strPlatform = QGuiApplication::platformName();
+    if (strPlatform == "offscreen" || strPlatform == "minimal")
+    {
+        return false;
+    }
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// Shown where the user looks: on the terminal, and in a box when a user can see and close it
+// (not when a script drives the program, nor without a display).
 void ReportStartFailure(const QString& text, bool bShowBox)
 {
     std::cerr << "docview-app: " << text.toStdString() << std::endl;
-    if (bShowBox)
+    if (bShowBox && HasDisplay())
     {
         QMessageBox box(QMessageBox::Critical, QObject::tr("docview cannot start"), text);
         box.exec();

@@ -362,6 +362,40 @@ TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
         << m_pApp->Transcript();
 }
 
+// Started as a user starts it but without a display, a broken configuration waited for ever on
+// a message box that nobody could see.
+TEST_F(AppEndToEnd, BrokenConfigurationWithoutDisplayReportsOnTheTerminalAndExits)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken)
+        << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bOffscreen = true;
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << "-1: still running after 10 s\n"
+                                                             << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":4:16: syntax error"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
+// With a display the user still gets the box: the program waits for it instead of ending unseen.
+TEST_F(AppEndToEnd, BrokenConfigurationWithDisplayStillShowsItsBox)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken) << "{\"plugins\": 1}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(5)), -1) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
 TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
 {
     const fs::path wrong = m_home / "wrong.json";

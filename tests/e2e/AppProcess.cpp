@@ -53,7 +53,10 @@ CAppProcess::CAppProcess(const SOptions& options)
         lstArguments = {"xvfb-run", "-a", "-s", "-screen 0 1400x900x24"};
     }
     lstArguments.push_back(DOCVIEW_APP);
-    lstArguments.push_back("--automation");
+    if (options.m_bAutomation)
+    {
+        lstArguments.push_back("--automation");
+    }
     if (!options.m_strConfig.empty())
     {
         lstArguments.push_back("--config");

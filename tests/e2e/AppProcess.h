@@ -22,6 +22,7 @@ public:
         std::vector<std::string> m_lstFiles;
         bool m_bOffscreen = false; // no X server: for runs that never show a window
         std::string m_strHome;     // HOME and the XDG folders of the run
+        bool m_bAutomation = true; // false: started as a user starts it, without the channel
     };
 
     explicit CAppProcess(const SOptions& options);
