@@ -15,7 +15,8 @@ class QSocketNotifier;
 //
 //   state                     documents, navigator entries, windows, title, status, the title of
 //                             the modal window that blocks the others ("modal"), open question
-//   trigger NAME | configure NAME   the menu action of that name
+//   trigger NAME | configure NAME   the menu action (or window command, as "save_recording") of
+//                             that name
 //   open FILE...              as if the files were dropped on the window
 //   click-navigator N         a click on the N-th navigator entry
 //   close-window N            the close button of the N-th workspace window
@@ -24,7 +25,8 @@ class QSocketNotifier;
 //   messages on|off           shows or hides the "Messages" dock
 //   answer BUTTON             a click on that button of the open question ("Discard", "OK", ...)
 //   record on|off             Tools > Record
-//   save-recording FILE       Tools > Save Recording, with FILE chosen
+//   save-recording FILE       Tools > Save Recording, with FILE chosen for the document offered
+//                             first (the active one when recorded); the reply names it
 //   quit                      the window's close, as from the menu
 class CAutomationChannel : public QObject
 {

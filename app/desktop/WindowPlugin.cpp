@@ -1,11 +1,13 @@
 #include "WindowPlugin.h"
 
 #include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Value/TypeInfo.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
 #include <algorithm>
+#include <typeinfo>
 
 CWindowPlugin::CWindowPlugin(Zarn::CMessageIdFactory& ids, SHandlers handlers)
     : m_ids(ids), m_handlers(std::move(handlers))
@@ -56,6 +58,10 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         const Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
         std::erase(m_lstDocuments, pDocument);
+        if (m_handlers.m_fnDocumentGone)
+        {
+            m_handlers.m_fnDocumentGone(pDocument);
+        }
         m_handlers.m_fnDocumentsChanged();
     }
     else if (Is(nId, "DOCUMENT_CHANGED"))
@@ -69,14 +75,28 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         Zarn::CPluginBase* pView = Zarn::UnwrapPointer<Zarn::CPluginBase>(pData);
         std::string strCaption;
+        const Zarn::CValueMap* pDocument = nullptr;
         if (pView != nullptr)
         {
             Zarn::CValueMap description;
             pView->Run(description);
-            strCaption = description.EntryString(Zarn::CValue_Key("caption"), Zarn::CString())
-                             .StdString();
+            strCaption =
+                description.EntryString(Zarn::CValue_Key("caption"), Zarn::CString()).StdString();
+            // Only a document the window knows: a view may name none, or something else.
+            const Zarn::CValue* pEntry = description.Entry(Zarn::CValue_Key("document"), false);
+            if (pEntry != nullptr && pEntry->GenericType() == Zarn::CValue::vtPointer &&
+                Zarn::AreTypesEqual(pEntry->ElementType(), typeid(Zarn::CValueMap)))
+            {
+                const Zarn::CValueMap* pNamed =
+                    Zarn::UnwrapPointer<Zarn::CValueMap>(const_cast<Zarn::CValue*>(pEntry));
+                if (std::find(m_lstDocuments.begin(), m_lstDocuments.end(), pNamed) !=
+                    m_lstDocuments.end())
+                {
+                    pDocument = pNamed;
+                }
+            }
         }
-        m_handlers.m_fnActiveView(strCaption);
+        m_handlers.m_fnActiveView(strCaption, pDocument);
     }
 }
 

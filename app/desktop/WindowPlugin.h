@@ -20,12 +20,15 @@ public:
         // Action name and its new state, for each entry of UPDATE_CONTROLS.
         std::function<void(const std::string&, bool)> m_fnControl;
         std::function<void()> m_fnShutdown;
-        // The caption of the active view, empty when none is active.
-        std::function<void(const std::string&)> m_fnActiveView;
+        // The caption of the active view, empty when none is active, and its document (or null).
+        std::function<void(const std::string&, const Zarn::CValueMap*)> m_fnActiveView;
         // A document came, went or changed.
         std::function<void()> m_fnDocumentsChanged;
         // A new document, before m_fnDocumentsChanged.
         std::function<void(const Zarn::CValueMap&)> m_fnNewDocument;
+        // A document is going (INVALID_DOCUMENT), before m_fnDocumentsChanged: the pointer must
+        // not be used after the call.
+        std::function<void(const Zarn::CValueMap*)> m_fnDocumentGone;
         // Posts a message (name, data taken).
         std::function<void(const char*, Zarn::CValue*)> m_fnPost;
         // True when the first run starts, false when the last one in flight has stopped.

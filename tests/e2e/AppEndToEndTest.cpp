@@ -241,6 +241,76 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     EXPECT_GT(uLabels, 0u);
 }
 
+// A session that branched (two tools on the same image) was saved as one flat list of all steps,
+// whose replay gave another image.
+TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
+{
+    Start({(m_data / "first.png").string()});
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "the image shown");
+    ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
+    size_t uDocuments = 1;
+    // Runs the tool on the document of navigator entry `source` and waits for its result to be
+    // active.
+    const auto RunOn = [&](int source, const std::string& action)
+    {
+        ASSERT_EQ(m_pApp->Command("click-navigator " + std::to_string(source))["ok"], true);
+        // The title follows ACTIVE_VIEW, which reaches the toolbox in the same delivery.
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return state["title"].get<std::string>().find(
+                           state["navigator"][source].get<std::string>()) == 0 &&
+                       state["actions"].value(action, false);
+            },
+            "entry " + std::to_string(source) + " active and " + action + " enabled");
+        ASSERT_EQ(m_pApp->Command("trigger " + action)["ok"], true);
+        ++uDocuments;
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return Count(state, "documents") == uDocuments &&
+                       Count(state, "navigator") == uDocuments &&
+                       state["title"].get<std::string>().find(
+                           state["navigator"][uDocuments - 1].get<std::string>()) == 0;
+            },
+            "the result of " + action + " active");
+    };
+    RunOn(0, "blur");      // A -> B
+    RunOn(0, "invert");    // A -> C
+    RunOn(1, "threshold"); // B -> D, now the active document
+    Screenshot("branched-recording.png");
+
+    const fs::path process = m_home / "branched.json";
+    const nlohmann::json saved = m_pApp->Command("save-recording " + process.string());
+    ASSERT_EQ(saved["ok"], true) << saved.dump();
+    const nlohmann::json state = m_pApp->Command("state");
+    EXPECT_EQ(saved["document"], state["documents"][3]["label"])
+        << "the reply names the document whose steps it wrote";
+    const nlohmann::json description = nlohmann::json::parse(ReadText(process));
+    ASSERT_EQ(description["process"].size(), 2u) << description.dump(2);
+    EXPECT_EQ(description["process"][0]["plugin"], "GaussianBlur");
+    EXPECT_EQ(description["process"][1]["plugin"], "Threshold");
+
+    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& current)
+                      { return current["documents"][3]["saved"] == true; },
+                      "the thresholded image saved");
+    std::unique_ptr<Zarn::CImage> pInteractive(
+        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+
+    const fs::path output = m_home / "replayed";
+    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() +
+                                   "' --output '" + output.string() + "' -j 1 '" +
+                                   (m_data / "first.png").string() + "' 2>&1";
+    ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
+    std::unique_ptr<Zarn::CImage> pReplayed(
+        Zarn::CImageFile::Read((output / "first.tif").string()));
+    EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
+    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
+        << "the replay differs from the interactive result";
+}
+
 TEST_F(AppEndToEnd, MessagesDockShowsTheMessagesOfTheSessionLive)
 {
     CAppProcess::SOptions options;
