@@ -451,6 +451,31 @@ TEST_F(AppEndToEnd, BrokenConfigurationWithoutDisplayReportsOnTheTerminalAndExit
         << m_pApp->Transcript();
 }
 
+// On a terminal without any display (no DISPLAY, no WAYLAND_DISPLAY, no platform chosen) the
+// program ended in Qt's abort before its configuration was even read.
+TEST_F(AppEndToEnd, WithoutAnyDisplayAConfigurationErrorStillReachesTheTerminal)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken) << "{\"plugins\": 1}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bNoDisplay = true;
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:13: \"plugins\" must be an array"),
+              std::string::npos)
+        << m_pApp->Transcript();
+
+    // A good configuration cannot show its window there either: the program says so and ends.
+    options.m_strConfig = m_config.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(20)), 2) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find("docview-app: no display"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
 // With a display the user still gets the box: the program waits for it instead of ending unseen.
 TEST_F(AppEndToEnd, BrokenConfigurationWithDisplayStillShowsItsBox)
 {
