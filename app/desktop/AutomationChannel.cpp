@@ -98,6 +98,10 @@ void CAutomationChannel::Run(const QString& line)
     else if (strCommand == "trigger" || strCommand == "configure")
     {
         QAction* pAction = m_window.Action(strArgument.toStdString(), strCommand == "configure");
+        if (pAction == nullptr && strCommand == "trigger")
+        {
+            pAction = m_window.findChild<QAction*>(strArgument); // a command of the window
+        }
         if (pAction == nullptr || !pAction->isEnabled())
         {
             Reply(Failed(pAction == nullptr ? "no such action" : "the action is disabled"));
@@ -182,7 +186,15 @@ void CAutomationChannel::Run(const QString& line)
     }
     else if (strCommand == "save-recording")
     {
-        Reply(m_window.SaveRecording(strArgument) ? Ok() : Failed("cannot write " + strArgument.toStdString()));
+        const int nChoice = m_window.RecordingChoice();
+        if (!m_window.SaveRecording(strArgument))
+        {
+            Reply(Failed("cannot write " + strArgument.toStdString()));
+            return;
+        }
+        const CMainWindow::SRecordedDocument& document =
+            m_window.RecordedDocuments()[static_cast<size_t>(nChoice)];
+        Reply(Ok({{"document", document.m_strLabel}, {"steps", document.m_pChain->Size()}}));
     }
     else if (strCommand == "quit")
     {
@@ -239,7 +251,13 @@ std::string CAutomationChannel::State() const
     state["status"] = m_window.StatusText().toStdString();
     state["journal_lines"] = m_window.JournalDock()->LineCount();
     state["recording"] = m_window.IsRecording();
-    state["recorded_steps"] = m_window.Recording().Size();
+    nlohmann::json recorded = nlohmann::json::array();
+    for (const CMainWindow::SRecordedDocument& document : m_window.RecordedDocuments())
+    {
+        recorded.push_back(document.m_strLabel);
+    }
+    state["recorded_documents"] = recorded;
+    state["recorded_steps"] = m_window.RecordingSteps().Size(); // of the document offered first
 
     nlohmann::json actions = nlohmann::json::object();
     for (QAction* pAction : m_window.findChildren<QAction*>())
@@ -251,6 +269,10 @@ std::string CAutomationChannel::State() const
     }
     state["actions"] = actions;
 
+    if (QWidget* pModal = QApplication::activeModalWidget())
+    {
+        state["modal"] = pModal->windowTitle().toStdString();
+    }
     if (auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
     {
         nlohmann::json buttons = nlohmann::json::array();

@@ -13,8 +13,10 @@ class QSocketNotifier;
 // widgets a user would use (a click on the navigator, the close of a window, a button of a
 // question), so the whole application is tested as it is shipped. Started with --automation.
 //
-//   state                     documents, navigator entries, windows, title, status, open question
-//   trigger NAME | configure NAME   the menu action of that name
+//   state                     documents, navigator entries, windows, title, status, the title of
+//                             the modal window that blocks the others ("modal"), open question
+//   trigger NAME | configure NAME   the menu action (or window command, as "save_recording") of
+//                             that name
 //   open FILE...              as if the files were dropped on the window
 //   click-navigator N         a click on the N-th navigator entry
 //   close-window N            the close button of the N-th workspace window
@@ -23,7 +25,8 @@ class QSocketNotifier;
 //   messages on|off           shows or hides the "Messages" dock
 //   answer BUTTON             a click on that button of the open question ("Discard", "OK", ...)
 //   record on|off             Tools > Record
-//   save-recording FILE       Tools > Save Recording, with FILE chosen
+//   save-recording FILE       Tools > Save Recording, with FILE chosen for the document offered
+//                             first (the active one when recorded); the reply names it
 //   quit                      the window's close, as from the menu
 class CAutomationChannel : public QObject
 {

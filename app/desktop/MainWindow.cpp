@@ -16,6 +16,7 @@
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -79,12 +80,20 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     resize(config.Width(), config.Height());
 
     CWindowPlugin::SHandlers handlers;
-    handlers.m_fnControl = [this](const std::string& name, bool bEnabled) { SetControl(name, bEnabled); };
-    handlers.m_fnShutdown = [this]() { QMetaObject::invokeMethod(this, "close", Qt::QueuedConnection); };
-    handlers.m_fnActiveView = [this](const std::string& caption) { ShowActiveView(caption); };
-    handlers.m_fnDocumentsChanged = [this]() { setWindowModified(!m_pWindowPlugin->UnsavedDocuments().empty()); };
-    handlers.m_fnPost = [this](const char* name, Zarn::CValue* pData) { m_session.Post(name, pData); };
+    handlers.m_fnControl = [this](const std::string& name, bool bEnabled)
+    { SetControl(name, bEnabled); };
+    handlers.m_fnShutdown = [this]()
+    { QMetaObject::invokeMethod(this, "close", Qt::QueuedConnection); };
+    handlers.m_fnActiveView = [this](const std::string& caption, const Zarn::CValueMap* pDocument)
+    { ShowActiveView(caption, pDocument); };
+    handlers.m_fnDocumentsChanged = [this]()
+    { setWindowModified(!m_pWindowPlugin->UnsavedDocuments().empty()); };
+    handlers.m_fnPost = [this](const char* name, Zarn::CValue* pData)
+    { m_session.Post(name, pData); };
     handlers.m_fnNewDocument = [this](const Zarn::CValueMap& document) { Record(document); };
+    handlers.m_fnDocumentGone = [this](const Zarn::CValueMap* pDocument)
+    { ForgetDocument(pDocument); };
+    handlers.m_fnActivity = [this](bool bRunning) { ShowActivityState(bRunning); };
     m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), std::move(handlers));
 
     m_pStatusLabel = new QLabel(this);
@@ -96,11 +105,14 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     statusBar()->addPermanentWidget(m_pRecordingLabel);
     m_pRecordingLabel->hide();
     // The logger calls from any thread, under its lock: only hand the line over. Installed
-    // before the plug-ins start, so that their start-up problems show too.
+    // before the plug-ins start, so that their start-up problems show too. A line written without
+    // its own level goes out at whatever level the logger last had (after a file that could not
+    // be opened, an error): that level says nothing about the line, so only lines whose writer
+    // chose warning or error are shown as such.
     session.Logger().SetLineListener(
-        [this](int level, const std::string& text)
+        [this](int level, const std::string& text, bool bLevelSelected)
         {
-            if (level >= Zarn::CLogger::levelWarning)
+            if (bLevelSelected && level >= Zarn::CLogger::levelWarning)
             {
                 QMetaObject::invokeMethod(this, "SlotLogLine", Qt::QueuedConnection,
                                           Q_ARG(int, level), Q_ARG(QString, QString::fromStdString(text)));
@@ -183,7 +195,6 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
             }
         }
     }
-
 }
 
 CMainWindow::~CMainWindow()
@@ -249,8 +260,11 @@ QAction* CMainWindow::MakeAction(const SMenuItem& item)
         pAction->setStatusTip(item.m_strTip);
         pAction->setToolTip(item.m_strTip);
     }
-    pAction->setEnabled(item.m_bEnabled);
     const std::string strName = item.m_strName;
+    // The activity dialog stays up until an ACTIVITY_STOP: it is offered only while a run is in
+    // flight, or nothing would ever close it.
+    pAction->setEnabled(strName == kActivityAction ? m_pWindowPlugin->RunningActivities() > 0
+                                                   : item.m_bEnabled);
     if (item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure)
     {
         const char* szMessage = item.m_enKind == SMenuItem::kAction ? "ON_ACTION" : "ON_CONFIGURE";
@@ -324,6 +338,10 @@ QAction* CMainWindow::Action(const std::string& name, bool bConfigure) const
 
 void CMainWindow::SetControl(const std::string& name, bool bEnabled)
 {
+    if (name == kActivityAction)
+    {
+        return; // follows the runs in flight alone
+    }
     // One name may be a tool's action and its configuration action at once.
     for (QAction* pAction : {Action(name, false), Action(name, true)})
     {
@@ -334,8 +352,17 @@ void CMainWindow::SetControl(const std::string& name, bool bEnabled)
     }
 }
 
-void CMainWindow::ShowActiveView(const std::string& caption)
+void CMainWindow::ShowActivityState(bool bRunning)
 {
+    if (QAction* pAction = Action(kActivityAction))
+    {
+        pAction->setEnabled(bRunning);
+    }
+}
+
+void CMainWindow::ShowActiveView(const std::string& caption, const Zarn::CValueMap* pDocument)
+{
+    m_pActiveDocument = pDocument;
     if (!caption.empty() && !m_bViewShown)
     {
         m_bViewShown = true;
@@ -361,7 +388,7 @@ void CMainWindow::SetRecording(bool bOn)
     m_bRecording = bOn;
     if (bOn)
     {
-        m_recording = Zarn::CValueVector(); // a new recording starts empty
+        m_lstRecorded.clear(); // a new recording starts empty
     }
     if (m_pRecordAction != nullptr && m_pRecordAction->isChecked() != bOn)
     {
@@ -370,33 +397,96 @@ void CMainWindow::SetRecording(bool bOn)
     ShowRecordingState();
 }
 
+QString CMainWindow::SRecordedDocument::Caption() const
+{
+    const QString strLabel = QString::fromStdString(m_strLabel);
+    return m_nIndex > 0 ? QString("%1 [%2]").arg(strLabel).arg(m_nIndex) : strLabel;
+}
+
 void CMainWindow::Record(const Zarn::CValueMap& document)
 {
-    const Zarn::CValueMap* pStep = Zarn::ImageDocument::ProcessStep(document);
-    if (!m_bRecording || pStep == nullptr)
+    // Only what a tool made has steps; an opened file is where a chain starts.
+    if (!m_bRecording || Zarn::ImageDocument::ProcessStep(document) == nullptr)
     {
         return;
     }
-    m_recording.PushBack(pStep->Clone(Zarn::CValue::tfShare));
+    SRecordedDocument recorded;
+    recorded.m_pDocument = &document;
+    recorded.m_strLabel = Zarn::ImageDocument::Label(document);
+    recorded.m_nIndex = document.EntryLong(Zarn::CValue_Key("index"), 0);
+    recorded.m_pChain =
+        std::make_shared<const Zarn::CValueVector>(Zarn::ImageDocument::ProcessChain(document));
+    m_lstRecorded.push_back(std::move(recorded));
     ShowRecordingState();
+}
+
+void CMainWindow::ForgetDocument(const Zarn::CValueMap* pDocument)
+{
+    for (SRecordedDocument& recorded : m_lstRecorded)
+    {
+        if (recorded.m_pDocument == pDocument)
+        {
+            recorded.m_pDocument = nullptr;
+        }
+    }
+    if (m_pActiveDocument == pDocument)
+    {
+        m_pActiveDocument = nullptr;
+    }
+}
+
+int CMainWindow::RecordingChoice() const
+{
+    for (size_t i = 0; i < m_lstRecorded.size() && m_pActiveDocument != nullptr; ++i)
+    {
+        if (m_lstRecorded[i].m_pDocument == m_pActiveDocument)
+        {
+            return static_cast<int>(i);
+        }
+    }
+    return static_cast<int>(m_lstRecorded.size()) - 1;
+}
+
+Zarn::CValueVector CMainWindow::RecordingSteps(int nDocument) const
+{
+    if (nDocument < 0)
+    {
+        nDocument = RecordingChoice();
+    }
+    if (nDocument < 0 || nDocument >= static_cast<int>(m_lstRecorded.size()))
+    {
+        return Zarn::CValueVector();
+    }
+    return *m_lstRecorded[static_cast<size_t>(nDocument)].m_pChain;
 }
 
 void CMainWindow::ShowRecordingState()
 {
-    const unsigned int uSteps = m_recording.Size();
-    m_pRecordingLabel->setVisible(m_bRecording || uSteps > 0);
-    const QString strSteps = uSteps == 1 ? tr("1 step") : tr("%1 steps").arg(uSteps);
-    m_pRecordingLabel->setText((m_bRecording ? tr("Recording: ") : tr("Recorded: ")) + strSteps);
+    const int nResults = static_cast<int>(m_lstRecorded.size());
+    m_pRecordingLabel->setVisible(m_bRecording || nResults > 0);
+    const QString strResults = nResults == 1 ? tr("1 result") : tr("%1 results").arg(nResults);
+    m_pRecordingLabel->setText((m_bRecording ? tr("Recording: ") : tr("Recorded: ")) + strResults);
     if (m_pSaveRecordingAction != nullptr)
     {
-        m_pSaveRecordingAction->setEnabled(uSteps > 0);
+        m_pSaveRecordingAction->setEnabled(nResults > 0);
     }
 }
 
-bool CMainWindow::SaveRecording(const QString& path)
+bool CMainWindow::SaveRecording(const QString& path, int nDocument)
 {
+    if (nDocument < 0)
+    {
+        nDocument = RecordingChoice();
+    }
+    if (nDocument < 0 || nDocument >= static_cast<int>(m_lstRecorded.size()))
+    {
+        QMessageBox::critical(this, tr("Cannot save the recording"),
+                              tr("Nothing has been recorded."));
+        return false;
+    }
+    const SRecordedDocument& recorded = m_lstRecorded[static_cast<size_t>(nDocument)];
     Zarn::CValueMap process;
-    process.SetEntry(Zarn::CValue_Key("process"), m_recording.Clone(Zarn::CValue::tfShare));
+    process.SetEntry(Zarn::CValue_Key("process"), recorded.m_pChain->Clone(Zarn::CValue::tfShare));
     try
     {
         Zarn::CJsonValueFile::WriteFile(path.toStdString(), process);
@@ -406,17 +496,55 @@ bool CMainWindow::SaveRecording(const QString& path)
         QMessageBox::critical(this, tr("Cannot save the recording"), QString::fromStdString(ErrorText(error)));
         return false;
     }
-    statusBar()->showMessage(tr("Recording saved to %1").arg(path), 5000);
+    const unsigned int uSteps = recorded.m_pChain->Size();
+    statusBar()->showMessage(
+        tr("Saved the %1 that made \"%2\" to %3")
+            .arg(uSteps == 1 ? tr("step") : tr("%1 steps").arg(uSteps), recorded.Caption(), path),
+        8000);
     return true;
 }
 
 void CMainWindow::SlotSaveRecording()
 {
-    const QString strPath = QFileDialog::getSaveFileName(this, tr("Save recording"), tr("recording.json"),
-                                                         tr("Process descriptions (*.json)"));
+    int nChoice = RecordingChoice();
+    if (nChoice < 0)
+    {
+        return;
+    }
+    if (m_lstRecorded.size() > 1)
+    {
+        // Each result has its own chain of steps: the user says whose to save.
+        QStringList lstCaptions;
+        for (const SRecordedDocument& recorded : m_lstRecorded)
+        {
+            const unsigned int uSteps = recorded.m_pChain->Size();
+            lstCaptions << (uSteps == 1 ? tr("%1 (1 step)").arg(recorded.Caption())
+                                        : tr("%1 (%2 steps)").arg(recorded.Caption()).arg(uSteps));
+        }
+        QInputDialog dialog(this);
+        dialog.setObjectName("RecordedDocumentChoice");
+        dialog.setWindowTitle(tr("Save Recording"));
+        dialog.setLabelText(tr("Save the steps that made:"));
+        dialog.setComboBoxItems(lstCaptions);
+        dialog.setComboBoxEditable(false);
+        dialog.setTextValue(lstCaptions.at(nChoice));
+        if (dialog.exec() != QDialog::Accepted)
+        {
+            return;
+        }
+        nChoice = static_cast<int>(lstCaptions.indexOf(dialog.textValue()));
+        if (nChoice < 0)
+        {
+            return;
+        }
+    }
+    const QString strCaption = m_lstRecorded[static_cast<size_t>(nChoice)].Caption();
+    const QString strPath =
+        QFileDialog::getSaveFileName(this, tr("Save the steps that made \"%1\"").arg(strCaption),
+                                     tr("recording.json"), tr("Process descriptions (*.json)"));
     if (!strPath.isEmpty())
     {
-        SaveRecording(strPath);
+        SaveRecording(strPath, nChoice);
     }
 }
 

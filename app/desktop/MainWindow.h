@@ -40,19 +40,41 @@ public:
     const CWindowPlugin& Documents() const { return *m_pWindowPlugin; }
     CMessageJournalDock* JournalDock() const { return m_pJournalDock; }
     QString StatusText() const;
-    // Recording: while on, the process step of every document a tool makes is kept, in order.
+    // Recording: while on, every document a tool makes is kept, in order, with the chain of steps
+    // that made it (ImageDocument::ProcessChain: back to the file, also through steps made before
+    // the recording began, and only through the documents it came from, however the session
+    // branched). The chain is copied, so a closed document can still be saved.
+    struct SRecordedDocument
+    {
+        const Zarn::CValueMap* m_pDocument = nullptr; // null once the document is gone
+        std::string m_strLabel;
+        long m_nIndex = 0; // the repository's number among equal labels; 0 when none
+        std::shared_ptr<const Zarn::CValueVector> m_pChain;
+        // "label [index]", as the views name it.
+        QString Caption() const;
+    };
     void SetRecording(bool bOn);
     bool IsRecording() const { return m_bRecording; }
-    const Zarn::CValueVector& Recording() const { return m_recording; }
-    // Writes the recording as a process description {"process": [...]}; false (after telling the
-    // user) when it cannot be written.
-    bool SaveRecording(const QString& path);
+    const std::vector<SRecordedDocument>& RecordedDocuments() const { return m_lstRecorded; }
+    // The document Save Recording offers first: the active one when it was recorded, else the
+    // latest; -1 when nothing was recorded.
+    int RecordingChoice() const;
+    // The steps of a recorded document (-1: RecordingChoice()); empty when there is none.
+    Zarn::CValueVector RecordingSteps(int nDocument = -1) const;
+    // Writes the chain of a recorded document (-1: RecordingChoice()) as a process description
+    // {"process": [...]}, which docview-batch replays on the file the chain starts from; false
+    // (after telling the user) when it cannot be written or nothing was recorded.
+    bool SaveRecording(const QString& path, int nDocument = -1);
 
     // Ends the plug-ins; the window stays until it is destroyed. Called when the application quits.
     void ShutDown();
 
     // The question asked when unsaved documents would be lost: the test driver answers it.
     static constexpr const char* kUnsavedTitle = "Unsaved documents";
+    // The action that shows the activity dialog: enabled only while a tool run is in flight
+    // (between ACTIVITY_START and its ACTIVITY_STOP, nested runs counted), whatever the
+    // configuration or UPDATE_CONTROLS say.
+    static constexpr const char* kActivityAction = "popup_activity";
 
 signals:
     // The first view has been painted: the program is ready for work.
@@ -74,8 +96,10 @@ private:
     void FillMenu(QMenu* menu, const std::vector<SMenuItem>& items);
     void FillDockEntries(QMenu* menu);
     void SetControl(const std::string& name, bool bEnabled);
-    void ShowActiveView(const std::string& caption);
+    void ShowActivityState(bool bRunning);
+    void ShowActiveView(const std::string& caption, const Zarn::CValueMap* pDocument);
     void Record(const Zarn::CValueMap& document);
+    void ForgetDocument(const Zarn::CValueMap* pDocument);
     void ShowRecordingState();
     // Asks what to do with unsaved documents; false when the user chose to stay.
     bool MayClose();
@@ -92,7 +116,8 @@ private:
     bool m_bShutDown = false;
     bool m_bViewShown = false;
     bool m_bRecording = false;
-    Zarn::CValueVector m_recording;
+    std::vector<SRecordedDocument> m_lstRecorded;
+    const Zarn::CValueMap* m_pActiveDocument = nullptr;
     QAction* m_pRecordAction = nullptr;
     QAction* m_pSaveRecordingAction = nullptr;
     QLabel* m_pRecordingLabel = nullptr;

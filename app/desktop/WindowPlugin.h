@@ -5,12 +5,13 @@
 #include <Zarn/Value/Value.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
 // The main window's own receiver on the communication thread. It keeps the list of open
-// documents (to ask before unsaved work is lost) and hands the messages that concern the window
-// to it; it changes nothing itself.
+// documents (to ask before unsaved work is lost) and the count of tool runs in flight, and hands
+// the messages that concern the window to it; it changes nothing itself.
 class CWindowPlugin : public Zarn::CPluginBase
 {
 public:
@@ -19,14 +20,19 @@ public:
         // Action name and its new state, for each entry of UPDATE_CONTROLS.
         std::function<void(const std::string&, bool)> m_fnControl;
         std::function<void()> m_fnShutdown;
-        // The caption of the active view, empty when none is active.
-        std::function<void(const std::string&)> m_fnActiveView;
+        // The caption of the active view, empty when none is active, and its document (or null).
+        std::function<void(const std::string&, const Zarn::CValueMap*)> m_fnActiveView;
         // A document came, went or changed.
         std::function<void()> m_fnDocumentsChanged;
         // A new document, before m_fnDocumentsChanged.
         std::function<void(const Zarn::CValueMap&)> m_fnNewDocument;
+        // A document is going (INVALID_DOCUMENT), before m_fnDocumentsChanged: the pointer must
+        // not be used after the call.
+        std::function<void(const Zarn::CValueMap*)> m_fnDocumentGone;
         // Posts a message (name, data taken).
         std::function<void(const char*, Zarn::CValue*)> m_fnPost;
+        // True when the first run starts, false when the last one in flight has stopped.
+        std::function<void(bool)> m_fnActivity;
     };
 
     CWindowPlugin(Zarn::CMessageIdFactory& ids, SHandlers handlers);
@@ -36,11 +42,18 @@ public:
     // The open documents, in the order they came.
     const std::vector<Zarn::CValueMap*>& Documents() const { return m_lstDocuments; }
     std::vector<Zarn::CValueMap*> UnsavedDocuments() const;
+    // Runs between an ACTIVITY_START and the ACTIVITY_STOP that ends it.
+    int RunningActivities() const { return m_nRunning; }
 
 private:
     bool Is(long id, const char* name) const { return id == m_ids.GetMessageId(name); }
+    void ActivityStarted(const Zarn::CValue* pData);
+    void ActivityStopped(const Zarn::CValue* pData);
 
     Zarn::CMessageIdFactory& m_ids;
     SHandlers m_handlers;
     std::vector<Zarn::CValueMap*> m_lstDocuments;
+    int m_nRunning = 0;
+    // Actions that ever posted ACTIVITY_START: they run on tool threads.
+    std::set<std::string> m_setThreadedActions;
 };

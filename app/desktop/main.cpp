@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMessageBox>
 #include <QTimer>
 
@@ -20,11 +21,47 @@
 namespace
 {
 
-// Shown where the user looks: on the terminal, and in a box unless a script drives the program.
+// Whether a window can be seen at all. The offscreen and minimal platforms draw nowhere, and
+// without DISPLAY or WAYLAND_DISPLAY there is no desktop session: a modal box would wait there for
+// ever for a click nobody can give.
+bool HasDisplay()
+{
+    const QString strPlatform = QGuiApplication::platformName();
+    if (strPlatform == "offscreen" || strPlatform == "minimal")
+    {
+        return false;
+    }
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+// True on a terminal without any desktop: no display and no platform chosen. Qt would abort in
+// QApplication then, before the configuration could say anything.
+bool NoDisplayAtAll(int argc, char* argv[])
+{
+    if (!qEnvironmentVariableIsEmpty("DISPLAY") ||
+        !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+        !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    {
+        return false;
+    }
+    for (int i = 1; i < argc; ++i)
+    {
+        const std::string strArgument = argv[i];
+        if (strArgument == "-platform" || strArgument == "--platform")
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Shown where the user looks: on the terminal, and in a box when a user can see and close it
+// (not when a script drives the program, nor without a display).
 void ReportStartFailure(const QString& text, bool bShowBox)
 {
     std::cerr << "docview-app: " << text.toStdString() << std::endl;
-    if (bShowBox)
+    if (bShowBox && HasDisplay())
     {
         QMessageBox box(QMessageBox::Critical, QObject::tr("docview cannot start"), text);
         box.exec();
@@ -37,6 +74,12 @@ int main(int argc, char* argv[])
 {
     QElapsedTimer clock;
     clock.start();
+    const bool bNoDisplay = NoDisplayAtAll(argc, argv);
+    if (bNoDisplay)
+    {
+        // Off screen, so that the configuration is still checked and --screenshot still works.
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     QApplication application(argc, argv);
     QApplication::setApplicationName("docview");
     QApplication::setOrganizationName("docview");
@@ -84,6 +127,16 @@ int main(int argc, char* argv[])
     catch (const CConfigError& error)
     {
         ReportStartFailure(QString::fromStdString(error.what()), bInteractive);
+        return 2;
+    }
+    if (bNoDisplay && bInteractive)
+    {
+        // The configuration is good, but a window nobody can see would run for ever.
+        ReportStartFailure(
+            "no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set); "
+            "start it in a desktop session, under xvfb-run, or with --screenshot FILE",
+            false);
+        pWindow->ShutDown();
         return 2;
     }
 

@@ -138,8 +138,8 @@ void CImageToolBase::Run(Zarn::CValueMap& data)
     const std::string strLabel = Zarn::ImageDocument::Label(*pDocument) + " - " + m_strLabel;
     std::unique_ptr<Zarn::CValueMap> pNew(Zarn::ImageDocument::Create(pResult.release(), strLabel));
     const Zarn::CValueMap parameters = ParameterMap();
-    // A recording replays the run from this step.
-    Zarn::ImageDocument::SetProcessStep(*pNew, m_strName, parameters);
+    // A recording replays the run from this step, after the steps that made the input.
+    Zarn::ImageDocument::SetProcessStep(*pNew, m_strName, parameters, pDocument);
     auto* pAdded = new Zarn::CValueVector;
     data.SetEntry("output/documents/add", pAdded);
     data.SetEntry("output/parameters", new Zarn::CValueMap(parameters));

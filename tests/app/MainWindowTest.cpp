@@ -11,8 +11,12 @@
 #include <QApplication>
 #include <QDropEvent>
 #include <QElapsedTimer>
+#include <QFileDialog>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QUrl>
@@ -36,6 +40,7 @@ const char* const kConfig = R"({"plugins": [
         {"configure": "blur", "text": "Blur settings"},
         {"command": "quit", "text": "&Quit"}]},
         {"title": "&Tools", "items": [
+        {"action": "popup_activity", "text": "Show &Activity", "enabled": true},
         {"command": "record", "text": "&Record"},
         {"command": "save_recording", "text": "Save Recording"}]}],
     "toolbars": [{"title": "Main", "items": [{"action": "open"}]}]}})";
@@ -51,6 +56,55 @@ bool Until(const std::function<bool()>& condition)
     }
     return condition();
 }
+
+// Lets the messages posted so far reach the window.
+void Settle()
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (clock.elapsed() < 100)
+    {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+}
+
+// The data of ACTIVITY_START, or of the ACTIVITY_STOP of a run on the GUI thread or of a thread
+// that could not start: {"action": name}.
+Zarn::CValueMap* ActionData(const char* action)
+{
+    auto* pData = new Zarn::CValueMap;
+    pData->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString(action));
+    return pData;
+}
+
+// The data of the ACTIVITY_STOP a tool thread posts: its output with "toolthread".
+Zarn::CValueMap* ThreadStopData()
+{
+    auto* pData = new Zarn::CValueMap;
+    pData->SetEntry(Zarn::CValue_Key("toolthread"),
+                    new Zarn::CValuePointer<Zarn::CValueMap>(nullptr));
+    return pData;
+}
+
+// A view as the repository announces it: its description names its document.
+class CDocumentView : public Zarn::CPluginBase
+{
+public:
+    CDocumentView(Zarn::CValueMap& document, const char* caption)
+        : m_document(document), m_szCaption(caption)
+    {
+    }
+    void Run(Zarn::CValueMap& data) override
+    {
+        data.SetEntry(Zarn::CValue_Key("caption"), new Zarn::CValueString(m_szCaption));
+        data.SetEntry(Zarn::CValue_Key("document"),
+                      new Zarn::CValuePointer<Zarn::CValueMap>(&m_document));
+    }
+
+private:
+    Zarn::CValueMap& m_document;
+    const char* m_szCaption;
+};
 
 // Clicks a button of the next question box as soon as it is open, and keeps its texts.
 struct SAnswer
@@ -117,6 +171,41 @@ protected:
         return pDocument;
     }
 
+    // A document a tool made from the source (its step and chain as the image tools write them),
+    // announced to the window; the test owns it.
+    Zarn::CValueMap* AnnounceStep(const std::string& label, const std::string& plugin,
+                                  const Zarn::CValueMap* pSource)
+    {
+        Zarn::CValueMap parameters;
+        parameters.SetEntry(Zarn::CValue_Key("sigma"), new Zarn::CValueDouble(2.0));
+        auto* pImage =
+            new Zarn::CImage(Zarn::CSize(4, 4), Zarn::IImage::CType(Zarn::IImage::etUInt8));
+        m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, label));
+        Zarn::ImageDocument::SetProcessStep(*m_lstDocuments.back(), plugin, parameters, pSource);
+        m_pSession->Post("NEW_DOCUMENT",
+                         new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
+        const size_t uCount = m_lstDocuments.size();
+        EXPECT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == uCount; }));
+        return m_lstDocuments.back().get();
+    }
+
+    // The "plugin" of every step of a saved process description.
+    static std::vector<std::string> SavedPlugins(const QString& path)
+    {
+        std::vector<std::string> lstPlugins;
+        std::unique_ptr<Zarn::CValue> pSaved(Zarn::CJsonValueFile::ReadFile(path.toStdString()));
+        const Zarn::CValueVector* pProcess =
+            pSaved->Map()->Entry(Zarn::CValue_Key("process"), true)->Vector();
+        for (unsigned int i = 0; i < pProcess->Size(); ++i)
+        {
+            lstPlugins.push_back(pProcess->Entry(Zarn::CValue_Key(i), true)
+                                     ->Map()
+                                     ->EntryString(Zarn::CValue_Key("plugin"))
+                                     .StdString());
+        }
+        return lstPlugins;
+    }
+
     QTemporaryDir m_folder;
     std::unique_ptr<CApplicationConfig> m_pConfig;
     std::unique_ptr<CHostSession> m_pSession;
@@ -177,6 +266,72 @@ TEST_F(MainWindow, LatestWarningOrErrorOfTheLogShowsInTheStatusBar)
     m_pSession->Logger().SetLevel(Zarn::CLogger::levelError) << "write failed\n";
     EXPECT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Error: write failed"; }))
         << m_pWindow->StatusText().toStdString();
+}
+
+// After a file that cannot be opened, the repository's plain lines (written at the logger's
+// sticky error level) must not show as errors in the status bar.
+TEST_F(MainWindow, LinesWithoutTheirOwnLevelAreNotShownAsErrors)
+{
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelError) << "broken.png: cannot decode" << Zarn::notype
+                                                             << "\n";
+    ASSERT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Error: broken.png: cannot decode"; }))
+        << m_pWindow->StatusText().toStdString();
+    m_pSession->Logger() << "CRepositoryPlugin::CreateView - View plugin created for ok2.png." << std::endl;
+    ASSERT_EQ(m_pSession->Logger().Level(), Zarn::CLogger::levelError) << "the log keeps its sticky level";
+    // The listener hands lines over with queued calls: let them arrive.
+    for (int i = 0; i < 5; ++i)
+    {
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(m_pWindow->StatusText().toStdString(), "Error: broken.png: cannot decode");
+
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelWarning) << "disk almost full\n";
+    m_pSession->Logger() << "an ordinary line after the warning\n";
+    EXPECT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Warning: disk almost full"; }));
+    for (int i = 0; i < 5; ++i)
+    {
+        QCoreApplication::processEvents();
+    }
+    EXPECT_EQ(m_pWindow->StatusText().toStdString(), "Warning: disk almost full");
+}
+
+// Show Activity with nothing running opened a modal busy dialog that no ACTIVITY_STOP would close.
+TEST_F(MainWindow, ShowActivityIsOfferedOnlyWhileAToolRuns)
+{
+    QAction* pShow = m_pWindow->Action("popup_activity");
+    ASSERT_NE(pShow, nullptr);
+    EXPECT_FALSE(pShow->isEnabled()) << "nothing runs yet, although the configuration enables it";
+
+    // A tool on the GUI thread: a stop without a start.
+    m_pSession->Post("ACTIVITY_STOP", ActionData("save"));
+    Settle();
+    EXPECT_FALSE(pShow->isEnabled());
+
+    // Two threaded runs overlap: offered until the second has stopped.
+    m_pSession->Post("ACTIVITY_START", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return pShow->isEnabled(); }));
+    m_pSession->Post("ACTIVITY_START", ActionData("invert"));
+    m_pSession->Post("ACTIVITY_STOP", ThreadStopData());
+    Settle();
+    EXPECT_TRUE(pShow->isEnabled()) << "one run is still going";
+    m_pSession->Post("ACTIVITY_STOP", ActionData("close")); // a GUI-thread tool in between
+    Settle();
+    EXPECT_TRUE(pShow->isEnabled()) << "the stop of a run on the GUI thread ends no threaded run";
+    m_pSession->Post("ACTIVITY_STOP", ThreadStopData());
+    EXPECT_TRUE(Until([&]() { return !pShow->isEnabled(); }));
+
+    // A thread that could not start: its stop names the action of the start.
+    m_pSession->Post("ACTIVITY_START", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return pShow->isEnabled(); }));
+    m_pSession->Post("ACTIVITY_STOP", ActionData("blur"));
+    EXPECT_TRUE(Until([&]() { return !pShow->isEnabled(); }));
+
+    // The toolbox and the repository never name it, so nothing else may switch it on.
+    auto* pControls = new Zarn::CValueMap;
+    pControls->SetEntry(Zarn::CValue_Key("popup_activity"), new Zarn::CValueBool(true));
+    m_pSession->Post("UPDATE_CONTROLS", pControls);
+    Settle();
+    EXPECT_FALSE(pShow->isEnabled());
 }
 
 TEST_F(MainWindow, MessagesDockShowsTheJournalOnlyWhileVisible)
@@ -255,7 +410,7 @@ TEST_F(MainWindow, DocumentGoneIsNoLongerAskedFor)
     EXPECT_TRUE(m_pWindow->close());
 }
 
-TEST_F(MainWindow, RecordingKeepsTheStepsOfNewDocumentsWhileOnAndSavesThemAsAProcess)
+TEST_F(MainWindow, RecordingKeepsTheResultsMadeWhileOnAndSavesTheStepsOfOneAsAProcess)
 {
     QAction* pRecord = m_pWindow->findChild<QAction*>("record");
     QAction* pSave = m_pWindow->findChild<QAction*>("save_recording");
@@ -264,46 +419,110 @@ TEST_F(MainWindow, RecordingKeepsTheStepsOfNewDocumentsWhileOnAndSavesThemAsAPro
     EXPECT_TRUE(pRecord->isCheckable());
     EXPECT_FALSE(pSave->isEnabled()) << "nothing recorded yet";
 
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("sigma"), new Zarn::CValueDouble(2.0));
-    const auto AnnounceStep = [&](const std::string& label, const std::string& plugin)
-    {
-        auto* pImage = new Zarn::CImage(Zarn::CSize(4, 4), Zarn::IImage::CType(Zarn::IImage::etUInt8));
-        m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, label));
-        Zarn::ImageDocument::SetProcessStep(*m_lstDocuments.back(), plugin, parameters);
-        m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
-        const size_t uCount = m_lstDocuments.size();
-        EXPECT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == uCount; }));
-    };
-    AnnounceStep("not recorded", "Median");
-    EXPECT_EQ(m_pWindow->Recording().Size(), 0u);
+    Zarn::CValueMap* pFile = AnnounceDocument("cells.png", "/data/cells.png");
+    AnnounceStep("not recorded", "Median", pFile);
+    EXPECT_TRUE(m_pWindow->RecordedDocuments().empty());
 
     pRecord->trigger();
     EXPECT_TRUE(m_pWindow->IsRecording());
-    AnnounceStep("blurred", "GaussianBlur");
+    Zarn::CValueMap* pBlurred = AnnounceStep("blurred", "GaussianBlur", pFile);
     AnnounceDocument("no tool made this");
-    AnnounceStep("thresholded", "Threshold");
+    AnnounceStep("thresholded", "Threshold", pBlurred);
     pRecord->trigger();
     EXPECT_FALSE(m_pWindow->IsRecording());
-    AnnounceStep("after", "Invert");
-    ASSERT_EQ(m_pWindow->Recording().Size(), 2u);
+    AnnounceStep("after", "Invert", pFile);
+    ASSERT_EQ(m_pWindow->RecordedDocuments().size(), 2u);
+    EXPECT_EQ(m_pWindow->RecordedDocuments()[0].m_strLabel, "blurred");
+    EXPECT_EQ(m_pWindow->RecordedDocuments()[1].m_strLabel, "thresholded");
     EXPECT_TRUE(pSave->isEnabled());
 
+    // Without an active document the latest result is offered.
+    EXPECT_EQ(m_pWindow->RecordingChoice(), 1);
     const QString strPath = m_folder.filePath("recorded.json");
     ASSERT_TRUE(m_pWindow->SaveRecording(strPath));
+    EXPECT_EQ(SavedPlugins(strPath), (std::vector<std::string>{"GaussianBlur", "Threshold"}));
     std::unique_ptr<Zarn::CValue> pSaved(Zarn::CJsonValueFile::ReadFile(strPath.toStdString()));
-    const Zarn::CValueVector* pProcess = pSaved->Map()->Entry(Zarn::CValue_Key("process"), true)->Vector();
-    ASSERT_EQ(pProcess->Size(), 2u);
-    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(0u), true)->Map()->EntryString(Zarn::CValue_Key("plugin")).StdString(),
-              "GaussianBlur");
-    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(1u), true)->Map()->EntryString(Zarn::CValue_Key("plugin")).StdString(),
-              "Threshold");
-    EXPECT_EQ(pProcess->Entry(Zarn::CValue_Key(1u), true)->Map()->Entry("parameters/sigma", true)->Double(), 2.0);
+    EXPECT_EQ(pSaved->Map()->Entry("process/1/parameters/sigma", true)->Double(), 2.0);
 
     // A new recording starts empty.
     pRecord->trigger();
-    EXPECT_EQ(m_pWindow->Recording().Size(), 0u);
+    EXPECT_TRUE(m_pWindow->RecordedDocuments().empty());
     EXPECT_FALSE(pSave->isEnabled());
+}
+
+// A recording of a session that branched (two tools on the same image) was saved as one flat list
+// of every step, which replays to another image than any of the results.
+TEST_F(MainWindow, RecordingOfABranchedSessionSavesOnlyTheChainOfTheChosenDocument)
+{
+    m_pWindow->SetRecording(true);
+    Zarn::CValueMap* pA = AnnounceDocument("a.png", "/data/a.png");
+    Zarn::CValueMap* pB = AnnounceStep("b", "GaussianBlur", pA);
+    Zarn::CValueMap* pC = AnnounceStep("c", "Invert", pA);
+    Zarn::CValueMap* pD = AnnounceStep("d", "Threshold", pB);
+    ASSERT_EQ(m_pWindow->RecordedDocuments().size(), 3u);
+
+    // The active document is offered first.
+    CDocumentView view(*pC, "c [1]");
+    m_pSession->Post("ACTIVE_VIEW", new Zarn::CValuePointer<Zarn::CPluginBase>(&view));
+    ASSERT_TRUE(Until([&]() { return m_pWindow->RecordingChoice() == 1; }));
+    const QString strPath = m_folder.filePath("branched.json");
+    ASSERT_TRUE(m_pWindow->SaveRecording(strPath));
+    EXPECT_EQ(SavedPlugins(strPath), std::vector<std::string>{"Invert"});
+
+    ASSERT_TRUE(m_pWindow->SaveRecording(strPath, 2));
+    EXPECT_EQ(SavedPlugins(strPath), (std::vector<std::string>{"GaussianBlur", "Threshold"}));
+    EXPECT_NE(m_pWindow->statusBar()->currentMessage().indexOf("the 2 steps that made \"d\""), -1)
+        << m_pWindow->statusBar()->currentMessage().toStdString();
+
+    // A closed result can still be saved; it is no longer the active one.
+    m_pSession->Post("INVALID_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pC));
+    ASSERT_TRUE(Until([&]() { return m_pWindow->RecordingChoice() == 2; }));
+    ASSERT_TRUE(m_pWindow->SaveRecording(strPath, 1));
+    EXPECT_EQ(SavedPlugins(strPath), std::vector<std::string>{"Invert"});
+    (void)pD;
+}
+
+// Save Recording must say whose steps it writes: the user picks the result, and the file dialog
+// names it.
+TEST_F(MainWindow, SaveRecordingAsksForTheDocumentAndNamesItInTheFileDialog)
+{
+    m_pWindow->SetRecording(true);
+    Zarn::CValueMap* pA = AnnounceDocument("a.png", "/data/a.png");
+    Zarn::CValueMap* pB = AnnounceStep("b", "GaussianBlur", pA);
+    AnnounceStep("c", "Invert", pA);
+    AnnounceStep("d", "Threshold", pB);
+
+    const QString strPath = m_folder.filePath("chosen.json");
+    QStringList lstChoices;
+    QString strFileDialogTitle;
+    std::function<void()> fnPoll;
+    fnPoll = [&]()
+    {
+        QWidget* pModal = QApplication::activeModalWidget();
+        if (auto* pChoice = qobject_cast<QInputDialog*>(pModal))
+        {
+            lstChoices = pChoice->comboBoxItems();
+            pChoice->setTextValue(lstChoices.value(2));
+            pChoice->accept();
+        }
+        else if (auto* pFiles = qobject_cast<QFileDialog*>(pModal))
+        {
+            strFileDialogTitle = pFiles->windowTitle();
+            pFiles->setOption(QFileDialog::DontConfirmOverwrite);
+            auto* pName = pFiles->findChild<QLineEdit*>("fileNameEdit");
+            ASSERT_NE(pName, nullptr);
+            pName->setText(strPath);
+            static_cast<QDialog*>(pFiles)->accept(); // QFileDialog::accept is protected
+            return;
+        }
+        QTimer::singleShot(20, fnPoll);
+    };
+    QTimer::singleShot(20, fnPoll);
+    m_pWindow->findChild<QAction*>("save_recording")->trigger();
+
+    EXPECT_EQ(lstChoices, (QStringList{"b (1 step)", "c (1 step)", "d (2 steps)"}));
+    EXPECT_EQ(strFileDialogTitle.toStdString(), "Save the steps that made \"d\"");
+    EXPECT_EQ(SavedPlugins(strPath), (std::vector<std::string>{"GaussianBlur", "Threshold"}));
 }
 
 TEST_F(MainWindow, DroppedFilesBecomeDocuments)

@@ -243,6 +243,76 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     EXPECT_GT(uLabels, 0u);
 }
 
+// A session that branched (two tools on the same image) was saved as one flat list of all steps,
+// whose replay gave another image.
+TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
+{
+    Start({(m_data / "first.png").string()});
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "the image shown");
+    ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
+    size_t uDocuments = 1;
+    // Runs the tool on the document of navigator entry `source` and waits for its result to be
+    // active.
+    const auto RunOn = [&](int source, const std::string& action)
+    {
+        ASSERT_EQ(m_pApp->Command("click-navigator " + std::to_string(source))["ok"], true);
+        // The title follows ACTIVE_VIEW, which reaches the toolbox in the same delivery.
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return state["title"].get<std::string>().find(
+                           state["navigator"][source].get<std::string>()) == 0 &&
+                       state["actions"].value(action, false);
+            },
+            "entry " + std::to_string(source) + " active and " + action + " enabled");
+        ASSERT_EQ(m_pApp->Command("trigger " + action)["ok"], true);
+        ++uDocuments;
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return Count(state, "documents") == uDocuments &&
+                       Count(state, "navigator") == uDocuments &&
+                       state["title"].get<std::string>().find(
+                           state["navigator"][uDocuments - 1].get<std::string>()) == 0;
+            },
+            "the result of " + action + " active");
+    };
+    RunOn(0, "blur");      // A -> B
+    RunOn(0, "invert");    // A -> C
+    RunOn(1, "threshold"); // B -> D, now the active document
+    Screenshot("branched-recording.png");
+
+    const fs::path process = m_home / "branched.json";
+    const nlohmann::json saved = m_pApp->Command("save-recording " + process.string());
+    ASSERT_EQ(saved["ok"], true) << saved.dump();
+    const nlohmann::json state = m_pApp->Command("state");
+    EXPECT_EQ(saved["document"], state["documents"][3]["label"])
+        << "the reply names the document whose steps it wrote";
+    const nlohmann::json description = nlohmann::json::parse(ReadText(process));
+    ASSERT_EQ(description["process"].size(), 2u) << description.dump(2);
+    EXPECT_EQ(description["process"][0]["plugin"], "GaussianBlur");
+    EXPECT_EQ(description["process"][1]["plugin"], "Threshold");
+
+    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
+    m_pApp->WaitState([](const nlohmann::json& current)
+                      { return current["documents"][3]["saved"] == true; },
+                      "the thresholded image saved");
+    std::unique_ptr<Zarn::CImage> pInteractive(
+        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+
+    const fs::path output = m_home / "replayed";
+    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() +
+                                   "' --output '" + output.string() + "' -j 1 '" +
+                                   (m_data / "first.png").string() + "' 2>&1";
+    ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
+    std::unique_ptr<Zarn::CImage> pReplayed(
+        Zarn::CImageFile::Read((output / "first.tif").string()));
+    EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
+    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
+        << "the replay differs from the interactive result";
+}
+
 TEST_F(AppEndToEnd, MessagesDockShowsTheMessagesOfTheSessionLive)
 {
     CAppProcess::SOptions options;
@@ -299,6 +369,32 @@ TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
     Screenshot("built-in-configuration.png");
 }
 
+// Tools > Show Activity with nothing running opened a modal "Please wait" dialog that only
+// Escape removed.
+TEST_F(AppEndToEnd, ShowActivityIsNotOfferedWhileNothingRuns)
+{
+    CAppProcess::SOptions options;
+    options.m_strHome = m_home.string(); // the built-in configuration, which lists the action
+    options.m_lstFiles = {(m_data / "first.png").string()};
+    m_pApp = std::make_unique<CAppProcess>(options);
+    m_pApp->WaitEvent("ready");
+    nlohmann::json state = m_pApp->WaitState([](const nlohmann::json& current)
+                                             { return current["actions"].value("invert", false); },
+                                             "the image shown and Invert enabled");
+    EXPECT_EQ(state["actions"].value("popup_activity", true), false);
+    EXPECT_EQ(m_pApp->Command("trigger popup_activity")["error"], "the action is disabled");
+
+    ASSERT_EQ(m_pApp->Command("trigger invert")["ok"], true);
+    state = m_pApp->WaitState([](const nlohmann::json& current)
+                              { return Count(current, "documents") == 2; },
+                              "the inverted image");
+    // The run is over, so the dialog it showed is gone and cannot be called back.
+    EXPECT_EQ(state["actions"].value("popup_activity", true), false);
+    EXPECT_FALSE(state.contains("modal"))
+        << "a window still blocks the application: " << state.dump();
+    Screenshot("activity-after-run.png");
+}
+
 TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 {
     std::string strConfig = ReadText(m_config);
@@ -335,6 +431,65 @@ TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
     m_pApp = std::make_unique<CAppProcess>(options);
     EXPECT_EQ(m_pApp->WaitExit(), 2);
     EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":4:16: syntax error"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
+// Started as a user starts it but without a display, a broken configuration waited for ever on
+// a message box that nobody could see.
+TEST_F(AppEndToEnd, BrokenConfigurationWithoutDisplayReportsOnTheTerminalAndExits)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken)
+        << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bOffscreen = true;
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << "-1: still running after 10 s\n"
+                                                             << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":4:16: syntax error"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
+// On a terminal without any display (no DISPLAY, no WAYLAND_DISPLAY, no platform chosen) the
+// program ended in Qt's abort before its configuration was even read.
+TEST_F(AppEndToEnd, WithoutAnyDisplayAConfigurationErrorStillReachesTheTerminal)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken) << "{\"plugins\": 1}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bNoDisplay = true;
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:13: \"plugins\" must be an array"),
+              std::string::npos)
+        << m_pApp->Transcript();
+
+    // A good configuration cannot show its window there either: the program says so and ends.
+    options.m_strConfig = m_config.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(20)), 2) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find("docview-app: no display"), std::string::npos)
+        << m_pApp->Transcript();
+}
+
+// With a display the user still gets the box: the program waits for it instead of ending unseen.
+TEST_F(AppEndToEnd, BrokenConfigurationWithDisplayStillShowsItsBox)
+{
+    const fs::path broken = m_home / "broken.json";
+    std::ofstream(broken) << "{\"plugins\": 1}\n";
+    CAppProcess::SOptions options;
+    options.m_strConfig = broken.string();
+    options.m_bAutomation = false;
+    options.m_strHome = m_home.string();
+    m_pApp = std::make_unique<CAppProcess>(options);
+    EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(5)), -1) << m_pApp->Transcript();
+    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:"), std::string::npos)
         << m_pApp->Transcript();
 }
 

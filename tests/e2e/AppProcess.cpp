@@ -32,7 +32,15 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
         }
         lstEnvironment.push_back(strEntry);
     }
-    lstEnvironment.push_back("QT_QPA_PLATFORM=" + std::string(options.m_bOffscreen ? "offscreen" : "xcb"));
+    if (options.m_bNoDisplay)
+    {
+        std::erase_if(lstEnvironment, [](const std::string& entry)
+                      { return entry.rfind("WAYLAND_DISPLAY=", 0) == 0; });
+    }
+    else
+    {
+        lstEnvironment.push_back("QT_QPA_PLATFORM=" + std::string(options.m_bOffscreen ? "offscreen" : "xcb"));
+    }
     lstEnvironment.push_back("HOME=" + options.m_strHome);
     lstEnvironment.push_back("XDG_CONFIG_HOME=" + options.m_strHome + "/config");
     lstEnvironment.push_back("XDG_CACHE_HOME=" + options.m_strHome + "/cache");
@@ -47,13 +55,16 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
 CAppProcess::CAppProcess(const SOptions& options)
 {
     std::vector<std::string> lstArguments;
-    if (!options.m_bOffscreen)
+    if (!options.m_bOffscreen && !options.m_bNoDisplay)
     {
         // A screen large enough for the whole window and its dialogs, in true colour.
         lstArguments = {"xvfb-run", "-a", "-s", "-screen 0 1400x900x24"};
     }
     lstArguments.push_back(DOCVIEW_APP);
-    lstArguments.push_back("--automation");
+    if (options.m_bAutomation)
+    {
+        lstArguments.push_back("--automation");
+    }
     if (!options.m_strConfig.empty())
     {
         lstArguments.push_back("--config");

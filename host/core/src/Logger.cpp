@@ -13,7 +13,8 @@ struct CLogger::SLine
 {
     std::string strText;
     int nLevel = 0;
-    bool bHasLevel = false;    // SetLevel was called for this line
+    bool bHasLevel = false;    // the line's level is fixed (SetLevel or notype)
+    bool bSelected = false;    // SetLevel was called for this line
     bool bLevelLocked = false; // notype: the line's level no longer changes
 
     // Keeps the text's buffer, so a thread's lines cost no allocation once it has written one.
@@ -21,6 +22,7 @@ struct CLogger::SLine
     {
         strText.clear();
         bHasLevel = false;
+        bSelected = false;
         bLevelLocked = false;
     }
 };
@@ -88,7 +90,8 @@ CLogger::~CLogger()
     }
     if (!it->second.strText.empty())
     {
-        WriteLine(it->second.bHasLevel ? it->second.nLevel : -1, it->second.strText);
+        WriteLine(it->second.bHasLevel ? it->second.nLevel : -1, it->second.strText,
+                  it->second.bSelected);
     }
     pLines->erase(it);
 }
@@ -126,6 +129,7 @@ CLogger& CLogger::SetLevel(int level)
         {
             line.nLevel = level;
             line.bHasLevel = true;
+            line.bSelected = true;
         }
     }
     return *this;
@@ -145,7 +149,7 @@ CLogger& CLogger::operator<<(const char* text)
         {
             strText.pop_back();
         }
-        WriteLine(-1, strText);
+        WriteLine(-1, strText, false);
         return *this;
     }
     SLine& line = ThreadLine();
@@ -155,7 +159,7 @@ CLogger& CLogger::operator<<(const char* text)
         if (*pChar == '\n')
         {
             line.strText.append(pStart, pChar);
-            WriteLine(line.bHasLevel ? line.nLevel : -1, line.strText);
+            WriteLine(line.bHasLevel ? line.nLevel : -1, line.strText, line.bSelected);
             line.Reset();
             pStart = pChar + 1;
         }
@@ -206,7 +210,7 @@ void CLogger::EndLine()
     {
         return;
     }
-    WriteLine(line.bHasLevel ? line.nLevel : -1, line.strText);
+    WriteLine(line.bHasLevel ? line.nLevel : -1, line.strText, line.bSelected);
     line.Reset();
 }
 
@@ -222,7 +226,7 @@ std::uint64_t CLogger::LineCount() const
     return m_uLineCount;
 }
 
-void CLogger::WriteLine(int level, const std::string& text)
+void CLogger::WriteLine(int level, const std::string& text, bool bSelected)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     const int nLevel = level < 0 ? m_nLevel : level;
@@ -249,7 +253,7 @@ void CLogger::WriteLine(int level, const std::string& text)
     ++m_uLineCount;
     if (m_fnListener)
     {
-        m_fnListener(nLevel, text);
+        m_fnListener(nLevel, text, bSelected);
     }
 }
 

@@ -74,19 +74,40 @@ bool IsSaved(const CValueMap& document)
     return pSaved != nullptr && pSaved->GenericType() == CValue::vtBool && pSaved->Bool();
 }
 
-void SetProcessStep(CValueMap& document, const std::string& plugin, const CValueMap& parameters)
+void SetProcessStep(CValueMap& document, const std::string& plugin, const CValueMap& parameters,
+                    const CValueMap* source)
 {
-    auto* pStep = new CValueMap;
-    document.SetEntry(CValue_Key("process step"), pStep);
+    // The source is read before anything is stored, so it may even be the document itself.
+    auto pChain =
+        std::make_unique<CValueVector>(source != nullptr ? ProcessChain(*source) : CValueVector());
+    auto pStep = std::make_unique<CValueMap>();
     pStep->SetEntry(CValue_Key("type"), new CValueString("plugin"));
     pStep->SetEntry(CValue_Key("plugin"), new CValueString(plugin));
     pStep->SetEntry(CValue_Key("parameters"), parameters.Clone(CValue::tfShare));
+    pChain->PushBack(pStep->Clone(CValue::tfShare));
+    document.SetEntry(CValue_Key("process step"), pStep.release());
+    document.SetEntry(CValue_Key("process chain"), pChain.release());
 }
 
 const CValueMap* ProcessStep(const CValueMap& document)
 {
     const CValue* pStep = document.Entry(CValue_Key("process step"), false);
     return pStep != nullptr && pStep->GenericType() == CValue::vtMap ? pStep->Map() : nullptr;
+}
+
+CValueVector ProcessChain(const CValueMap& document)
+{
+    const CValue* pChain = document.Entry(CValue_Key("process chain"), false);
+    if (pChain != nullptr && pChain->GenericType() == CValue::vtVector)
+    {
+        return CValueVector(*pChain->Vector());
+    }
+    CValueVector chain;
+    if (const CValueMap* pStep = ProcessStep(document))
+    {
+        chain.PushBack(pStep->Clone(CValue::tfShare));
+    }
+    return chain;
 }
 
 } // namespace Zarn::ImageDocument

@@ -136,7 +136,7 @@ TEST(Logger, ListenerGetsLevelAndTextOfEveryWrittenLine)
     CLogger logger(&console);
     logger.SetThreshold(CLogger::levelWarning);
     std::vector<std::pair<int, std::string>> lstHeard;
-    logger.SetLineListener([&](int level, const std::string& text)
+    logger.SetLineListener([&](int level, const std::string& text, bool)
                            { lstHeard.emplace_back(level, text); });
     logger.SetLevel(CLogger::levelProgress) << "dropped\n";
     logger.SetLevel(CLogger::levelWarning) << "disk " << 90 << "% full\n";
@@ -145,8 +145,46 @@ TEST(Logger, ListenerGetsLevelAndTextOfEveryWrittenLine)
     logger.SetLevel(CLogger::levelError) << "not heard\n";
 
     ASSERT_EQ(lstHeard.size(), 2u);
-    EXPECT_EQ(lstHeard[0], std::make_pair(int(CLogger::levelWarning), std::string("disk 90% full")));
+    EXPECT_EQ(lstHeard[0],
+              std::make_pair(int(CLogger::levelWarning), std::string("disk 90% full")));
     EXPECT_EQ(lstHeard[1], std::make_pair(int(CLogger::levelError), std::string("write failed")));
+}
+
+// A line that skips SetLevel goes out at the sticky level, but its listener must not mistake
+// that level for the line's own severity.
+TEST(Logger, ListenerIsToldWhetherTheLevelWasSelectedForTheLine)
+{
+    std::ostringstream console;
+    CLogger logger(&console);
+    struct SHeard
+    {
+        int nLevel;
+        std::string strText;
+        bool bSelected;
+    };
+    std::vector<SHeard> lstHeard;
+    logger.SetLineListener(
+        [&](int level, const std::string& text, bool bLevelSelected) {
+            lstHeard.push_back({level, text, bLevelSelected});
+        });
+    logger.SetLevel(CLogger::levelError) << "cannot read broken.png" << notype << "\n";
+    logger << "  plugin name = Repository\n";
+    logger << "ended by notype" << notype << "\n";
+    logger.SetLevel(CLogger::levelProgress) << "progress\n";
+    logger.SetLineListener({});
+
+    ASSERT_EQ(lstHeard.size(), 4u);
+    EXPECT_EQ(lstHeard[0].nLevel, CLogger::levelError);
+    EXPECT_TRUE(lstHeard[0].bSelected);
+    // The log itself keeps the sticky level: the line is written as an error.
+    EXPECT_EQ(lstHeard[1].nLevel, CLogger::levelError);
+    EXPECT_EQ(lstHeard[1].strText, "  plugin name = Repository");
+    EXPECT_FALSE(lstHeard[1].bSelected);
+    EXPECT_FALSE(lstHeard[2].bSelected) << "notype fixes the level but does not select one";
+    EXPECT_TRUE(lstHeard[3].bSelected);
+    const std::vector<std::string> lstLines = Lines(console.str());
+    ASSERT_EQ(lstLines.size(), 4u);
+    EXPECT_EQ(AfterTime(lstLines[1]), "error   plugin name = Repository");
 }
 
 TEST(Logger, NewlineInsideTextSplitsLinesAndUnfinishedTextWaits)

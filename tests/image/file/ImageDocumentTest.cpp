@@ -109,4 +109,51 @@ TEST(ImageDocument, ProcessStepNamesTheToolAndItsParameters)
     EXPECT_EQ(pStep->Entry("parameters/sigma", true)->Double(), 2.5);
 }
 
+// Results of a session that branched must each know only the steps that made them, so that a
+// recording of one of them replays to that image.
+TEST(ImageDocument, ProcessChainFollowsTheSourceDocumentsBackToTheFile)
+{
+    std::unique_ptr<CValueMap> pFile(
+        ImageDocument::Create(SmallImage().release(), "a.png", "/data/a.png"));
+    EXPECT_EQ(ImageDocument::ProcessChain(*pFile).Size(), 0u);
+    CValueMap parameters;
+    std::unique_ptr<CValueMap> pBlurred(ImageDocument::Create(SmallImage().release(), "b"));
+    ImageDocument::SetProcessStep(*pBlurred, "GaussianBlur", parameters, pFile.get());
+    std::unique_ptr<CValueMap> pInverted(ImageDocument::Create(SmallImage().release(), "c"));
+    ImageDocument::SetProcessStep(*pInverted, "Invert", parameters, pFile.get());
+    std::unique_ptr<CValueMap> pThresholded(ImageDocument::Create(SmallImage().release(), "d"));
+    parameters.SetEntry(CValue_Key("level"), new CValueLong(100));
+    ImageDocument::SetProcessStep(*pThresholded, "Threshold", parameters, pBlurred.get());
+
+    const auto Plugins = [](const CValueMap& document)
+    {
+        std::vector<std::string> lstPlugins;
+        const CValueVector chain = ImageDocument::ProcessChain(document);
+        for (unsigned int i = 0; i < chain.Size(); ++i)
+        {
+            lstPlugins.push_back(chain.Entry(CValue_Key(i), true)
+                                     ->Map()
+                                     ->EntryString(CValue_Key("plugin"))
+                                     .StdString());
+        }
+        return lstPlugins;
+    };
+    EXPECT_EQ(Plugins(*pBlurred), (std::vector<std::string>{"GaussianBlur"}));
+    EXPECT_EQ(Plugins(*pInverted), (std::vector<std::string>{"Invert"}));
+    EXPECT_EQ(Plugins(*pThresholded), (std::vector<std::string>{"GaussianBlur", "Threshold"}));
+    const CValueVector chain = ImageDocument::ProcessChain(*pThresholded);
+    EXPECT_EQ(chain.Entry(CValue_Key(1u), true)->Map()->Entry("parameters/level", true)->Long(),
+              100);
+    EXPECT_TRUE(
+        chain.Entry(CValue_Key(1u), true)->Equal(*ImageDocument::ProcessStep(*pThresholded)));
+
+    // The chain is the result's own: closing its source changes nothing.
+    pBlurred.reset();
+    EXPECT_EQ(Plugins(*pThresholded), (std::vector<std::string>{"GaussianBlur", "Threshold"}));
+    // A document with a step but no chain (made before chains, or by hand) is its own chain.
+    CValueMap handMade;
+    handMade.SetEntry("process step/plugin", new CValueString("Median"));
+    EXPECT_EQ(Plugins(handMade), (std::vector<std::string>{"Median"}));
+}
+
 } // namespace

@@ -68,8 +68,11 @@ public:
     int Level() const;
     // Called with the level and the text (without time and level prefix) of every line written,
     // on the thread that wrote it and under the logger's lock: it must be quick and must not log.
-    // An empty function removes the listener.
-    using LineListener = std::function<void(int level, const std::string& text)>;
+    // bLevelSelected is false for a line written without SetLevel: its level is only the one the
+    // logger last had (notype alone does not select one), so it says nothing about the line
+    // itself. An empty function removes the listener.
+    using LineListener =
+        std::function<void(int level, const std::string& text, bool bLevelSelected)>;
     void SetLineListener(LineListener listener);
 
     // Number of lines written since construction.
@@ -85,8 +88,8 @@ private:
     static LineTable* ThreadLines();
     // This thread's line of this logger; ThreadLines() must not be null.
     SLine& ThreadLine();
-    // level < 0: the logger's current level.
-    void WriteLine(int level, const std::string& text);
+    // level < 0: the logger's current level; bSelected: SetLevel was called for this line.
+    void WriteLine(int level, const std::string& text, bool bSelected);
 
     const std::uint64_t m_uId; // tells this logger's lines apart in each thread's line table
     std::ostream* m_pConsole;

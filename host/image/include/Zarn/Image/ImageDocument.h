@@ -17,6 +17,8 @@ namespace Zarn
 //   "is_saved/image" true while the file holds what the document holds
 //   "process step"   how a tool made the image: a "plugin" step of a process description with the
 //                    tool's name and the parameters it used, so that a recording can replay it
+//   "process chain"  every step from the document no tool made (a file) to this one, oldest first,
+//                    this document's own step last: a process description's "process" vector
 //
 // A document without "is_saved/image" has changes that would be lost on closing.
 namespace ImageDocument
@@ -46,11 +48,17 @@ ZARN_IMAGE_API std::string FileName(const CValueMap& document);
 ZARN_IMAGE_API std::string Label(const CValueMap& document);
 ZARN_IMAGE_API bool IsSaved(const CValueMap& document);
 
-// Writes "process step" = {"type": "plugin", "plugin": plugin, "parameters": a copy of parameters}.
+// Writes "process step" = {"type": "plugin", "plugin": plugin, "parameters": a copy of parameters}
+// and "process chain" = the chain of `source` (the document the tool worked on; none: empty)
+// followed by the step. Results of results thus know every step back to the file, however the
+// session branched. `source` is only read.
 ZARN_IMAGE_API void SetProcessStep(CValueMap& document, const std::string& plugin,
-                                   const CValueMap& parameters);
+                                   const CValueMap& parameters, const CValueMap* source = nullptr);
 // The document's "process step", or null when no tool left one.
 ZARN_IMAGE_API const CValueMap* ProcessStep(const CValueMap& document);
+// A copy of the steps that made the document, oldest first: its "process chain", or its
+// "process step" alone when it has no chain; empty when no tool made it.
+ZARN_IMAGE_API CValueVector ProcessChain(const CValueMap& document);
 
 } // namespace ImageDocument
 
