@@ -7,8 +7,9 @@
 // the module's entry and shown in an offscreen top-level window. The baseline does the same
 // window work on a plain QMdiArea, without plug-in and messages: QMdiArea itself visits every
 // window on each activation and focus change, so its own cost per view grows with N. The
-// workspace keeps the windows a maximised one covers out of its area, which is why it can be
-// faster than the baseline.
+// workspace holds every window in its area as well; it keeps Qt's per-window work down (windows
+// on top, covered windows left maximised, one activation per burst of ACTIVE_VIEW), which is why
+// it can be faster than the baseline.
 
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/Message.h>

@@ -127,6 +127,9 @@ void CAutomationChannel::Run(const QString& line)
         }
         const QRect rect = pList->visualItemRect(pList->item(nRow));
         QTest::mouseClick(pList->viewport(), Qt::LeftButton, Qt::NoModifier, rect.center());
+        // A click also brings the main window back to the front, as a window manager does
+        // (after a dialog nothing else may have).
+        pList->window()->activateWindow();
         Reply(Ok());
     }
     else if (strCommand == "close-window")
@@ -162,13 +165,16 @@ void CAutomationChannel::Run(const QString& line)
     }
     else if (strCommand == "answer")
     {
-        auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (pBox == nullptr)
+        // A question box, or any other modal dialog (a tool's parameters) by its buttons.
+        QWidget* pModal = QApplication::activeModalWidget();
+        if (pModal == nullptr)
         {
             Reply(Failed("no question is open"));
             return;
         }
-        for (QAbstractButton* pButton : pBox->buttons())
+        auto* pBox = qobject_cast<QMessageBox*>(pModal);
+        for (QAbstractButton* pButton :
+             pBox != nullptr ? pBox->buttons() : pModal->findChildren<QAbstractButton*>())
         {
             if (pButton->text().remove('&') == strArgument)
             {

@@ -23,7 +23,8 @@ class QSocketNotifier;
 //   screenshot FILE           the whole screen as PNG
 //   window-screenshot FILE    the main window alone as PNG
 //   messages on|off           shows or hides the "Messages" dock
-//   answer BUTTON             a click on that button of the open question ("Discard", "OK", ...)
+//   answer BUTTON             a click on that button of the open question or modal dialog
+//                             ("Discard", "OK", ...)
 //   record on|off             Tools > Record
 //   save-recording FILE       Tools > Save Recording, with FILE chosen for the document offered
 //                             first (the active one when recorded); the reply names it

@@ -40,8 +40,7 @@ CViewFactoryPlugin::CViewFactoryPlugin()
 
 CViewFactoryPlugin::~CViewFactoryPlugin()
 {
-    delete m_pOrphanage;
-    m_pOrphanage = nullptr;
+    DeleteOrphanage();
     // The factories were released by DeleteData, if at all: never deleted here.
     m_lstFactories.clear();
 }
@@ -145,6 +144,21 @@ void CViewFactoryPlugin::DeleteData()
         delete pFactory;
     }
     m_lstFactories.clear();
+    DeleteOrphanage();
+}
+
+void CViewFactoryPlugin::DeleteOrphanage()
+{
+    if (m_pOrphanage == nullptr)
+    {
+        return;
+    }
+    // The widgets still on it belong to views the repository owns: they leave it first.
+    for (QWidget* pWidget : m_pOrphanage->findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+    {
+        pWidget->hide();
+        pWidget->setParent(nullptr);
+    }
     delete m_pOrphanage;
     m_pOrphanage = nullptr;
 }

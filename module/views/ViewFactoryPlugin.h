@@ -30,7 +30,8 @@ public:
     // factory per "views" entry (a broken entry is printed and skipped). Throws Zarn::CException
     // naming "CViewFactoryPlugin::Init".
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    // Runs DeleteData of each factory and deletes it, then deletes the orphanage.
+    // Runs DeleteData of each factory and deletes it, then deletes the orphanage (never the view
+    // widgets still on it).
     void DeleteData() override;
     // Handles NEW_DOCUMENT. Throws Zarn::CException naming "CViewFactoryPlugin::UpdateParameters".
     void UpdateParameters(const Zarn::CValueMap& message) override;
@@ -41,6 +42,9 @@ public:
 
 private:
     void LoadFactory(const Zarn::CValue* entry, bool bHasParent);
+    // Deletes the orphanage; the view widgets still on it are taken off first (hidden, without
+    // parent), since their views own them.
+    void DeleteOrphanage();
 
     Zarn::CMessageIdFactory* m_pMessageIdFactory;
     Zarn::CMessageThread* m_pCommThread;

@@ -12,22 +12,91 @@
 #include <QString>
 #include <QWidget>
 
+#include <functional>
 #include <utility>
+
+namespace
+{
+
+// A stack that tells its plug-in before Qt destroys the pages on it, so that the views' pages can
+// leave first: they belong to the views, not to the stack.
+class CViewStackWidget : public QStackedWidget
+{
+public:
+    std::function<void()> m_fnBeforeDestruction;
+
+    ~CViewStackWidget() override
+    {
+        if (m_fnBeforeDestruction)
+        {
+            const std::function<void()> fnCall = std::move(m_fnBeforeDestruction);
+            fnCall();
+        }
+    }
+};
+
+} // namespace
 
 CViewStackPlugin::CViewStackPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strWidgetPath("WidgetPtr"), m_pWidgetStack(new QStackedWidget), m_pEmptyWidget(nullptr),
-      m_pCurrentWidget(nullptr)
+      m_strWidgetPath("WidgetPtr"), m_pEmptyWidget(nullptr), m_pCurrentWidget(nullptr)
 {
+    m_pWidgetStack = NewStack();
 }
 
 CViewStackPlugin::~CViewStackPlugin()
 {
     // Pages going with the stack must not reach the slot of a plug-in being destroyed.
     DisconnectStack();
+    ReleasePages();
+    if (auto* pStack = static_cast<CViewStackWidget*>(m_pWidgetStack.data()); pStack != nullptr)
+    {
+        pStack->m_fnBeforeDestruction = nullptr;
+        // A stack with a parent goes with its parent.
+        if (pStack->parentWidget() == nullptr)
+        {
+            delete pStack;
+        }
+    }
+}
+
+QStackedWidget* CViewStackPlugin::NewStack()
+{
+    auto* pStack = new CViewStackWidget;
+    pStack->m_fnBeforeDestruction = [this]
+    {
+        DisconnectStack();
+        ReleasePages();
+        m_pWidgetStack = nullptr;
+        m_pEmptyWidget = nullptr;
+        m_pCurrentWidget = nullptr;
+    };
+    return pStack;
+}
+
+void CViewStackPlugin::ReleasePages()
+{
+    for (const auto& [pView, pWidget] : m_mapViewToWidget)
+    {
+        if (m_setDummies.count(pWidget) == 0)
+        {
+            Release(pWidget);
+        }
+    }
     m_mapViewToWidget.clear();
     m_mapWidgetToView.clear();
-    delete m_pWidgetStack.data();
+}
+
+void CViewStackPlugin::Release(QWidget* widget)
+{
+    // Only a page still on the stack is touched: one that is not was destroyed by its view.
+    if (!m_pWidgetStack || m_pWidgetStack->indexOf(widget) < 0)
+    {
+        return;
+    }
+    m_pWidgetStack->removeWidget(widget);
+    widget->hide();
+    widget->setParent(nullptr);
 }
 
 void CViewStackPlugin::GetPluginSetup(Zarn::CValueMap& setup)
@@ -60,7 +129,7 @@ void CViewStackPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
                 parameters.EntryString(Zarn::CValue_Key("widgetpath"), Zarn::CString("WidgetPtr"));
             if (!m_pWidgetStack)
             {
-                m_pWidgetStack = new QStackedWidget;
+                m_pWidgetStack = NewStack();
             }
             if (pParent != nullptr)
             {
@@ -115,9 +184,11 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
     }
     if (pWidget == nullptr)
     {
-        // Every view gets a page; the placeholder is left to its parent-less life.
+        // Every view gets a page. The placeholder is the stack's own: it stays on the stack (also
+        // after its view went) and goes with it.
         pWidget = new QWidget;
         pWidget->setObjectName(QStringLiteral("dummy widget"));
+        m_setDummies.insert(pWidget);
     }
 
     m_mapViewToWidget.emplace(view, pWidget);
@@ -143,14 +214,20 @@ void CViewStackPlugin::RemoveView(Zarn::CPluginBase* view)
     {
         return;
     }
-    if (pWidget != m_pCurrentWidget)
+    if (pWidget == m_pCurrentWidget)
+    {
+        m_pCurrentWidget = m_pEmptyWidget;
+        Raise(m_pEmptyWidget);
+    }
+    // Off the stack, a view's page is the view's alone: it must not go with the stack's parent.
+    if (m_setDummies.count(pWidget) == 0)
+    {
+        Release(pWidget);
+    }
+    else
     {
         m_pWidgetStack->removeWidget(pWidget);
-        return;
     }
-    m_pCurrentWidget = m_pEmptyWidget;
-    Raise(m_pEmptyWidget);
-    m_pWidgetStack->removeWidget(pWidget);
 }
 
 void CViewStackPlugin::ActivateView(Zarn::CPluginBase* view)

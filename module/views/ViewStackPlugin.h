@@ -8,6 +8,7 @@
 #include <QPointer>
 
 #include <map>
+#include <set>
 
 class QStackedWidget;
 class QWidget;
@@ -25,9 +26,12 @@ class CMessageThread;
 // The repository decides which view is current: the stack raises a page only for ACTIVE_VIEW (or
 // when the current view goes) and reports a page the user brings up with FOCUS_VIEW.
 //
-// Owns its QStackedWidget (parentless until Init or a later owner reparents it): the destructor
-// deletes it unless Qt already did, and with it the pages still on it. It never owns the views;
-// their widgets are lent by the views. The host objects borrowed in Init are never deleted.
+// Owns its QStackedWidget only while it has no parent: the destructor deletes a parentless stack
+// and leaves one with a parent to it. It never owns the views; their pages are lent by the views
+// and never deleted here: a removed view's page leaves the stack (hidden, without parent), and
+// when the plug-in or the stack goes first, the pages still on it leave it the same way. The
+// "dummy widget" pages made for views without a widget are the stack's and go with it. The host
+// objects borrowed in Init are never deleted.
 class CViewStackPlugin : public QObject, public Zarn::CPluginBase
 {
     Q_OBJECT
@@ -51,7 +55,7 @@ public:
     // Gives the view a page (its widget, or a placeholder) without bringing it to the front.
     void AddView(Zarn::CPluginBase* view);
     // Takes the view's page off the stack; the empty page comes up first if it was current. The
-    // widget is neither deleted nor hidden.
+    // page is not deleted; a view's own page leaves the stack's widget tree.
     void RemoveView(Zarn::CPluginBase* view);
     // Raises the view's page, or the empty page for a null or unknown view; sends nothing back.
     void ActivateView(Zarn::CPluginBase* view);
@@ -61,6 +65,12 @@ public slots:
     void SlotWidgetActivated(QWidget* widget);
 
 private:
+    // A new stack whose destruction first releases the views' pages.
+    QStackedWidget* NewStack();
+    // Takes every view's page off the stack (hidden, without parent) and forgets all views.
+    void ReleasePages();
+    // Takes one page off the stack and out of its widget tree.
+    void Release(QWidget* widget);
     void ConnectStack();
     void DisconnectStack();
     // Makes `widget` current and raises it.
@@ -76,5 +86,6 @@ private:
     QWidget* m_pCurrentWidget; // not owned
     std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
     std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    std::set<QWidget*> m_setDummies;      // the placeholders made here, children of the stack
     QMetaObject::Connection m_connection; // currentChanged -> SlotWidgetActivated
 };

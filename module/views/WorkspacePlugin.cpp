@@ -8,19 +8,18 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include <QAction>
+#include <QCoreApplication>
 #include <QEvent>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
-#include <QAction>
-#include <QKeySequence>
 #include <QRect>
 #include <QScopedValueRollback>
-#include <QShortcut>
 #include <QString>
 #include <QWidget>
 
-#include <algorithm>
+#include <functional>
 
 namespace
 {
@@ -36,56 +35,136 @@ QMdiSubWindow* SubWindowOf(QMdiArea* workspace, QWidget* widget)
     return pSubWindow;
 }
 
+// The usual frame, kept on top: QMdiArea raises a window that is not on top by walking its whole
+// stacking order and looking each window up in its list, which costs the square of the number of
+// windows on every activation. Windows that are all on top keep their order among each other.
+constexpr Qt::WindowFlags kWindowFlags = Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                                         Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint |
+                                         Qt::WindowStaysOnTopHint;
+
+// An area that tells its plug-in before Qt destroys the windows in it, so that the views'
+// widgets can leave them first: they belong to the views, not to the area.
+class CWorkspaceArea : public QMdiArea
+{
+public:
+    std::function<void()> m_fnBeforeDestruction;
+
+    ~CWorkspaceArea() override
+    {
+        if (m_fnBeforeDestruction)
+        {
+            const std::function<void()> fnCall = std::move(m_fnBeforeDestruction);
+            fnCall();
+        }
+    }
+};
+
 } // namespace
+
+// Tells whether the application is handling the user's input: the last event the window system
+// delivered was a click, a key or the like. Qt's own activations (a window shown, the area
+// restoring its window when the application is activated, focus coming back after a dialog)
+// follow other events.
+class CWorkspacePlugin::CUserInputWatch : public QObject
+{
+public:
+    CUserInputWatch()
+    {
+        if (QCoreApplication* pApplication = QCoreApplication::instance())
+        {
+            pApplication->installEventFilter(this);
+        }
+    }
+
+    ~CUserInputWatch() override
+    {
+        if (QCoreApplication* pApplication = QCoreApplication::instance())
+        {
+            pApplication->removeEventFilter(this);
+        }
+    }
+
+    bool IsUserInput() const { return m_bUserInput; }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        if (!event->spontaneous())
+        {
+            return false;
+        }
+        switch (event->type())
+        {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::Shortcut:
+        case QEvent::Wheel:
+        case QEvent::ContextMenu:
+        case QEvent::TouchBegin:
+        case QEvent::TouchEnd:
+        case QEvent::TabletPress:
+        case QEvent::TabletRelease:
+            m_bUserInput = true;
+            break;
+        // The pointer passing by decides nothing.
+        case QEvent::MouseMove:
+        case QEvent::HoverMove:
+        case QEvent::HoverEnter:
+        case QEvent::HoverLeave:
+        case QEvent::Enter:
+        case QEvent::Leave:
+        case QEvent::Paint:
+        case QEvent::UpdateRequest:
+            break;
+        default:
+            m_bUserInput = false;
+            break;
+        }
+        return false;
+    }
+
+private:
+    bool m_bUserInput = false;
+};
 
 CWorkspacePlugin::CWorkspacePlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strWidgetPath("WidgetPtr"), m_pWorkspace(new QMdiArea)
+      m_strWidgetPath("WidgetPtr")
 {
+    auto* pArea = new CWorkspaceArea;
+    pArea->m_fnBeforeDestruction = [this]
+    {
+        ReleaseWidgets();
+        m_bAreaGone = true;
+    };
+    // A maximised window stays maximised under the one activated after it (the workspace
+    // maximises that one itself): restoring it would relayout it and, with the area's updates
+    // switched off meanwhile, touch every widget in the area.
+    pArea->setOption(QMdiArea::DontMaximizeSubWindowOnActivation, true);
+    m_pWorkspace = pArea;
 }
 
 CWorkspacePlugin::~CWorkspacePlugin()
 {
-    DisconnectActivation();
-    // The widgets are the views': take those still in the area out before it goes, so that
-    // deleting the area does not delete them under their owners. Only live sub-windows are asked,
-    // since a view may have destroyed its widget without INVALID_VIEW.
-    const auto releaseWidget = [this](QMdiSubWindow* subWindow)
+    ReleaseWidgets();
+    if (auto* pArea = static_cast<CWorkspaceArea*>(m_pWorkspace.data());
+        pArea != nullptr && !m_bAreaGone)
     {
-        QWidget* pWidget = subWindow->widget();
-        if (pWidget != nullptr && m_mapWidgetToView.count(pWidget) != 0)
+        pArea->m_fnBeforeDestruction = nullptr;
+        // An area with a parent goes with its parent.
+        if (pArea->parentWidget() == nullptr)
         {
-            pWidget->removeEventFilter(this);
-            pWidget->hide();
-            pWidget->setParent(nullptr);
-        }
-    };
-    if (Area() != nullptr)
-    {
-        for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
-        {
-            releaseWidget(pSubWindow);
+            delete pArea;
         }
     }
-    for (const SSetAside& setAside : m_lstSetAside)
-    {
-        if (setAside.pWindow)
-        {
-            releaseWidget(setAside.pWindow);
-            delete setAside.pWindow.data();
-        }
-    }
-    m_lstSetAside.clear();
-    m_mapViewToWidget.clear();
-    m_mapWidgetToView.clear();
-    delete m_pWorkspace.data();
 }
 
 void CWorkspacePlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
     setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
-                   new Zarn::CValuePointer<QWidget>(m_pWorkspace.data()));
+    setup.SetEntry(Zarn::CValue_Key("WidgetPtr"), new Zarn::CValuePointer<QWidget>(Area()));
     setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("QtWidget"));
     setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Workspace"));
     setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
@@ -116,15 +195,9 @@ void CWorkspacePlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
                     Area()->setParent(pParent);
                 }
                 Area()->setObjectName(QString::fromUtf8(m_strName.c_str()));
-                if (!m_pNextWindowKey)
+                if (!m_pInputWatch)
                 {
-                    m_pNextWindowKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Tab), Area(),
-                                                     this, [this] { SlotCycleWindows(true); },
-                                                     Qt::WidgetWithChildrenShortcut);
-                    m_pPreviousWindowKey = new QShortcut(
-                        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab), Area(), this,
-                        [this] { SlotCycleWindows(false); }, Qt::WidgetWithChildrenShortcut);
-                    UpdateCycleKeys();
+                    m_pInputWatch = std::make_unique<CUserInputWatch>();
                 }
                 ConnectActivation();
             }
@@ -158,7 +231,7 @@ void CWorkspacePlugin::UpdateParameters(const Zarn::CValueMap& message)
 
 void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
 {
-    if (view == nullptr || !Area())
+    if (view == nullptr || Area() == nullptr)
     {
         return;
     }
@@ -180,40 +253,37 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     m_mapWidgetToView.insert({pWidget, view});
     pWidget->installEventFilter(this);
 
-    // The window keeps the widget's own position and size, frame added around it.
+    // The window keeps the widget's own position and size, frame added around it. Shown while a
+    // maximised window covers the area, it comes up maximised in its place, as the area's own
+    // activation would have it (its own size stays for when it is restored).
     const QRect rectWidget = pWidget->geometry();
+    const QMdiSubWindow* pCover = Area()->activeSubWindow();
+    const bool bCovered = pCover != nullptr && pCover->isMaximized();
     QMdiSubWindow* pSubWindow = SubWindowOf(Area(), pWidget);
-    auto* pOwnFrame = qobject_cast<QMdiSubWindow*>(pWidget->parentWidget());
-    if (pSubWindow == nullptr && pOwnFrame != nullptr && IsSetAside(pOwnFrame))
-    {
-        BringBack(pOwnFrame, false);
-        pSubWindow = pOwnFrame;
-    }
+    // Showing a window activates it: Qt's doing, not the user's.
+    const QScopedValueRollback<bool> arranging(m_bArranging, true);
     if (pSubWindow == nullptr)
     {
-        pSubWindow = Area()->addSubWindow(pWidget, Qt::WindowFlags());
-        // The view destroys its widget; the empty frame it leaves goes with it.
-        QObject::connect(pWidget, &QObject::destroyed, pSubWindow, &QObject::deleteLater);
-        // A widget destroyed before its INVALID_VIEW is forgotten, so nothing reaches it later.
+        pSubWindow = Area()->addSubWindow(pWidget, kWindowFlags);
+        SetCloseKeys(pSubWindow, false);
+        // A destroyed widget is forgotten and its emptied window leaves the area at once.
         QObject::connect(pWidget, &QObject::destroyed, this,
-                         [this, pWidget, pFrame = QPointer<QWidget>(pSubWindow)]
+                         [this, pWidget, pFrame = QPointer<QMdiSubWindow>(pSubWindow)]
                          { ForgetWidget(pWidget, pFrame.data()); });
         QObject::connect(pSubWindow, &QMdiSubWindow::windowStateChanged, this,
-                         [this](Qt::WindowStates oldState, Qt::WindowStates newState)
-                         { SlotWindowStateChanged(oldState, newState); });
+                         [this, pFrame = QPointer<QMdiSubWindow>(pSubWindow)](
+                             Qt::WindowStates oldState, Qt::WindowStates newState)
+                         { SlotWindowStateChanged(pFrame.data(), oldState, newState); });
     }
+    pSubWindow->setGeometry(
+        QRect(rectWidget.topLeft(), rectWidget.size().grownBy(pSubWindow->contentsMargins())));
+    pWidget->show();
+    pSubWindow->show();
+    if (bShowMaximized || bCovered)
     {
-        const QScopedValueRollback<bool> arranging(m_bArranging, true);
-        pSubWindow->setGeometry(QRect(rectWidget.topLeft(),
-                                      rectWidget.size().grownBy(pSubWindow->contentsMargins())));
-        pWidget->show();
-        pSubWindow->show();
-        if (bShowMaximized)
-        {
-            pSubWindow->showMaximized();
-        }
+        pSubWindow->showMaximized();
     }
-    SetAsideCoveredWindows();
+    SetCloseKeys(Area()->activeSubWindow(), true);
 }
 
 void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
@@ -231,38 +301,51 @@ void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
 
 void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 {
-    const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end() || !Area())
+    m_pActiveView = view;
+    if (m_mapViewToWidget.count(view) == 0 || Area() == nullptr || m_bActivationPending)
+    {
+        return;
+    }
+    // Every activation walks all windows of the area: a burst of ACTIVE_VIEW between two turns of
+    // the event loop activates only the view active at its end.
+    m_bActivationPending = true;
+    QMetaObject::invokeMethod(
+        this, [this] { ApplyActiveView(); }, Qt::QueuedConnection);
+}
+
+void CWorkspacePlugin::ApplyActiveView()
+{
+    m_bActivationPending = false;
+    const auto it = m_mapViewToWidget.find(m_pActiveView);
+    if (it == m_mapViewToWidget.end() || Area() == nullptr)
     {
         return;
     }
     QWidget* pWidget = it->second;
     DisconnectActivation();
-    auto* pSubWindow = qobject_cast<QMdiSubWindow*>(pWidget->parentWidget());
-    if (pSubWindow != nullptr && IsSetAside(pSubWindow))
-    {
-        // Activating a window while a maximised one fills the area maximises it in its place.
-        // The cover goes first, so that the area does not restore it only to have it set aside.
-        const bool bMaximized = CoveringWindow() != nullptr;
-        if (bMaximized)
-        {
-            for (QMdiSubWindow* pOther : Area()->subWindowList())
-            {
-                SetAside(pOther);
-            }
-        }
-        BringBack(pSubWindow, bMaximized);
-    }
-    // Focus alone activates a window only while the top-level window is active; the explicit
-    // activation makes it the workspace's active window in every case.
-    if (pSubWindow != nullptr && pSubWindow->mdiArea() == Area())
-    {
-        Area()->setActiveSubWindow(pSubWindow);
-    }
+    ActivateWindow(SubWindowOf(Area(), pWidget));
     pWidget->setFocus();
-    SetAsideCoveredWindows();
     Area()->update();
     ConnectActivation();
+}
+
+void CWorkspacePlugin::ActivateWindow(QMdiSubWindow* window)
+{
+    if (Area() == nullptr || window == nullptr || window->mdiArea() != Area())
+    {
+        return;
+    }
+    const QScopedValueRollback<bool> arranging(m_bArranging, true);
+    // A maximised window covers the area: the one brought up in its place covers it as well.
+    QMdiSubWindow* pActive = Area()->activeSubWindow();
+    if (pActive != nullptr && pActive != window && pActive->isMaximized() && !window->isMaximized())
+    {
+        window->showMaximized();
+    }
+    // Focus alone activates a window only while the top-level window is active; the explicit
+    // activation makes it the area's active window in every case.
+    Area()->setActiveSubWindow(window);
+    SetCloseKeys(window, true);
 }
 
 bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
@@ -285,10 +368,6 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
 
 void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
 {
-    if (m_bArranging)
-    {
-        return; // the workspace's own moves are no choice of the user's
-    }
     const auto it = m_mapWidgetToView.find(widget);
     if (it == m_mapWidgetToView.end())
     {
@@ -297,52 +376,152 @@ void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
     PostView("FOCUS_VIEW", it->second);
 }
 
-void CWorkspacePlugin::ForgetWidget(QWidget* widget, QWidget* frameWidget)
+void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
 {
-    // The frame outlives its widget until its deletion, pending now, comes. If it filled the area,
-    // it leaves the area at once and the window that was active before it takes its place. When
-    // the frame or the area is being destroyed itself, the casts find only a QWidget and give null.
-    auto* frame = qobject_cast<QMdiSubWindow*>(frameWidget);
-    QMdiArea* pArea = frame != nullptr ? frame->mdiArea() : nullptr;
-    if (pArea != nullptr && pArea == Area() && frame->isMaximized())
+    if (window == nullptr)
     {
-        {
-            const QScopedValueRollback<bool> arranging(m_bArranging, true);
-            frame->hide();
-            Area()->removeSubWindow(frame);
-        }
-        PruneSetAside();
-        if (!m_lstSetAside.empty() && CoveringWindow() == nullptr)
-        {
-            QMdiSubWindow* pNext = m_lstSetAside.back().pWindow;
-            BringBack(pNext, true);
-            {
-                const QScopedValueRollback<bool> arranging(m_bArranging, true);
-                Area()->setActiveSubWindow(pNext);
-            }
-            // Reported as QMdiArea reports the window it activates after a close.
-            if (m_connActivated)
-            {
-                SlotWidgetActivated(pNext->widget());
-            }
-        }
+        return;
     }
-    const auto it = m_mapWidgetToView.find(widget);
+    SetCloseKeys(window, true);
+    if (m_bArranging)
+    {
+        return; // the workspace's own moves are no choice of the user's
+    }
+    const auto it = m_mapWidgetToView.find(window->widget());
     if (it == m_mapWidgetToView.end())
     {
         return;
     }
-    const auto itView = m_mapViewToWidget.find(it->second);
-    if (itView != m_mapViewToWidget.end() && itView->second == widget)
+    if (m_pInputWatch && m_pInputWatch->IsUserInput())
     {
-        m_mapViewToWidget.erase(itView);
+        SlotWidgetActivated(window->widget());
+        return;
     }
-    m_mapWidgetToView.erase(it);
+    // Qt activated a window by itself, typically the one it remembers from before the
+    // repository's last ACTIVE_VIEW: the repository's choice stands. Once the area has finished
+    // this activation: a nested one would leave both windows marked active.
+    if (it->second != m_pActiveView)
+    {
+        QMetaObject::invokeMethod(
+            this,
+            [this]
+            {
+                QMdiSubWindow* pActive = ActiveViewWindow();
+                if (pActive != nullptr && pActive != Area()->activeSubWindow())
+                {
+                    ActivateWindow(pActive);
+                }
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+QMdiSubWindow* CWorkspacePlugin::ActiveViewWindow() const
+{
+    const auto it = m_mapViewToWidget.find(m_pActiveView);
+    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    {
+        return nullptr;
+    }
+    return SubWindowOf(Area(), it->second);
+}
+
+void CWorkspacePlugin::SlotWindowStateChanged(QMdiSubWindow* window, Qt::WindowStates oldState,
+                                              Qt::WindowStates newState)
+{
+    if (m_bArranging || window == nullptr || Area() == nullptr ||
+        !oldState.testFlag(Qt::WindowMaximized) || newState.testFlag(Qt::WindowMaximized) ||
+        newState.testFlag(Qt::WindowMinimized) || window != Area()->activeSubWindow())
+    {
+        return;
+    }
+    // The user restored the window that covered the others: those it kept maximised under it
+    // come back at their places, the restored one stays active and in front (restoring a window
+    // activates it). Once the area has finished restoring this one.
+    QMetaObject::invokeMethod(
+        this,
+        [this, pWindow = QPointer<QMdiSubWindow>(window)]
+        {
+            if (Area() == nullptr || pWindow.isNull() || pWindow->mdiArea() != Area() ||
+                pWindow->isMaximized())
+            {
+                return;
+            }
+            const QScopedValueRollback<bool> arranging(m_bArranging, true);
+            for (QMdiSubWindow* pOther : Area()->subWindowList())
+            {
+                if (pOther != pWindow && pOther->isMaximized())
+                {
+                    pOther->showNormal();
+                }
+            }
+            Area()->setActiveSubWindow(pWindow);
+            pWindow->raise();
+            SetCloseKeys(pWindow, true);
+        },
+        Qt::QueuedConnection);
+}
+
+void CWorkspacePlugin::ForgetWidget(QWidget* widget, QMdiSubWindow* window)
+{
+    const auto it = m_mapWidgetToView.find(widget);
+    if (it != m_mapWidgetToView.end())
+    {
+        const auto itView = m_mapViewToWidget.find(it->second);
+        if (itView != m_mapViewToWidget.end() && itView->second == widget)
+        {
+            m_mapViewToWidget.erase(itView);
+        }
+        m_mapWidgetToView.erase(it);
+    }
+    // The emptied window leaves the area now rather than at its deferred deletion, so that the
+    // window the area activates in its place is not taken for the user's choice.
+    if (window == nullptr || Area() == nullptr || window->mdiArea() != Area())
+    {
+        return;
+    }
+    {
+        const QScopedValueRollback<bool> arranging(m_bArranging, true);
+        Area()->removeSubWindow(window);
+        window->hide();
+    }
+    window->deleteLater();
+    QMdiSubWindow* pActive = ActiveViewWindow();
+    if (pActive != nullptr && pActive != Area()->activeSubWindow())
+    {
+        ActivateWindow(pActive);
+    }
+}
+
+void CWorkspacePlugin::ReleaseWidgets()
+{
+    DisconnectActivation();
+    const QScopedValueRollback<bool> arranging(m_bArranging, true);
+    if (Area() != nullptr)
+    {
+        for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
+        {
+            QWidget* pWidget = pSubWindow->widget();
+            if (pWidget == nullptr)
+            {
+                continue;
+            }
+            pWidget->removeEventFilter(this);
+            QObject::disconnect(pWidget, nullptr, this, nullptr);
+            pSubWindow->setWidget(nullptr);
+            pWidget->hide();
+            pWidget->setParent(nullptr);
+            pSubWindow->hide();
+        }
+    }
+    m_mapViewToWidget.clear();
+    m_mapWidgetToView.clear();
+    m_pActiveView = nullptr;
 }
 
 QMdiArea* CWorkspacePlugin::Area() const
 {
-    return qobject_cast<QMdiArea*>(m_pWorkspace.data());
+    return m_bAreaGone ? nullptr : m_pWorkspace.data();
 }
 
 QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
@@ -355,211 +534,51 @@ QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
     return qobject_cast<QMdiSubWindow*>(it->second->parentWidget());
 }
 
-bool CWorkspacePlugin::IsSetAside(const QMdiSubWindow* window) const
+void CWorkspacePlugin::SetCloseKeys(QMdiSubWindow* window, bool enabled)
 {
-    return std::any_of(m_lstSetAside.begin(), m_lstSetAside.end(),
-                       [window](const SSetAside& setAside)
-                       { return setAside.pWindow.data() == window; });
-}
-
-QMdiSubWindow* CWorkspacePlugin::CoveringWindow() const
-{
-    if (!Area())
-    {
-        return nullptr;
-    }
-    QMdiSubWindow* pActive = Area()->activeSubWindow();
-    if (pActive != nullptr && pActive->isMaximized() && !pActive->isHidden())
-    {
-        return pActive;
-    }
-    for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
-    {
-        if (pSubWindow->isMaximized() && !pSubWindow->isHidden())
-        {
-            return pSubWindow;
-        }
-    }
-    return nullptr;
-}
-
-void CWorkspacePlugin::SetAsideCoveredWindows()
-{
-    QMdiSubWindow* pCover = CoveringWindow();
-    if (pCover == nullptr)
+    // Every window's menu has a close action with the platform's close keys, and every such key
+    // is registered with the application, which walks all registered keys whenever an action
+    // with keys changes. Only the active window, the one the keys would close, keeps them.
+    if (window == nullptr || window->systemMenu() == nullptr)
     {
         return;
     }
-    for (QMdiSubWindow* pSubWindow : Area()->subWindowList())
+    const QList<QAction*> lstActions = window->systemMenu()->actions();
+    if (!m_bMenuKeysKnown)
     {
-        if (pSubWindow != pCover)
+        for (int i = 0; i < lstActions.size(); ++i)
         {
-            SetAside(pSubWindow);
-        }
-    }
-}
-
-void CWorkspacePlugin::SetAside(QMdiSubWindow* window)
-{
-    const QScopedValueRollback<bool> arranging(m_bArranging, true);
-    SSetAside setAside;
-    setAside.pWindow = window;
-    if (!window->isMaximized())
-    {
-        setAside.geometry = window->geometry();
-    }
-    // A window's menu registers its close shortcuts with the application, which scans every
-    // registered shortcut whenever an action changes; the windows set aside keep theirs here.
-    if (QMenu* pMenu = window->systemMenu())
-    {
-        for (QAction* pAction : pMenu->actions())
-        {
-            if (!pAction->shortcuts().isEmpty())
+            if (!lstActions[i]->shortcuts().isEmpty())
             {
-                setAside.lstShortcuts.emplace_back(pAction, pAction->shortcuts());
-                pAction->setShortcuts(QList<QKeySequence>());
+                m_lstMenuKeys.emplace_back(i, lstActions[i]->shortcuts());
             }
         }
+        m_bMenuKeysKnown = true;
     }
-    window->hide();
-    Area()->removeSubWindow(window);
-    m_lstSetAside.push_back(std::move(setAside));
-    UpdateCycleKeys();
-}
-
-void CWorkspacePlugin::PruneSetAside()
-{
-    std::erase_if(m_lstSetAside, [](const SSetAside& setAside) { return setAside.pWindow.isNull(); });
-    UpdateCycleKeys();
-}
-
-void CWorkspacePlugin::UpdateCycleKeys()
-{
-    const bool bEnabled = !m_lstSetAside.empty();
-    for (QShortcut* pKey : {m_pNextWindowKey.data(), m_pPreviousWindowKey.data()})
+    if (enabled && m_pKeyHolder != window)
     {
-        if (pKey != nullptr && pKey->isEnabled() != bEnabled)
+        SetCloseKeys(m_pKeyHolder.data(), false);
+        m_pKeyHolder = window;
+    }
+    for (const auto& [nIndex, lstKeys] : m_lstMenuKeys)
+    {
+        if (nIndex < lstActions.size())
         {
-            pKey->setEnabled(bEnabled);
+            lstActions[nIndex]->setShortcuts(enabled ? lstKeys : QList<QKeySequence>());
         }
-    }
-}
-
-void CWorkspacePlugin::SlotCycleWindows(bool forward)
-{
-    PruneSetAside();
-    QMdiSubWindow* pCover = CoveringWindow();
-    if (m_lstSetAside.empty() || pCover == nullptr)
-    {
-        return;
-    }
-    QMdiSubWindow* pNext = forward ? m_lstSetAside.back().pWindow : m_lstSetAside.front().pWindow;
-    for (QMdiSubWindow* pOther : Area()->subWindowList())
-    {
-        SetAside(pOther);
-    }
-    BringBack(pNext, true);
-    {
-        const QScopedValueRollback<bool> arranging(m_bArranging, true);
-        Area()->setActiveSubWindow(pNext);
-    }
-    if (QWidget* pWidget = pNext->widget())
-    {
-        pWidget->setFocus();
-    }
-    // The user's choice, reported as a click on the window would be.
-    if (m_connActivated)
-    {
-        SlotWidgetActivated(pNext->widget());
-    }
-}
-
-void CWorkspacePlugin::BringBack(QMdiSubWindow* window, bool maximized)
-{
-    const auto it = std::find_if(m_lstSetAside.begin(), m_lstSetAside.end(),
-                                 [window](const SSetAside& setAside)
-                                 { return setAside.pWindow.data() == window; });
-    if (it == m_lstSetAside.end())
-    {
-        return;
-    }
-    const SSetAside setAside = std::move(*it);
-    m_lstSetAside.erase(it);
-    PruneSetAside();
-
-    const QScopedValueRollback<bool> arranging(m_bArranging, true);
-    Area()->addSubWindow(window);
-    for (const auto& [pAction, lstKeys] : setAside.lstShortcuts)
-    {
-        if (pAction)
-        {
-            pAction->setShortcuts(lstKeys);
-        }
-    }
-    if (maximized)
-    {
-        window->showMaximized();
-    }
-    else
-    {
-        window->showNormal();
-        if (setAside.geometry)
-        {
-            window->setGeometry(*setAside.geometry);
-        }
-    }
-}
-
-void CWorkspacePlugin::BringBackAll()
-{
-    PruneSetAside();
-    if (Area() == nullptr || m_lstSetAside.empty() || CoveringWindow() != nullptr)
-    {
-        return;
-    }
-    QMdiSubWindow* pActive = Area()->activeSubWindow();
-    std::vector<QMdiSubWindow*> lstWindows;
-    for (const SSetAside& setAside : m_lstSetAside)
-    {
-        lstWindows.push_back(setAside.pWindow);
-    }
-    for (QMdiSubWindow* pSubWindow : lstWindows)
-    {
-        BringBack(pSubWindow, false);
-    }
-    // Showing a window activates it: the one the user was working with stays active, on top.
-    if (pActive != nullptr)
-    {
-        const QScopedValueRollback<bool> arranging(m_bArranging, true);
-        Area()->setActiveSubWindow(pActive);
-        pActive->raise();
-    }
-}
-
-void CWorkspacePlugin::SlotWindowStateChanged(Qt::WindowStates oldState,
-                                              Qt::WindowStates newState)
-{
-    if (m_bArranging)
-    {
-        return;
-    }
-    if (newState.testFlag(Qt::WindowMaximized))
-    {
-        SetAsideCoveredWindows();
-    }
-    else if (oldState.testFlag(Qt::WindowMaximized))
-    {
-        BringBackAll();
     }
 }
 
 void CWorkspacePlugin::ConnectActivation()
 {
     DisconnectActivation();
+    if (Area() == nullptr)
+    {
+        return;
+    }
     m_connActivated =
         QObject::connect(Area(), &QMdiArea::subWindowActivated, this,
-                         [this](QMdiSubWindow* subWindow)
-                         { SlotWidgetActivated(subWindow ? subWindow->widget() : nullptr); });
+                         [this](QMdiSubWindow* subWindow) { SlotSubWindowActivated(subWindow); });
 }
 
 void CWorkspacePlugin::DisconnectActivation()

@@ -3,23 +3,20 @@
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/String/String.h>
 
-#include <QMetaObject>
-#include <QObject>
-#include <QAction>
 #include <QKeySequence>
 #include <QList>
+#include <QMetaObject>
+#include <QObject>
 #include <QPointer>
-#include <QRect>
 
 #include <map>
-#include <optional>
+#include <memory>
 #include <utility>
 #include <vector>
 
 class QEvent;
 class QMdiArea;
 class QMdiSubWindow;
-class QShortcut;
 class QWidget;
 
 namespace Zarn
@@ -33,19 +30,25 @@ class CMessageThread;
 // host holds its Zarn::CPluginBase part. GUI thread only.
 //
 // Mirrors the repository: a window per view on NEW_VIEW, dropped on INVALID_VIEW, activated on
-// ACTIVE_VIEW without echo. Reports the user's actions only: activating a window posts FOCUS_VIEW,
-// closing one posts REMOVE_VIEW and leaves it open until the repository removes the view.
+// ACTIVE_VIEW without echo. Every view's window is a sub-window of the area (also those a
+// maximised window covers), so the area's own tiling, cascading and closing see all of them.
+// Reports the user's actions only: activating a window (a click, Ctrl+Tab) posts FOCUS_VIEW,
+// closing one posts REMOVE_VIEW and leaves it open until the repository removes the view. What
+// Qt activates by itself (a window shown, the area restoring its window when the application is
+// activated again, focus coming back after a dialog) is not the user's choice: it posts nothing,
+// and the window of the repository's active view is made active again.
 //
-// While a maximised window fills the area, the windows it covers are set aside: taken out of the
-// area, hidden and kept by the workspace, and put back when they are activated or when no
-// maximised window is left (the user restored it, or its view went). The area then holds only
-// what the user can see, which keeps every operation cheap with a thousand views: QMdiArea visits
-// all of its windows, some of them twice over, on each activation.
+// Cost with a thousand windows: QMdiArea visits all of its windows on each activation, raise and
+// focus change. The windows stay on top (so raising one does not walk the whole stacking order
+// against the window list), a covered window keeps its maximised state instead of being restored
+// under the new one, only the active window's menu keeps its close shortcut, and ACTIVE_VIEW is
+// applied on the next turn of the event loop, so that a burst of them activates one window.
 //
-// Owns its QMdiArea (parentless unless Init's "parent" names one) and the windows set aside: the
-// destructor deletes them unless Qt already did. Views and their widgets are lent; a widget lives
-// in a sub-window until the view destroys it, which takes the sub-window away. The host objects
-// borrowed in Init are never deleted.
+// Owns its QMdiArea only while it has no parent: the destructor deletes a parentless area and
+// leaves one with a parent to it. Views and their widgets are lent: a widget lives in a
+// sub-window until the view destroys it, which takes the sub-window away; when the plug-in or the
+// area goes first, the widgets are taken out of the area (hidden, without parent), never deleted.
+// The host objects borrowed in Init are never deleted.
 class CWorkspacePlugin : public QObject, public Zarn::CPluginBase
 {
     Q_OBJECT
@@ -68,18 +71,16 @@ public:
 
     // A window for the view's widget (the entry at the widget path of its setup record), shown
     // maximised unless the record's "showmaximized" is false. A null view or one without a widget
-    // entry changes nothing.
+    // entry changes nothing. Posts nothing.
     void AddView(Zarn::CPluginBase* view);
     // Forgets the view; its window stays until the view destroys the widget.
     void RemoveView(Zarn::CPluginBase* view);
-    // Makes the view's window the active one without posting FOCUS_VIEW. Unknown or null views
-    // change nothing.
+    // Makes the view's window the active one (maximised if the active one was) on the next turn of
+    // the event loop, without posting FOCUS_VIEW. Unknown or null views change no window.
     void ActivateView(Zarn::CPluginBase* view);
 
-    // The view's window, in the area or set aside; null for views without one.
+    // The view's window; null for views without one.
     QMdiSubWindow* WindowOfView(Zarn::CPluginBase* view) const;
-    // Whether the window is set aside behind a maximised one.
-    bool IsSetAside(const QMdiSubWindow* window) const;
 
     // Turns a close of a view's widget into REMOVE_VIEW and keeps the window open.
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -90,30 +91,30 @@ public slots:
     void SlotWidgetActivated(QWidget* widget);
 
 private:
-    // Drops a destroyed widget from both maps; only the address is used. A maximised window
-    // losing its widget hands the area to the window set aside last, as QMdiArea would activate
-    // the next window.
-    void ForgetWidget(QWidget* widget, QWidget* frameWidget);
+    class CUserInputWatch;
+
+    // Drops a destroyed widget from both maps and takes its emptied window out of the area;
+    // only the address is used.
+    void ForgetWidget(QWidget* widget, QMdiSubWindow* window);
     // The area; null once it is gone or while it is being destroyed.
     QMdiArea* Area() const;
-    // The first visible maximised window of the area, the active one preferred; null if none.
-    QMdiSubWindow* CoveringWindow() const;
-    // Sets aside every window of the area that a maximised one covers.
-    void SetAsideCoveredWindows();
-    void SetAside(QMdiSubWindow* window);
-    // Drops the windows set aside that are gone.
-    void PruneSetAside();
-    // Puts a window set aside back into the area and shows it, maximised or as it was.
-    void BringBack(QMdiSubWindow* window, bool maximized);
-    // Puts every window set aside back, oldest first, once no maximised window covers them.
-    void BringBackAll();
-    void SlotWindowStateChanged(Qt::WindowStates oldState, Qt::WindowStates newState);
-    // Ctrl+Tab (forward) and Ctrl+Shift+Tab while windows are set aside: the area can only cycle
-    // through what it holds, so the workspace swaps the maximised window itself. Forward takes the
-    // window active most recently before, back the one set aside longest ago.
-    void SlotCycleWindows(bool forward);
-    // The cycling keys are the workspace's only while windows are set aside.
-    void UpdateCycleKeys();
+    // Takes every view's widget out of the area (hidden, without parent) and forgets all views:
+    // run before the area goes, with the plug-in or with its parent.
+    void ReleaseWidgets();
+    // Any activation of the area's: keeps the close shortcut on the active window only, and
+    // reports the user's activations (SlotWidgetActivated). Others are undone in favour of the
+    // repository's active view.
+    void SlotSubWindowActivated(QMdiSubWindow* window);
+    // The user restored the maximised active window: the others come back at their places.
+    void SlotWindowStateChanged(QMdiSubWindow* window, Qt::WindowStates oldState,
+                                Qt::WindowStates newState);
+    // Activates the window of the repository's active view, without posting FOCUS_VIEW.
+    void ApplyActiveView();
+    // The window of the repository's active view; null if it has none here.
+    QMdiSubWindow* ActiveViewWindow() const;
+    // Activates `window` (null: none) as the workspace's own move, posting nothing.
+    void ActivateWindow(QMdiSubWindow* window);
+    void SetCloseKeys(QMdiSubWindow* window, bool enabled);
     void ConnectActivation();
     void DisconnectActivation();
     void PostView(const char* szName, Zarn::CPluginBase* view);
@@ -123,24 +124,19 @@ private:
     Zarn::CLogger* m_pLogger; // this plug-in borrows no logger: stays null
     Zarn::CString m_strName;
     Zarn::CString m_strWidgetPath;
-    // Held as a widget: while Qt destroys the area, signals of its windows still arrive, and only
-    // a checked cast (Area) tells that it is no QMdiArea any more.
-    QPointer<QWidget> m_pWorkspace;
+    QPointer<QMdiArea> m_pWorkspace;
+    bool m_bAreaGone = false; // set when the area starts its destruction
     std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
     std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    // The view the repository last announced as active (ACTIVE_VIEW); may be unknown here.
+    Zarn::CPluginBase* m_pActiveView = nullptr;
+    // FOCUS_VIEW reporting; taken down while the workspace moves windows itself.
     QMetaObject::Connection m_connActivated;
-    // A window set aside and what it is given back when it returns.
-    struct SSetAside
-    {
-        QPointer<QMdiSubWindow> pWindow;
-        std::optional<QRect> geometry; // its place in the area, unless it was maximised
-        std::vector<std::pair<QPointer<QAction>, QList<QKeySequence>>> lstShortcuts;
-    };
-    // In the order they were set aside: the last one was active most recently.
-    std::vector<SSetAside> m_lstSetAside;
-    // Set while the workspace moves windows itself, so that the state changes it causes are not
-    // taken for the user's.
     bool m_bArranging = false;
-    QPointer<QShortcut> m_pNextWindowKey;
-    QPointer<QShortcut> m_pPreviousWindowKey;
+    bool m_bActivationPending = false; // ApplyActiveView is queued
+    // The window that holds the close shortcut of the windows' menus, and that shortcut.
+    QPointer<QMdiSubWindow> m_pKeyHolder;
+    std::vector<std::pair<int, QList<QKeySequence>>> m_lstMenuKeys; // action index, keys
+    bool m_bMenuKeysKnown = false;
+    std::unique_ptr<CUserInputWatch> m_pInputWatch;
 };

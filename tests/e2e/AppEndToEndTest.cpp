@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -125,6 +126,64 @@ TEST_F(AppEndToEnd, ClickOnNavigatorEntryActivatesItsWindow)
               std::string::npos)
         << "the window title names the active view";
     Screenshot("navigator-click.png");
+}
+
+// A tool that asks for its parameters in a dialog, then a view picked in the navigator: the pick
+// must stay, not be taken back by the tool's result once the event loop settles.
+TEST_F(AppEndToEnd, ViewPickedInTheNavigatorAfterADialogToolStaysActive)
+{
+    CAppProcess::SOptions options;
+    options.m_strHome = m_home.string(); // the built-in configuration: Gaussian Blur asks for sigma
+    options.m_lstFiles = {(m_data / "first.png").string(), (m_data / "second.tif").string()};
+    m_pApp = std::make_unique<CAppProcess>(options);
+    m_pApp->WaitEvent("ready");
+    m_pApp->WaitState(
+        [](const nlohmann::json& state)
+        { return Count(state, "windows") == 2 && state["actions"].value("gaussian blur", false); },
+        "two windows and Gaussian Blur enabled");
+
+    ASSERT_EQ(m_pApp->Command("trigger gaussian blur")["ok"], true);
+    // The dialog opens after the reply; OK is answered as soon as it is there.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    nlohmann::json answer = m_pApp->Command("answer OK");
+    while (answer["ok"] != true && std::chrono::steady_clock::now() < deadline)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        answer = m_pApp->Command("answer OK");
+    }
+    ASSERT_EQ(answer["ok"], true) << answer.dump();
+    const nlohmann::json blurred = m_pApp->WaitState(
+        [](const nlohmann::json& state)
+        {
+            return Count(state, "documents") == 3 && Count(state, "windows") == 3 &&
+                   Count(state, "navigator") == 3 && state["navigator_current"] == 2 &&
+                   state["active_window"] == state["windows"][2];
+        },
+        "the blurred image shown and active");
+
+    // The user looks at the result first: by then the dialogs' closing has left the application
+    // without an active window, and the click brings it back.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    ASSERT_EQ(m_pApp->Command("click-navigator 0")["ok"], true);
+    m_pApp->WaitState(
+        [&](const nlohmann::json& state) {
+            return state["navigator_current"] == 0 &&
+                   state["active_window"] == blurred["windows"][0];
+        },
+        "the first image active");
+    // Whatever the event loop still had queued has run by now; the pick holds all along.
+    for (int i = 0; i < 15; ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const nlohmann::json state = m_pApp->Command("state");
+        ASSERT_EQ(state["navigator_current"], 0)
+            << "after " << (i + 1) * 100 << " ms: " << state.dump();
+        ASSERT_EQ(state["active_window"], blurred["windows"][0])
+            << "after " << (i + 1) * 100 << " ms";
+        ASSERT_NE(state["title"].get<std::string>().find("first.png"), std::string::npos)
+            << state["title"];
+    }
+    Screenshot("navigator-pick-after-dialog-tool.png");
 }
 
 TEST_F(AppEndToEnd, ClosingAWindowRemovesTheViewAndThenTheDocument)

@@ -9,6 +9,7 @@
 #include <Zarn/Value/ValueScalar.h>
 
 #include <QLabel>
+#include <QPointer>
 
 #include <stdexcept>
 #include <string>
@@ -186,6 +187,25 @@ TEST_F(CViewFactoryCreateView, OrphanageNeverBecomesVisibleWhileViewsAreMadeOnIt
     ASSERT_NE(pOrphanage, nullptr);
     EXPECT_EQ(pOrphanage->objectName(), QStringLiteral("Orphanage"));
     EXPECT_FALSE(pOrphanage->isVisible());
+    EXPECT_FALSE(pViewWidget->isVisible());
+}
+
+// The view factory goes while the views it had made live on (the repository owns them): their
+// widgets, still on the orphanage, are not deleted with it.
+TEST_F(CViewFactoryCreateView, DeleteDataLeavesTheWidgetsOfViewsMadeOnTheOrphanageToTheViews)
+{
+    SFactoryBehaviour& behaviour = RegisterFactory("FactoryA");
+    NewDocumentFor({"FactoryA"});
+    Deliver();
+    ASSERT_EQ(behaviour.m_lstViews.size(), 1u);
+    QPointer<QWidget> pViewWidget = behaviour.m_lstViews[0]->Widget();
+    ASSERT_FALSE(pViewWidget.isNull());
+
+    m_pPlugin->DeleteData();
+    m_bPluginDataDeleted = true;
+
+    ASSERT_FALSE(pViewWidget.isNull());
+    EXPECT_EQ(pViewWidget->parentWidget(), nullptr);
     EXPECT_FALSE(pViewWidget->isVisible());
 }
 

@@ -452,7 +452,7 @@ protected:
                                               { return message.rfind(prefix, 0) == 0; }));
     }
 
-    // The workspace's window for `widget`, in the area or set aside behind a maximised one.
+    // The workspace's window for `widget`, as the plug-in knows it: one of the area's windows.
     QMdiSubWindow* WorkspaceWindowOf(QWidget* widget) const
     {
         auto* pSub = widget ? qobject_cast<QMdiSubWindow*>(widget->parentWidget()) : nullptr;
@@ -461,7 +461,7 @@ protected:
         {
             return nullptr;
         }
-        return pSub->mdiArea() == m_pMdiArea || pWorkspace->IsSetAside(pSub) ? pSub : nullptr;
+        return pSub->mdiArea() == m_pMdiArea ? pSub : nullptr;
     }
 
     // The sub-window of the area whose inner widget is `widget`; null when there is none.
@@ -596,10 +596,12 @@ TEST_F(ViewFlow, TheSecondDocumentsViewBecomesActiveEverywhere)
 
     EXPECT_EQ(m_pStack->count(), 3);
     EXPECT_GE(m_pStack->indexOf(m_pAlphaView->StackPage()), 0);
-    // Beta's maximised window covers alpha's, which waits set aside.
-    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 1);
-    EXPECT_EQ(SubWindowOf(m_pAlphaView->WindowWidget()), nullptr);
+    // Beta's maximised window covers alpha's; both are windows of the area.
+    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 2);
+    EXPECT_NE(SubWindowOf(m_pAlphaView->WindowWidget()), nullptr);
     EXPECT_NE(WorkspaceWindowOf(m_pAlphaView->WindowWidget()), nullptr);
+    EXPECT_EQ(m_pMdiArea->subWindowList(QMdiArea::StackingOrder).back(),
+              SubWindowOf(m_pBetaView->WindowWidget()));
     EXPECT_EQ(m_pList->count(), 2);
     ExpectActiveEverywhere(m_pBetaView, 1);
 }
@@ -630,17 +632,18 @@ TEST_F(ViewFlow, PickingAViewInTheNavigatorFocusesItEverywhereWithoutEcho)
 TEST_F(ViewFlow, ActivatingAWorkspaceWindowFocusesItsViewEverywhereWithoutEcho)
 {
     AddTwoDocuments();
-    // The user restores beta's maximised window, which brings alpha's back beside it.
-    QMdiSubWindow* pBetaWindow = SubWindowOf(m_pBetaView->WindowWidget());
-    ASSERT_NE(pBetaWindow, nullptr);
-    pBetaWindow->showNormal();
+    m_pWindow->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pWindow.data()));
+    QWidget* pBetaWidget = m_pBetaView->WindowWidget();
+    ASSERT_NE(SubWindowOf(pBetaWidget), nullptr);
+    ASSERT_NE(SubWindowOf(m_pAlphaView->WindowWidget()), nullptr);
     Deliver();
-    EXPECT_TRUE(TakeMessages().empty());
-    QMdiSubWindow* pAlphaWindow = SubWindowOf(m_pAlphaView->WindowWidget());
-    ASSERT_NE(pAlphaWindow, nullptr);
+    TakeMessages();
 
-    // What a click on the window's title does.
-    m_pMdiArea->setActiveSubWindow(pAlphaWindow);
+    // Ctrl+Tab: the window active before comes up.
+    QTest::keyPress(pBetaWidget, Qt::Key_Control, Qt::ControlModifier);
+    QTest::keyClick(pBetaWidget, Qt::Key_Tab, Qt::ControlModifier);
+    QTest::keyRelease(pBetaWidget, Qt::Key_Control, Qt::NoModifier);
     Deliver();
 
     EXPECT_EQ(TakeMessages(),
@@ -709,7 +712,7 @@ TEST_F(ViewFlow, RemovingADocumentRemovesAllItsViewsEverywhere)
     Deliver();
     TakeMessages();
     EXPECT_EQ(m_pStack->count(), 4);
-    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 1);
+    EXPECT_EQ(m_pMdiArea->subWindowList().size(), 3);
     EXPECT_NE(WorkspaceWindowOf(m_pAlphaView->WindowWidget()), nullptr);
     EXPECT_NE(WorkspaceWindowOf(m_pBetaView->WindowWidget()), nullptr);
     EXPECT_EQ(m_pList->count(), 3);

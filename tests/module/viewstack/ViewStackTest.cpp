@@ -13,6 +13,7 @@
 #include <QStackedWidget>
 #include <QWidget>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -141,31 +142,85 @@ TEST_F(CViewStack, ParentParameterMakesTheStackItsChild)
     pParameters->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValuePointer<QWidget>(&parent));
     StartViewStack(pParameters);
     EXPECT_EQ(Stack()->parentWidget(), &parent);
+}
 
+// The plug-in goes first while the stack has a parent: the stack stays with its parent, and the
+// views' pages stay with their views when the parent goes later.
+TEST_F(CViewStack, StackWithAParentOutlivesThePluginAndTheViewsPagesOutliveTheParent)
+{
+    auto pParent = std::make_unique<QWidget>();
+    auto* pParameters = new Zarn::CValueMap;
+    pParameters->SetEntry(Zarn::CValue_Key("parent"),
+                          new Zarn::CValuePointer<QWidget>(pParent.get()));
+    StartViewStack(pParameters);
+    CFakeView* pView = NewView("A");
+    Send("NEW_VIEW", pView);
+    Send("ACTIVE_VIEW", pView);
     QPointer<QStackedWidget> pStack = Stack();
+    QPointer<QWidget> pPage = pView->Widget();
+
     m_pThread->Unsubscribe(m_pPluginBase);
     delete m_pPluginBase;
     m_pPluginBase = nullptr;
     m_pPlugin = nullptr;
+    ASSERT_FALSE(pStack.isNull());
+    EXPECT_EQ(pStack->parentWidget(), pParent.get());
+    ASSERT_FALSE(pPage.isNull());
+    EXPECT_EQ(pPage->parentWidget(), nullptr);
+
+    pParent.reset();
     EXPECT_TRUE(pStack.isNull());
+    EXPECT_FALSE(pPage.isNull());
+    EXPECT_EQ(Deliver(), 0u);
 }
 
-TEST_F(CViewStack, ParentDestroyedBeforeThePluginTakesTheStackAndPagesWithIt)
+// The stack's parent goes while the plug-in and the views live: the stack dies with it, the
+// views' pages do not, and the plug-in no longer reaches the stack.
+TEST_F(CViewStack, ParentDestroyedBeforeThePluginTakesTheStackButNotTheViewsPages)
 {
     auto* pParent = new QWidget;
     auto* pParameters = new Zarn::CValueMap;
     pParameters->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValuePointer<QWidget>(pParent));
     StartViewStack(pParameters);
     CFakeView* pView = NewView("A");
+    CFakeView* pBare = NewView("Bare", nullptr);
     Send("NEW_VIEW", pView);
+    Send("NEW_VIEW", pBare);
     Send("ACTIVE_VIEW", pView);
     QPointer<QStackedWidget> pStack = Stack();
+    QPointer<QWidget> pPage = pView->Widget();
 
     delete pParent;
     EXPECT_TRUE(pStack.isNull());
-    EXPECT_EQ(pView->Widget(), nullptr);
+    ASSERT_FALSE(pPage.isNull());
+    EXPECT_EQ(pPage->parentWidget(), nullptr);
     EXPECT_EQ(Deliver(), 0u);
     EXPECT_TRUE(Delivered("FOCUS_VIEW").empty());
+
+    // Later messages find no stack and change nothing.
+    Send("ACTIVE_VIEW", pBare);
+    Send("INVALID_VIEW", pView);
+    Send("NEW_VIEW", NewView("B"));
+    EXPECT_TRUE(Delivered("FOCUS_VIEW").empty());
+    EXPECT_EQ(pPage->parentWidget(), nullptr);
+}
+
+// A removed view's page leaves the stack: the view deletes it, not the stack's parent.
+TEST_F(CViewStack, PageOfARemovedViewIsNotDeletedWithTheStack)
+{
+    auto pParent = std::make_unique<QWidget>();
+    auto* pParameters = new Zarn::CValueMap;
+    pParameters->SetEntry(Zarn::CValue_Key("parent"),
+                          new Zarn::CValuePointer<QWidget>(pParent.get()));
+    StartViewStack(pParameters);
+    CFakeView* pView = NewView("A");
+    Send("NEW_VIEW", pView);
+    Send("ACTIVE_VIEW", pView);
+    Send("INVALID_VIEW", pView);
+    QPointer<QWidget> pPage = pView->Widget();
+
+    pParent.reset();
+    EXPECT_FALSE(pPage.isNull());
 }
 
 TEST_F(CViewStack, NewViewAddsItsWidgetAsPageWithoutBringingItToTheFront)
@@ -447,16 +502,23 @@ TEST_F(CViewStack, MissingMessageIdFactoryFailsInitAsWrappedHostException)
     }
 }
 
-TEST_F(CViewStack, DeletingThePluginDeletesTheStackAndThePagesOnIt)
+// The plug-in goes while the views live: its parentless stack goes with it, the views' pages
+// do not.
+TEST_F(CViewStack, DeletingThePluginDeletesItsParentlessStackButNotTheViewsPages)
 {
     StartWithTwoViews(true);
     QPointer<QStackedWidget> pStack = Stack();
+    ASSERT_EQ(pStack->parentWidget(), nullptr);
     m_pThread->Unsubscribe(m_pPluginBase);
     delete m_pPluginBase;
     m_pPluginBase = nullptr;
     m_pPlugin = nullptr;
     EXPECT_TRUE(pStack.isNull());
-    EXPECT_EQ(m_pA->Widget(), nullptr);
+    for (CFakeView* pView : {m_pA, m_pB})
+    {
+        ASSERT_NE(pView->Widget(), nullptr);
+        EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
+    }
     EXPECT_EQ(Deliver(), 0u);
 }
 

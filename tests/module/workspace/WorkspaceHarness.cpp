@@ -205,6 +205,17 @@ CTestView* CWorkspaceFixture::AddView(const std::string& caption, std::optional<
     return pView;
 }
 
+CTestView* CWorkspaceFixture::AddPlacedView(const std::string& caption, const QRect& geometry)
+{
+    m_lstViews.push_back(std::make_unique<CTestView>(caption));
+    CTestView* pView = m_lstViews.back().get();
+    pView->m_bShowMaximized = false;
+    pView->Widget()->setGeometry(geometry);
+    PostView("NEW_VIEW", pView);
+    Deliver();
+    return pView;
+}
+
 std::vector<SRecord> CWorkspaceFixture::TakeRecords()
 {
     const std::vector<SRecord>& all = m_pRecorder->m_lstRecords;

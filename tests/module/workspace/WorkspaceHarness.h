@@ -11,6 +11,7 @@
 #include <Zarn/Value/ValueContainer.h>
 
 #include <QPointer>
+#include <QRect>
 #include <QWidget>
 
 #include <gtest/gtest.h>
@@ -122,13 +123,15 @@ protected:
     // Posts NEW_VIEW for a new view double and delivers; the fixture deletes views still alive
     // at the end.
     CTestView* AddView(const std::string& caption, std::optional<bool> showMaximized = {});
+    // The same for a view whose window is not maximised: its widget at `geometry`.
+    CTestView* AddPlacedView(const std::string& caption, const QRect& geometry);
 
     // The records since the last call.
     std::vector<SRecord> TakeRecords();
 
     QMdiArea* Area() const;
     QMdiSubWindow* SubWindowOf(const CTestView* view) const;
-    // The plug-in's own class, for what only it can tell (the windows set aside).
+    // The plug-in's own class, for what only it can tell (the window of a view).
     CWorkspacePlugin* Workspace() const;
 
     std::ostringstream m_logText;
