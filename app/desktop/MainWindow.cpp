@@ -416,6 +416,7 @@ void CMainWindow::Record(const Zarn::CValueMap& document)
     recorded.m_nIndex = document.EntryLong(Zarn::CValue_Key("index"), 0);
     recorded.m_pChain =
         std::make_shared<const Zarn::CValueVector>(Zarn::ImageDocument::ProcessChain(document));
+    recorded.m_strOrigin = Zarn::ImageDocument::ProcessOrigin(document);
     m_lstRecorded.push_back(std::move(recorded));
     ShowRecordingState();
 }
@@ -485,6 +486,18 @@ bool CMainWindow::SaveRecording(const QString& path, int nDocument)
         return false;
     }
     const SRecordedDocument& recorded = m_lstRecorded[static_cast<size_t>(nDocument)];
+    if (recorded.m_strOrigin.empty())
+    {
+        // Saved anyway, the steps would run on the original file and quietly give another image.
+        QMessageBox::critical(
+            this, tr("Cannot save the recording"),
+            tr("The steps that made \"%1\" would not replay: they start at an image that was "
+               "neither opened from a file nor made by a tool that records its steps (the result "
+               "of a process, for example). Save that image, open the file and run the tools "
+               "from there.")
+                .arg(recorded.Caption()));
+        return false;
+    }
     Zarn::CValueMap process;
     process.SetEntry(Zarn::CValue_Key("process"), recorded.m_pChain->Clone(Zarn::CValue::tfShare));
     try

@@ -50,6 +50,7 @@ public:
         std::string m_strLabel;
         long m_nIndex = 0; // the repository's number among equal labels; 0 when none
         std::shared_ptr<const Zarn::CValueVector> m_pChain;
+        std::string m_strOrigin; // the file the chain starts from; empty when none is known
         // "label [index]", as the views name it.
         QString Caption() const;
     };
@@ -63,7 +64,8 @@ public:
     Zarn::CValueVector RecordingSteps(int nDocument = -1) const;
     // Writes the chain of a recorded document (-1: RecordingChoice()) as a process description
     // {"process": [...]}, which docview-batch replays on the file the chain starts from; false
-    // (after telling the user) when it cannot be written or nothing was recorded.
+    // (after telling the user) when it cannot be written, nothing was recorded, or the chain
+    // starts at an image that no file holds (it would replay to something else).
     bool SaveRecording(const QString& path, int nDocument = -1);
 
     // Ends the plug-ins; the window stays until it is destroyed. Called when the application quits.

@@ -12,6 +12,7 @@
 #include <QDropEvent>
 #include <QElapsedTimer>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -480,6 +481,34 @@ TEST_F(MainWindow, RecordingOfABranchedSessionSavesOnlyTheChainOfTheChosenDocume
     ASSERT_TRUE(m_pWindow->SaveRecording(strPath, 1));
     EXPECT_EQ(SavedPlugins(strPath), std::vector<std::string>{"Invert"});
     (void)pD;
+}
+
+// A process's result carries no steps: a chain that starts there would run on the original file
+// and quietly give another image, so saving it is refused with the reason.
+TEST_F(MainWindow, RecordingWhoseChainStartsAtAnImageNoFileHoldsIsRefusedWithTheReason)
+{
+    m_pWindow->SetRecording(true);
+    Zarn::CValueMap* pFile = AnnounceDocument("a.png", "/data/a.png");
+    Zarn::CValueMap* pProcessed = AnnounceDocument("a.png - smooth"); // neither file nor steps
+    AnnounceStep("b", "Threshold", pProcessed);
+    Zarn::CValueMap* pC = AnnounceStep("c", "Invert", pFile);
+    AnnounceStep("d", "Median", pC);
+    ASSERT_EQ(m_pWindow->RecordedDocuments().size(), 3u);
+    EXPECT_EQ(m_pWindow->RecordedDocuments()[0].m_strOrigin, "");
+    EXPECT_EQ(m_pWindow->RecordedDocuments()[2].m_strOrigin, "/data/a.png");
+
+    const QString strPath = m_folder.filePath("refused.json");
+    SAnswer answer;
+    answer.Click(QMessageBox::Ok);
+    EXPECT_FALSE(m_pWindow->SaveRecording(strPath, 0));
+    EXPECT_EQ(answer.m_strTitle, "Cannot save the recording");
+    EXPECT_NE(answer.m_strText.indexOf("\"b\" would not replay"), -1)
+        << answer.m_strText.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(strPath));
+
+    // A chain that starts at a file is still saved.
+    ASSERT_TRUE(m_pWindow->SaveRecording(strPath, 2));
+    EXPECT_EQ(SavedPlugins(strPath), (std::vector<std::string>{"Invert", "Median"}));
 }
 
 // Save Recording must say whose steps it writes: the user picks the result, and the file dialog

@@ -37,7 +37,8 @@ void Write(const CValueMap& document, const std::string& path)
     const CImage* pImage = Image(document);
     if (pImage == nullptr)
     {
-        throw CExBadParam(ZARN_LOCATION, ("document '" + Label(document) + "' holds no image").c_str());
+        throw CExBadParam(ZARN_LOCATION,
+                          ("document '" + Label(document) + "' holds no image").c_str());
     }
     CImageFile::Write(path, *pImage);
 }
@@ -80,6 +81,12 @@ void SetProcessStep(CValueMap& document, const std::string& plugin, const CValue
     // The source is read before anything is stored, so it may even be the document itself.
     auto pChain =
         std::make_unique<CValueVector>(source != nullptr ? ProcessChain(*source) : CValueVector());
+    std::string strOrigin;
+    if (source != nullptr)
+    {
+        strOrigin = source->HasEntry(CValue_Key("process chain")) ? ProcessOrigin(*source)
+                                                                  : FileName(*source);
+    }
     auto pStep = std::make_unique<CValueMap>();
     pStep->SetEntry(CValue_Key("type"), new CValueString("plugin"));
     pStep->SetEntry(CValue_Key("plugin"), new CValueString(plugin));
@@ -87,6 +94,14 @@ void SetProcessStep(CValueMap& document, const std::string& plugin, const CValue
     pChain->PushBack(pStep->Clone(CValue::tfShare));
     document.SetEntry(CValue_Key("process step"), pStep.release());
     document.SetEntry(CValue_Key("process chain"), pChain.release());
+    if (strOrigin.empty())
+    {
+        document.RemoveEntry(CValue_Key("process origin"));
+    }
+    else
+    {
+        document.SetEntry(CValue_Key("process origin"), new CValueString(strOrigin));
+    }
 }
 
 const CValueMap* ProcessStep(const CValueMap& document)
@@ -108,6 +123,14 @@ CValueVector ProcessChain(const CValueMap& document)
         chain.PushBack(pStep->Clone(CValue::tfShare));
     }
     return chain;
+}
+
+std::string ProcessOrigin(const CValueMap& document)
+{
+    const CValue* pOrigin = document.Entry(CValue_Key("process origin"), false);
+    return pOrigin != nullptr && pOrigin->GenericType() == CValue::vtString
+               ? pOrigin->String().StdString()
+               : std::string();
 }
 
 } // namespace Zarn::ImageDocument

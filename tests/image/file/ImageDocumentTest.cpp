@@ -156,4 +156,35 @@ TEST(ImageDocument, ProcessChainFollowsTheSourceDocumentsBackToTheFile)
     EXPECT_EQ(Plugins(handMade), (std::vector<std::string>{"Median"}));
 }
 
+// A replay runs the chain on the file it starts from; a chain that starts elsewhere has no origin.
+TEST(ImageDocument, ProcessOriginIsTheFileTheChainStartsFromAndEmptyWithoutOne)
+{
+    std::unique_ptr<CValueMap> pFile(
+        ImageDocument::Create(SmallImage().release(), "a.png", "/data/a.png"));
+    const CValueMap parameters;
+    std::unique_ptr<CValueMap> pBlurred(ImageDocument::Create(SmallImage().release(), "b"));
+    ImageDocument::SetProcessStep(*pBlurred, "GaussianBlur", parameters, pFile.get());
+    std::unique_ptr<CValueMap> pThresholded(ImageDocument::Create(SmallImage().release(), "c"));
+    ImageDocument::SetProcessStep(*pThresholded, "Threshold", parameters, pBlurred.get());
+    EXPECT_EQ(ImageDocument::ProcessOrigin(*pBlurred), "/data/a.png");
+    EXPECT_EQ(ImageDocument::ProcessOrigin(*pThresholded), "/data/a.png");
+
+    // A result saved to a file of its own still starts its chain at the first file.
+    pBlurred->SetEntry(CValue_Key("filename"), new CValueString("/data/b.tif"));
+    std::unique_ptr<CValueMap> pInverted(ImageDocument::Create(SmallImage().release(), "d"));
+    ImageDocument::SetProcessStep(*pInverted, "Invert", parameters, pBlurred.get());
+    EXPECT_EQ(ImageDocument::ProcessOrigin(*pInverted), "/data/a.png");
+
+    // An image that neither a file nor a recorded step made (a process's result) is no origin,
+    // and neither is anything made from it.
+    std::unique_ptr<CValueMap> pProcessed(ImageDocument::Create(SmallImage().release(), "e"));
+    std::unique_ptr<CValueMap> pMasked(ImageDocument::Create(SmallImage().release(), "f"));
+    ImageDocument::SetProcessStep(*pMasked, "Threshold", parameters, pProcessed.get());
+    EXPECT_EQ(ImageDocument::ProcessOrigin(*pMasked), "");
+    std::unique_ptr<CValueMap> pLabelled(ImageDocument::Create(SmallImage().release(), "g"));
+    ImageDocument::SetProcessStep(*pLabelled, "Label", parameters, pMasked.get());
+    EXPECT_EQ(ImageDocument::ProcessOrigin(*pLabelled), "");
+    EXPECT_FALSE(pLabelled->HasEntry(CValue_Key("process origin")));
+}
+
 } // namespace

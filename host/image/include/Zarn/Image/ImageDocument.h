@@ -51,7 +51,10 @@ ZARN_IMAGE_API bool IsSaved(const CValueMap& document);
 // Writes "process step" = {"type": "plugin", "plugin": plugin, "parameters": a copy of parameters}
 // and "process chain" = the chain of `source` (the document the tool worked on; none: empty)
 // followed by the step. Results of results thus know every step back to the file, however the
-// session branched. `source` is only read.
+// session branched. "process origin" names that file: the origin of `source` when it has a chain,
+// else its "filename"; it is left out when the chain starts at an image that no file holds and
+// no recorded step made (a process's result, say), whose chain would not replay. `source` is
+// only read.
 ZARN_IMAGE_API void SetProcessStep(CValueMap& document, const std::string& plugin,
                                    const CValueMap& parameters, const CValueMap* source = nullptr);
 // The document's "process step", or null when no tool left one.
@@ -59,6 +62,8 @@ ZARN_IMAGE_API const CValueMap* ProcessStep(const CValueMap& document);
 // A copy of the steps that made the document, oldest first: its "process chain", or its
 // "process step" alone when it has no chain; empty when no tool made it.
 ZARN_IMAGE_API CValueVector ProcessChain(const CValueMap& document);
+// The file the document's chain starts from ("process origin"); empty when it is not known.
+ZARN_IMAGE_API std::string ProcessOrigin(const CValueMap& document);
 
 } // namespace ImageDocument
 
