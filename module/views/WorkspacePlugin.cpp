@@ -42,6 +42,22 @@ constexpr Qt::WindowFlags kWindowFlags = Qt::WindowTitleHint | Qt::WindowSystemM
                                          Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint |
                                          Qt::WindowStaysOnTopHint;
 
+// Every window is kept on top for speed (kWindowFlags); the menu's "Stay on Top" entry, its only
+// checkable one, would show that detail ticked and, unticked, make that window's raises slow.
+void HideStayOnTopEntry(const QMdiSubWindow* window)
+{
+    if (const QMenu* pMenu = window->systemMenu())
+    {
+        for (QAction* pAction : pMenu->actions())
+        {
+            if (pAction->isCheckable())
+            {
+                pAction->setVisible(false);
+            }
+        }
+    }
+}
+
 // An area that tells its plug-in before Qt destroys the windows in it, so that the views'
 // widgets can leave them first: they belong to the views, not to the area.
 class CWorkspaceArea : public QMdiArea
@@ -266,6 +282,7 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     {
         pSubWindow = Area()->addSubWindow(pWidget, kWindowFlags);
         SetCloseKeys(pSubWindow, false);
+        HideStayOnTopEntry(pSubWindow);
         // A destroyed widget is forgotten and its emptied window leaves the area at once.
         QObject::connect(pWidget, &QObject::destroyed, this,
                          [this, pWidget, pFrame = QPointer<QMdiSubWindow>(pSubWindow)]

@@ -7,10 +7,12 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include <QAction>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMenu>
 #include <QPointer>
 #include <QTest>
 
@@ -603,6 +605,26 @@ TEST_F(CWorkspacePluginTest, EveryViewHasAWindowInTheAreaAlsoUnderAMaximisedOne)
     EXPECT_TRUE(pCover->isMaximized());
     EXPECT_EQ(pCover->geometry(), Area()->viewport()->rect());
     EXPECT_EQ(Area()->subWindowList(QMdiArea::StackingOrder).back(), pCover);
+}
+
+// Windows stay on top for speed; their menu must not offer that detail as a user's choice.
+TEST_F(CWorkspacePluginTest, WindowMenuOffersNoStayOnTopEntry)
+{
+    StartWorkspace();
+    CTestView* pView = AddView("first");
+    QMdiSubWindow* pSubWindow = SubWindowOf(pView);
+    ASSERT_NE(pSubWindow, nullptr);
+    ASSERT_NE(pSubWindow->systemMenu(), nullptr);
+    int nVisible = 0;
+    for (const QAction* pAction : pSubWindow->systemMenu()->actions())
+    {
+        if (pAction->isVisible() && !pAction->isSeparator())
+        {
+            ++nVisible;
+            EXPECT_FALSE(pAction->isCheckable()) << pAction->text().toStdString();
+        }
+    }
+    EXPECT_GT(nVisible, 0) << "the rest of the menu stays";
 }
 
 TEST_F(CWorkspacePluginTest, ActiveViewBringsACoveredWindowUpMaximisedWithoutEcho)
