@@ -1,6 +1,7 @@
 #include "toolbox/CurrentContext.h"
 
 #include <mutex>
+#include <optional>
 
 namespace DocView
 {
@@ -20,10 +21,14 @@ SCurrentContext& Context()
     return context;
 }
 
+// What this thread wrote last; empty until it writes.
+thread_local std::optional<std::string> t_strOwnText;
+
 } // namespace
 
 void SetCurrentContext(const std::string& context)
 {
+    t_strOwnText = context;
     SCurrentContext& current = Context();
     const std::lock_guard<std::mutex> lock(current.m_mutex);
     current.m_strText = context;
@@ -31,6 +36,10 @@ void SetCurrentContext(const std::string& context)
 
 std::string CurrentContext()
 {
+    if (t_strOwnText)
+    {
+        return *t_strOwnText;
+    }
     SCurrentContext& current = Context();
     const std::lock_guard<std::mutex> lock(current.m_mutex);
     return current.m_strText;

@@ -13,6 +13,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -642,3 +643,32 @@ TEST(SystemExceptionName, NamesEveryCodeOfTheTableAndNoOther)
 }
 
 } // namespace ToolboxTest
+
+// A tool thread's fault must name its tool even while the GUI thread labels the tools it asks
+// meanwhile; the label used to be whatever any thread wrote last.
+TEST(CurrentContext, AThreadReadsItsOwnLabelWhileAnotherWritesAndOthersReadTheLatest)
+{
+    std::promise<void> labelled;
+    std::promise<void> overwritten;
+    std::string strSeenByTool;
+    DocView::SetCurrentContext("CToolboxPlugin::NewView()");
+    std::thread tool(
+        [&]
+        {
+            DocView::SetCurrentContext("CrashTool");
+            labelled.set_value();
+            overwritten.get_future().wait();
+            strSeenByTool = DocView::CurrentContext();
+        });
+    labelled.get_future().wait();
+    DocView::SetCurrentContext("run_blur");
+    overwritten.set_value();
+    tool.join();
+    EXPECT_EQ(strSeenByTool, "CrashTool");
+    EXPECT_EQ(DocView::CurrentContext(), "run_blur");
+
+    std::string strSeenByReader;
+    std::thread reader([&] { strSeenByReader = DocView::CurrentContext(); });
+    reader.join();
+    EXPECT_EQ(strSeenByReader, "run_blur") << "a thread that never wrote reads the latest label";
+}
