@@ -150,6 +150,30 @@ void WriteNotLoaded(const char* kind, const std::string& plugin, const char* wha
               << "\n\t" << what << "'" << std::endl;
 }
 
+// Runs a loading call into `plugin`. A native fault inside writes that the plug-in (`kind`
+// `name`) is not loaded, destroys it and answers false; what the plug-in throws otherwise
+// reaches the caller.
+template <class TCall>
+bool SurvivesLoadingCall(std::unique_ptr<Zarn::CPluginBase>& plugin, const char* kind,
+                         const std::string& name, TCall&& call)
+{
+    try
+    {
+        CallPlugin(call);
+    }
+    catch (const Zarn::CException& exception)
+    {
+        if (!IsNativeFault(exception))
+        {
+            throw;
+        }
+        WriteNotLoaded(kind, name, exception.what());
+        DestroyFaultedPlugin(plugin.release());
+        return false;
+    }
+    return true;
+}
+
 // The tool's "PluginName", or "<unnamed>"; never throws.
 std::string PluginNameOf(CToolEntry* entry)
 {
@@ -296,23 +320,13 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
 
     // A native fault skips the tool like a failed creation; what the tool throws reaches the
     // caller.
-    try
+    if (!SurvivesLoadingCall(pTool, "Tool plugin ", strPlugin,
+                             [&]
+                             {
+                                 pTool->Init(nullptr, description);
+                                 pTool->UpdateParameters(description);
+                             }))
     {
-        CallPlugin(
-            [&]
-            {
-                pTool->Init(nullptr, description);
-                pTool->UpdateParameters(description);
-            });
-    }
-    catch (const Zarn::CException& exception)
-    {
-        if (!IsNativeFault(exception))
-        {
-            throw;
-        }
-        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
-        DestroyFaultedPlugin(pTool.release());
         return;
     }
 
@@ -349,18 +363,9 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
             std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
             return;
         }
-        try
+        if (!SurvivesLoadingCall(pConfig, "Tool's config plugin ", strConfig,
+                                 [&] { pConfig->Init(nullptr, description); }))
         {
-            CallPlugin([&] { pConfig->Init(nullptr, description); });
-        }
-        catch (const Zarn::CException& exception)
-        {
-            if (!IsNativeFault(exception))
-            {
-                throw;
-            }
-            WriteNotLoaded("Tool's config plugin ", strConfig, exception.what());
-            DestroyFaultedPlugin(pConfig.release());
             return;
         }
         pEntry->SetConfig(pConfig.release());

@@ -1,5 +1,7 @@
 #include "views/ViewStackPlugin.h"
 
+#include "views/ContainerWidget.h"
+
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
@@ -17,24 +19,7 @@
 
 namespace
 {
-
-// A stack that tells its plug-in before Qt destroys the pages on it, so that the views' pages can
-// leave first: they belong to the views, not to the stack.
-class CViewStackWidget : public QStackedWidget
-{
-public:
-    std::function<void()> m_fnBeforeDestruction;
-
-    ~CViewStackWidget() override
-    {
-        if (m_fnBeforeDestruction)
-        {
-            const std::function<void()> fnCall = std::move(m_fnBeforeDestruction);
-            fnCall();
-        }
-    }
-};
-
+using CViewStackWidget = CContainerWidget<QStackedWidget>;
 } // namespace
 
 CViewStackPlugin::CViewStackPlugin()

@@ -1,5 +1,7 @@
 #include "views/WorkspacePlugin.h"
 
+#include "views/ContainerWidget.h"
+
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
@@ -58,22 +60,7 @@ void HideStayOnTopEntry(const QMdiSubWindow* window)
     }
 }
 
-// An area that tells its plug-in before Qt destroys the windows in it, so that the views'
-// widgets can leave them first: they belong to the views, not to the area.
-class CWorkspaceArea : public QMdiArea
-{
-public:
-    std::function<void()> m_fnBeforeDestruction;
-
-    ~CWorkspaceArea() override
-    {
-        if (m_fnBeforeDestruction)
-        {
-            const std::function<void()> fnCall = std::move(m_fnBeforeDestruction);
-            fnCall();
-        }
-    }
-};
+using CWorkspaceArea = CContainerWidget<QMdiArea>;
 
 } // namespace
 
