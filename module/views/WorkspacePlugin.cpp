@@ -272,8 +272,12 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
         HideStayOnTopEntry(pSubWindow);
         // A destroyed widget is forgotten and its emptied window leaves the area at once.
         QObject::connect(pWidget, &QObject::destroyed, this,
-                         [this, pWidget, pFrame = QPointer<QMdiSubWindow>(pSubWindow)]
-                         { ForgetWidget(pWidget, pFrame.data()); });
+                         [this, pWidget, pFrame = QPointer<QWidget>(pSubWindow)]
+                         {
+                             // When the window itself is being destroyed (its children go in
+                             // its QWidget destructor), it is no longer a sub-window: null.
+                             ForgetWidget(pWidget, qobject_cast<QMdiSubWindow*>(pFrame.data()));
+                         });
         QObject::connect(pSubWindow, &QMdiSubWindow::windowStateChanged, this,
                          [this, pFrame = QPointer<QMdiSubWindow>(pSubWindow)](
                              Qt::WindowStates oldState, Qt::WindowStates newState)
