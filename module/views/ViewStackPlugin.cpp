@@ -14,8 +14,6 @@
 #include <QString>
 #include <QWidget>
 
-#include <functional>
-#include <utility>
 
 namespace
 {

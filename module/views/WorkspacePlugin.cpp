@@ -411,27 +411,22 @@ void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
     if (it->second != m_pActiveView)
     {
         QMetaObject::invokeMethod(
-            this,
-            [this]
-            {
-                QMdiSubWindow* pActive = ActiveViewWindow();
-                if (pActive != nullptr && pActive != Area()->activeSubWindow())
-                {
-                    ActivateWindow(pActive);
-                }
-            },
-            Qt::QueuedConnection);
+            this, [this] { ReactivateActiveViewWindow(); }, Qt::QueuedConnection);
     }
 }
 
 QMdiSubWindow* CWorkspacePlugin::ActiveViewWindow() const
 {
-    const auto it = m_mapViewToWidget.find(m_pActiveView);
-    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    return WindowOfView(m_pActiveView);
+}
+
+void CWorkspacePlugin::ReactivateActiveViewWindow()
+{
+    QMdiSubWindow* pActive = ActiveViewWindow();
+    if (pActive != nullptr && pActive != Area()->activeSubWindow())
     {
-        return nullptr;
+        ActivateWindow(pActive);
     }
-    return SubWindowOf(Area(), it->second);
 }
 
 void CWorkspacePlugin::SlotWindowStateChanged(QMdiSubWindow* window, Qt::WindowStates oldState,
@@ -494,11 +489,7 @@ void CWorkspacePlugin::ForgetWidget(QWidget* widget, QMdiSubWindow* window)
         window->hide();
     }
     window->deleteLater();
-    QMdiSubWindow* pActive = ActiveViewWindow();
-    if (pActive != nullptr && pActive != Area()->activeSubWindow())
-    {
-        ActivateWindow(pActive);
-    }
+    ReactivateActiveViewWindow();
 }
 
 void CWorkspacePlugin::ReleaseWidgets()
@@ -535,11 +526,11 @@ QMdiArea* CWorkspacePlugin::Area() const
 QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
 {
     const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end())
+    if (it == m_mapViewToWidget.end() || Area() == nullptr)
     {
         return nullptr;
     }
-    return qobject_cast<QMdiSubWindow*>(it->second->parentWidget());
+    return SubWindowOf(Area(), it->second);
 }
 
 void CWorkspacePlugin::SetCloseKeys(QMdiSubWindow* window, bool enabled)

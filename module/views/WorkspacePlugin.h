@@ -112,6 +112,8 @@ private:
     void ApplyActiveView();
     // The window of the repository's active view; null if it has none here.
     QMdiSubWindow* ActiveViewWindow() const;
+    // Activates the active view's window again when Qt activated another one by itself.
+    void ReactivateActiveViewWindow();
     // Activates `window` (null: none) as the workspace's own move, posting nothing.
     void ActivateWindow(QMdiSubWindow* window);
     void SetCloseKeys(QMdiSubWindow* window, bool enabled);
