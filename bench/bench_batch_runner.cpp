@@ -35,7 +35,8 @@ class CInputFolder
 public:
     CInputFolder()
     {
-        std::string strTemplate = (fs::temp_directory_path() / "docview-bench-batch-XXXXXX").string();
+        std::string strTemplate =
+            (fs::temp_directory_path() / "docview-bench-batch-XXXXXX").string();
         if (::mkdtemp(strTemplate.data()) == nullptr)
         {
             std::abort();
@@ -49,9 +50,10 @@ public:
             random.fill(pixels, cv::RNG::NORMAL, 3000, 600);
             for (int nDisc = 0; nDisc < 40; ++nDisc)
             {
-                const cv::Point centre(random.uniform(20, kSize - 20), random.uniform(20, kSize - 20));
-                cv::circle(pixels, centre, random.uniform(5, 18), cv::Scalar(random.uniform(20000, 40000)),
-                           cv::FILLED);
+                const cv::Point centre(random.uniform(20, kSize - 20),
+                                       random.uniform(20, kSize - 20));
+                cv::circle(pixels, centre, random.uniform(5, 18),
+                           cv::Scalar(random.uniform(20000, 40000)), cv::FILLED);
             }
             m_lstFiles.push_back(m_root / "in" / ("plate" + std::to_string(1000 + i) + ".tif"));
             cv::imwrite(m_lstFiles.back().string(), pixels,
@@ -119,8 +121,9 @@ void BM_DocviewBatch(benchmark::State& state)
 {
     CInputFolder& inputs = Inputs();
     const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process " PROCESS_FILE " -j " +
-                                   std::to_string(kWorkers) + " --output '" + (inputs.m_root / "batch").string() +
-                                   "' '" + (inputs.m_root / "in").string() + "' 2>/dev/null";
+                                   std::to_string(kWorkers) + " --output '" +
+                                   (inputs.m_root / "batch").string() + "' '" +
+                                   (inputs.m_root / "in").string() + "' 2>/dev/null";
     for (auto _ : state)
     {
         if (std::system(strCommand.c_str()) != 0)
@@ -140,27 +143,37 @@ bool SameResults()
     fs::create_directories(check / "in");
     fs::copy_file(inputs.m_lstFiles.front(), check / "in" / "first.tif");
     CountDirectly(check / "in" / "first.tif", check / "direct.tif");
-    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process " PROCESS_FILE " -j 1 --output '" +
-                                   (check / "batch").string() + "' '" + (check / "in").string() + "' 2>/dev/null";
+    const std::string strCommand =
+        std::string(DOCVIEW_BATCH) + " --process " PROCESS_FILE " -j 1 --output '" +
+        (check / "batch").string() + "' '" + (check / "in").string() + "' 2>/dev/null";
     if (std::system(strCommand.c_str()) != 0)
     {
         return false;
     }
     const cv::Mat direct = cv::imread((check / "direct.tif").string(), cv::IMREAD_UNCHANGED);
-    const cv::Mat batch = cv::imread((check / "batch" / "first.tif").string(), cv::IMREAD_UNCHANGED);
+    const cv::Mat batch =
+        cv::imread((check / "batch" / "first.tif").string(), cv::IMREAD_UNCHANGED);
     double dMin = 0;
     double dMax = 0;
     cv::minMaxLoc(direct, &dMin, &dMax);
     std::printf("check: %d objects in the first image, ", static_cast<int>(dMax));
-    const bool bSame = !direct.empty() && direct.type() == batch.type() && direct.size() == batch.size() &&
-                       cv::countNonZero(direct != batch) == 0;
+    const bool bSame = !direct.empty() && direct.type() == batch.type() &&
+                       direct.size() == batch.size() && cv::countNonZero(direct != batch) == 0;
     std::printf("%s\n", bSame ? "both pipelines give the same labels" : "THE PIPELINES DIFFER");
     return bSame;
 }
 
 // Each measured in turn, several times, so that both see the same machine.
-BENCHMARK(BM_DirectOpenCV)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5);
-BENCHMARK(BM_DocviewBatch)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_DirectOpenCV)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5);
+BENCHMARK(BM_DocviewBatch)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5);
 
 } // namespace
 
@@ -174,8 +187,9 @@ int main(int argc, char** argv)
     }
     CRatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_DocviewBatch/iterations:1/repeats:5", "BM_DirectOpenCV/iterations:1/repeats:5",
-                        "docview-batch -j 2 against the same pipeline in OpenCV, 200 images 1024x1024 uint16");
+    reporter.PrintRatio(
+        "BM_DocviewBatch/iterations:1/repeats:5", "BM_DirectOpenCV/iterations:1/repeats:5",
+        "docview-batch -j 2 against the same pipeline in OpenCV, 200 images 1024x1024 uint16");
     benchmark::Shutdown();
     return 0;
 }

@@ -34,7 +34,8 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
             for (const fs::directory_entry& entry : fs::recursive_directory_iterator(
                      path, fs::directory_options::skip_permission_denied))
             {
-                if (entry.is_regular_file() && Zarn::CImageFile::IsSupportedPath(entry.path().string()))
+                if (entry.is_regular_file() &&
+                    Zarn::CImageFile::IsSupportedPath(entry.path().string()))
                 {
                     lstFiles.push_back(entry.path());
                 }
@@ -67,7 +68,8 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
         if (nUse > 1)
         {
             fs::path renamed = input.m_result;
-            renamed.replace_filename(input.m_result.stem().string() + "-" + std::to_string(nUse) + ".tif");
+            renamed.replace_filename(input.m_result.stem().string() + "-" + std::to_string(nUse) +
+                                     ".tif");
             input.m_result = renamed;
         }
     }
@@ -95,7 +97,10 @@ bool ParseShard(const std::string& text, unsigned int& index, unsigned int& coun
     const std::string strIndex = text.substr(0, uSlash);
     const std::string strCount = text.substr(uSlash + 1);
     const auto IsNumber = [](const std::string& part)
-    { return part.size() <= 9 && std::all_of(part.begin(), part.end(), [](char c) { return c >= '0' && c <= '9'; }); };
+    {
+        return part.size() <= 9 &&
+               std::all_of(part.begin(), part.end(), [](char c) { return c >= '0' && c <= '9'; });
+    };
     if (!IsNumber(strIndex) || !IsNumber(strCount))
     {
         return false;

@@ -3,7 +3,8 @@
 #include <cstdio>
 
 CBatchProgress::CBatchProgress(std::ostream& stream, size_t total, bool bTerminal)
-    : m_stream(stream), m_uTotal(total), m_bTerminal(bTerminal), m_start(std::chrono::steady_clock::now())
+    : m_stream(stream), m_uTotal(total), m_bTerminal(bTerminal),
+      m_start(std::chrono::steady_clock::now())
 {
 }
 
@@ -13,7 +14,8 @@ std::string CBatchProgress::Duration(double seconds)
     char buffer[32];
     if (nSeconds >= 3600)
     {
-        std::snprintf(buffer, sizeof(buffer), "%ld:%02ld:%02ld", nSeconds / 3600, nSeconds / 60 % 60, nSeconds % 60);
+        std::snprintf(buffer, sizeof(buffer), "%ld:%02ld:%02ld", nSeconds / 3600,
+                      nSeconds / 60 % 60, nSeconds % 60);
     }
     else
     {
@@ -30,7 +32,8 @@ void CBatchProgress::Update(const std::string& file, bool bDone, size_t done, si
     const double dLeft = dRate > 0 ? static_cast<double>(m_uTotal - done) / dRate : 0;
     if (!m_bTerminal)
     {
-        m_stream << done << "/" << m_uTotal << " " << (bDone ? "done" : "FAILED") << " " << file << "\n";
+        m_stream << done << "/" << m_uTotal << " " << (bDone ? "done" : "FAILED") << " " << file
+                 << "\n";
         m_stream.flush();
         return;
     }
@@ -45,8 +48,8 @@ void CBatchProgress::Update(const std::string& file, bool bDone, size_t done, si
     char buffer[160];
     std::snprintf(buffer, sizeof(buffer), "\r[%s%s] %zu/%zu  %zu failed  %.1f images/s  %s left ",
                   std::string(static_cast<size_t>(nFilled), '#').c_str(),
-                  std::string(static_cast<size_t>(nWidth - nFilled), '.').c_str(), done, m_uTotal, failed,
-                  dRate, Duration(dLeft).c_str());
+                  std::string(static_cast<size_t>(nWidth - nFilled), '.').c_str(), done, m_uTotal,
+                  failed, dRate, Duration(dLeft).c_str());
     m_stream << buffer;
     m_stream.flush();
 }

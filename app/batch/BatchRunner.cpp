@@ -53,13 +53,16 @@ struct SProcessPlugin
 // Runs the process on one file and writes the result; throws what went wrong.
 void ProcessOne(Zarn::CPluginBase& plugin, const fs::path& outputFolder, SBatchResult& result)
 {
-    std::unique_ptr<Zarn::CValueMap> pDocument(Zarn::ImageDocument::Read(result.m_input.m_path.string()));
+    std::unique_ptr<Zarn::CValueMap> pDocument(
+        Zarn::ImageDocument::Read(result.m_input.m_path.string()));
     Zarn::CValueMap data;
-    data.SetEntry("input/documents/focused", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument.get()));
+    data.SetEntry("input/documents/focused",
+                  new Zarn::CValuePointer<Zarn::CValueMap>(pDocument.get()));
     if (!plugin.TestParameters(data))
     {
         const Zarn::CImage* pImage = Zarn::ImageDocument::Image(*pDocument);
-        throw std::runtime_error("the process does not accept this image (" + pImage->Type().ToString() + ")");
+        throw std::runtime_error("the process does not accept this image (" +
+                                 pImage->Type().ToString() + ")");
     }
     plugin.UpdateParameters(data);
     plugin.Run(data);
@@ -133,12 +136,14 @@ void CBatchHost::DropMessages()
     m_thread.DeliverUntilIdle();
 }
 
-CBatchRunner::CBatchRunner(const Zarn::CValueMap& process, fs::path outputFolder, unsigned int workers)
+CBatchRunner::CBatchRunner(const Zarn::CValueMap& process, fs::path outputFolder,
+                           unsigned int workers)
     : m_process(process), m_outputFolder(std::move(outputFolder)), m_uWorkers(std::max(1u, workers))
 {
 }
 
-std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inputs, const Progress& progress)
+std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inputs,
+                                            const Progress& progress)
 {
     std::vector<SBatchResult> lstResults(inputs.size());
     for (size_t i = 0; i < inputs.size(); ++i)
@@ -183,7 +188,8 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
             {
                 result.m_strError = "unknown failure";
             }
-            result.m_dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            result.m_dSeconds =
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             std::lock_guard<std::mutex> lock(mtxProgress);
             ++uDone;
             uFailed += result.m_bDone ? 0 : 1;
@@ -195,7 +201,8 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
     };
 
     std::vector<std::thread> lstWorkers;
-    const unsigned int uWorkers = static_cast<unsigned int>(std::min<size_t>(m_uWorkers, std::max<size_t>(1, inputs.size())));
+    const unsigned int uWorkers =
+        static_cast<unsigned int>(std::min<size_t>(m_uWorkers, std::max<size_t>(1, inputs.size())));
     for (unsigned int i = 1; i < uWorkers; ++i)
     {
         lstWorkers.emplace_back(Work);
@@ -214,10 +221,11 @@ void WriteBatchSummary(const fs::path& path, const std::vector<SBatchResult>& re
     text << "file,result,labels,seconds,error\n";
     for (const SBatchResult& result : results)
     {
-        text << CsvField(result.m_input.m_path.string()) << ',' << CsvField(result.m_resultPath.string()) << ','
+        text << CsvField(result.m_input.m_path.string()) << ','
+             << CsvField(result.m_resultPath.string()) << ','
              << (result.m_nLabels ? std::to_string(*result.m_nLabels) : std::string()) << ','
-             << std::fixed << std::setprecision(3) << result.m_dSeconds << ',' << CsvField(result.m_strError)
-             << '\n';
+             << std::fixed << std::setprecision(3) << result.m_dSeconds << ','
+             << CsvField(result.m_strError) << '\n';
     }
     if (path.has_parent_path())
     {

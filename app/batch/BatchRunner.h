@@ -20,7 +20,8 @@
 class CBatchHost
 {
 public:
-    CBatchHost(std::ostream* logConsole, int logThreshold, const std::vector<std::string>& pluginFolders);
+    CBatchHost(std::ostream* logConsole, int logThreshold,
+               const std::vector<std::string>& pluginFolders);
     ~CBatchHost();
     CBatchHost(const CBatchHost&) = delete;
     CBatchHost& operator=(const CBatchHost&) = delete;
@@ -40,7 +41,7 @@ struct SBatchResult
 {
     SBatchInput m_input;
     bool m_bDone = false;
-    std::filesystem::path m_resultPath; // absolute; empty when nothing was written
+    std::filesystem::path m_resultPath;     // absolute; empty when nothing was written
     std::optional<std::uint64_t> m_nLabels; // the result's "number of labels", when it has one
     double m_dSeconds = 0;
     std::string m_strError;
@@ -53,7 +54,8 @@ class CBatchRunner
 {
 public:
     // The process description: a map with "process" (as a process file holds it).
-    CBatchRunner(const Zarn::CValueMap& process, std::filesystem::path outputFolder, unsigned int workers);
+    CBatchRunner(const Zarn::CValueMap& process, std::filesystem::path outputFolder,
+                 unsigned int workers);
 
     // Called on the worker's thread after each image, under a lock: done and failed so far.
     using Progress = std::function<void(const SBatchResult&, size_t done, size_t failed)>;

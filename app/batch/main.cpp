@@ -49,7 +49,8 @@ std::string DefaultModuleFolder()
 {
     std::error_code error;
     const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-    return error ? std::string() : (executable.parent_path() / ".." / "modules").lexically_normal().string();
+    return error ? std::string()
+                 : (executable.parent_path() / ".." / "modules").lexically_normal().string();
 }
 
 } // namespace
@@ -140,9 +141,11 @@ int main(int argc, char* argv[])
     try
     {
         pProcess.reset(Zarn::CJsonValueFile::ReadFile(strProcess));
-        if (pProcess->GenericType() != Zarn::CValue::vtMap || !pProcess->Map()->HasEntry(Zarn::CValue_Key("process")))
+        if (pProcess->GenericType() != Zarn::CValue::vtMap ||
+            !pProcess->Map()->HasEntry(Zarn::CValue_Key("process")))
         {
-            std::cerr << "docview-batch: " << strProcess << ": a process file is an object with \"process\"\n";
+            std::cerr << "docview-batch: " << strProcess
+                      << ": a process file is an object with \"process\"\n";
             return 2;
         }
         lstInputs = SelectShard(CollectBatchInputs(lstArguments), uShard, uShards);
@@ -165,20 +168,24 @@ int main(int argc, char* argv[])
         }
     }
     CBatchHost host(&std::cerr, bVerbose ? 0 : Zarn::CLogger::levelWarning, lstPluginFolders);
-    std::cerr << "docview-batch: " << lstInputs.size() << " image" << (lstInputs.size() == 1 ? "" : "s")
-              << (uShards > 1 ? " (shard " + std::to_string(uShard) + "/" + std::to_string(uShards) + ")" : "")
+    std::cerr << "docview-batch: " << lstInputs.size() << " image"
+              << (lstInputs.size() == 1 ? "" : "s")
+              << (uShards > 1
+                      ? " (shard " + std::to_string(uShard) + "/" + std::to_string(uShards) + ")"
+                      : "")
               << ", " << uWorkers << " worker" << (uWorkers == 1 ? "" : "s") << ", results in "
               << outputFolder.string() << "\n";
 
     CBatchProgress progress(std::cerr, lstInputs.size(), ::isatty(STDERR_FILENO) != 0);
     const auto start = std::chrono::steady_clock::now();
     CBatchRunner runner(*pProcess->Map(), outputFolder, uWorkers);
-    const std::vector<SBatchResult> lstResults =
-        runner.Run(lstInputs, [&](const SBatchResult& result, size_t done, size_t failed)
-                   { progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed); });
+    const std::vector<SBatchResult> lstResults = runner.Run(
+        lstInputs, [&](const SBatchResult& result, size_t done, size_t failed)
+        { progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed); });
     progress.Finish();
     host.DropMessages();
-    const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double dSeconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 
     try
     {
@@ -199,11 +206,13 @@ int main(int argc, char* argv[])
             {
                 std::cerr << "Failed:\n";
             }
-            std::cerr << "  " << result.m_input.m_path.string() << ": " << result.m_strError << "\n";
+            std::cerr << "  " << result.m_input.m_path.string() << ": " << result.m_strError
+                      << "\n";
         }
     }
     char szRate[32];
-    std::snprintf(szRate, sizeof(szRate), "%.1f", dSeconds > 0 ? static_cast<double>(lstResults.size()) / dSeconds : 0.0);
+    std::snprintf(szRate, sizeof(szRate), "%.1f",
+                  dSeconds > 0 ? static_cast<double>(lstResults.size()) / dSeconds : 0.0);
     std::cerr << "docview-batch: " << (lstResults.size() - uFailed) << " of " << lstResults.size()
               << " done in " << CBatchProgress::Duration(dSeconds) << " (" << szRate
               << " images/s); summary in " << summaryPath.string() << "\n";

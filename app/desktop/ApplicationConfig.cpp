@@ -92,8 +92,8 @@ public:
 
     long Long(const Zarn::CValue* value, const std::string& path, long nMin, long nMax) const
     {
-        if (value == nullptr || value->GenericType() != Zarn::CValue::vtLong || value->Long() < nMin ||
-            value->Long() > nMax)
+        if (value == nullptr || value->GenericType() != Zarn::CValue::vtLong ||
+            value->Long() < nMin || value->Long() > nMax)
         {
             Fail(path, "expected a whole number from " + std::to_string(nMin) + " to " +
                            std::to_string(nMax));
@@ -133,7 +133,8 @@ public:
     void ResolveIncludes(Zarn::CValue& value, const std::string& path, const std::string& folder,
                          int depth) const
     {
-        if (value.GenericType() != Zarn::CValue::vtMap && value.GenericType() != Zarn::CValue::vtVector)
+        if (value.GenericType() != Zarn::CValue::vtMap &&
+            value.GenericType() != Zarn::CValue::vtVector)
         {
             return;
         }
@@ -161,8 +162,8 @@ public:
                 QFile file(strFile);
                 if (!file.open(QIODevice::ReadOnly))
                 {
-                    Fail(strWhere, "cannot include: " + strFile.toStdString() + ": cannot open: " +
-                                       file.errorString().toStdString());
+                    Fail(strWhere, "cannot include: " + strFile.toStdString() +
+                                       ": cannot open: " + file.errorString().toStdString());
                 }
                 std::unique_ptr<Zarn::CValue> pIncluded;
                 try
@@ -176,10 +177,12 @@ public:
                 }
                 if (pIncluded->GenericType() != Zarn::CValue::vtMap)
                 {
-                    Fail(strWhere, "cannot include " + strFile.toStdString() + ": it holds no object");
+                    Fail(strWhere,
+                         "cannot include " + strFile.toStdString() + ": it holds no object");
                 }
                 ExpandAll(*pIncluded);
-                ResolveIncludes(*pIncluded, path, QFileInfo(strFile).path().toStdString(), depth + 1);
+                ResolveIncludes(*pIncluded, path, QFileInfo(strFile).path().toStdString(),
+                                depth + 1);
                 map.RemoveEntry(Zarn::CValue_Key("$include"));
                 for (auto it = pIncluded->Map()->begin(); it != pIncluded->Map()->end(); ++it)
                 {
@@ -194,7 +197,8 @@ public:
         {
             if (Zarn::CValue* pChild = container.ChildAt(key))
             {
-                const std::string strKey = key.IsText() ? std::string(key.ToString()) : std::to_string(key.AsIndex());
+                const std::string strKey =
+                    key.IsText() ? std::string(key.ToString()) : std::to_string(key.AsIndex());
                 ResolveIncludes(*pChild, Join(path, strKey), folder, depth);
             }
         }
@@ -237,8 +241,9 @@ public:
             if (std::find(std::begin(kCommands), std::end(kCommands), item.m_strName) ==
                 std::end(kCommands))
             {
-                Fail(Join(path, "command"), "unknown command \"" + item.m_strName +
-                                                "\" (known: quit, about, docks, record, save_recording)");
+                Fail(Join(path, "command"),
+                     "unknown command \"" + item.m_strName +
+                         "\" (known: quit, about, docks, record, save_recording)");
             }
             ++nKinds;
         }
@@ -321,7 +326,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
     {
-        throw CConfigError(path.toStdString() + ": cannot open: " + file.errorString().toStdString());
+        throw CConfigError(path.toStdString() +
+                           ": cannot open: " + file.errorString().toStdString());
     }
     const QByteArray text = file.readAll();
     const std::string strSource =
@@ -339,8 +345,9 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     }
 
     const CConfigReader reader(positions, appDir,
-                               path.startsWith(":/") ? QFileInfo(path).path().toStdString()
-                                                     : QFileInfo(path).absolutePath().toStdString());
+                               path.startsWith(":/")
+                                   ? QFileInfo(path).path().toStdString()
+                                   : QFileInfo(path).absolutePath().toStdString());
     std::unique_ptr<CApplicationConfig> pConfig(new CApplicationConfig);
     pConfig->m_strSource = QString::fromStdString(strSource);
     const Zarn::CValueMap& root = reader.Map(pRoot.get(), "");
@@ -364,9 +371,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     pConfig->m_bMessageJournal = reader.Bool(root, "", "message journal", false);
     if (const Zarn::CValue* pSettings = root.Entry(Zarn::CValue_Key("globalsettings"), false))
     {
-        pConfig->m_pGlobalSettings.reset(
-            static_cast<Zarn::CValueMap*>(reader.Map(pSettings, "globalsettings").Clone(
-                Zarn::CValue::tfShare)));
+        pConfig->m_pGlobalSettings.reset(static_cast<Zarn::CValueMap*>(
+            reader.Map(pSettings, "globalsettings").Clone(Zarn::CValue::tfShare)));
         reader.ExpandAll(*pConfig->m_pGlobalSettings);
     }
 
@@ -376,7 +382,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     for (unsigned int i = 0; i < plugins.Size(); ++i)
     {
         const std::string strPath = "plugins/" + std::to_string(i);
-        const Zarn::CValueMap& entry = reader.Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath);
+        const Zarn::CValueMap& entry =
+            reader.Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath);
         SPluginEntry plugin;
         plugin.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
         plugin.m_strId = reader.Text(entry, strPath, "id", false, plugin.m_strPlugin);
@@ -398,7 +405,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
 
     const Zarn::CValueMap& window =
         reader.Map(root.Entry(Zarn::CValue_Key("window"), false), "window");
-    pConfig->m_strTitle = QString::fromStdString(reader.Text(window, "window", "title", false, "docview"));
+    pConfig->m_strTitle =
+        QString::fromStdString(reader.Text(window, "window", "title", false, "docview"));
     if (const Zarn::CValue* pSize = window.Entry(Zarn::CValue_Key("size"), false))
     {
         const Zarn::CValueVector& size = reader.Vector(pSize, "window/size");
@@ -406,10 +414,10 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
         {
             reader.Fail("window/size", "\"size\" must be [width, height]");
         }
-        pConfig->m_nWidth =
-            static_cast<int>(reader.Long(size.Entry(Zarn::CValue_Key(0u), true), "window/size/0", 200, 10000));
-        pConfig->m_nHeight =
-            static_cast<int>(reader.Long(size.Entry(Zarn::CValue_Key(1u), true), "window/size/1", 150, 10000));
+        pConfig->m_nWidth = static_cast<int>(
+            reader.Long(size.Entry(Zarn::CValue_Key(0u), true), "window/size/0", 200, 10000));
+        pConfig->m_nHeight = static_cast<int>(
+            reader.Long(size.Entry(Zarn::CValue_Key(1u), true), "window/size/1", 150, 10000));
     }
     const auto RequireId = [&](const std::string& id, const std::string& where)
     {
@@ -420,7 +428,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
             {
                 strKnown += (strKnown.empty() ? "" : ", ") + strId;
             }
-            reader.Fail(where, "\"" + id + "\" names no entry of \"plugins\" (ids: " + strKnown + ")");
+            reader.Fail(where,
+                        "\"" + id + "\" names no entry of \"plugins\" (ids: " + strKnown + ")");
         }
     };
     pConfig->m_strCentral = reader.Text(window, "window", "central", true);
@@ -431,11 +440,13 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
         for (unsigned int i = 0; i < docks.Size(); ++i)
         {
             const std::string strPath = "window/docks/" + std::to_string(i);
-            const Zarn::CValueMap& entry = reader.Map(docks.Entry(Zarn::CValue_Key(i), true), strPath);
+            const Zarn::CValueMap& entry =
+                reader.Map(docks.Entry(Zarn::CValue_Key(i), true), strPath);
             SDock dock;
             dock.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
             RequireId(dock.m_strPlugin, Join(strPath, "plugin"));
-            dock.m_strTitle = QString::fromStdString(reader.Text(entry, strPath, "title", false, dock.m_strPlugin));
+            dock.m_strTitle = QString::fromStdString(
+                reader.Text(entry, strPath, "title", false, dock.m_strPlugin));
             const std::string strArea = reader.Text(entry, strPath, "area", false, "left");
             if (strArea == "left")
                 dock.m_enArea = Qt::LeftDockWidgetArea;

@@ -25,7 +25,8 @@ struct SMenuItem
     {
         kAction,    // posts ON_ACTION with the name
         kConfigure, // posts ON_CONFIGURE with the name
-        kCommand,   // handled by the window itself: "quit", "about", "docks", "record", "save_recording"
+        kCommand,   // handled by the window itself: "quit", "about", "docks", "record",
+                    // "save_recording"
         kSeparator,
         kSubmenu,
     };
@@ -35,7 +36,7 @@ struct SMenuItem
     QString m_strShortcut;
     QString m_strIcon;
     QString m_strTip;
-    bool m_bEnabled = false; // the state before the first UPDATE_CONTROLS
+    bool m_bEnabled = false;           // the state before the first UPDATE_CONTROLS
     std::vector<SMenuItem> m_lstItems; // of a submenu
 };
 

@@ -51,7 +51,8 @@ CAutomationChannel::CAutomationChannel(CMainWindow& window) : QObject(&window), 
 
 void CAutomationChannel::Announce(const std::string& event, const std::string& extraJson)
 {
-    nlohmann::json line = extraJson.empty() ? nlohmann::json::object() : nlohmann::json::parse(extraJson);
+    nlohmann::json line =
+        extraJson.empty() ? nlohmann::json::object() : nlohmann::json::parse(extraJson);
     line["event"] = event;
     Reply(line.dump());
 }
@@ -73,7 +74,8 @@ void CAutomationChannel::SlotReadable()
         return;
     }
     m_strPending.append(buffer, static_cast<size_t>(nRead));
-    for (size_t uEnd = m_strPending.find('\n'); uEnd != std::string::npos; uEnd = m_strPending.find('\n'))
+    for (size_t uEnd = m_strPending.find('\n'); uEnd != std::string::npos;
+         uEnd = m_strPending.find('\n'))
     {
         const QString strLine = QString::fromStdString(m_strPending.substr(0, uEnd)).trimmed();
         m_strPending.erase(0, uEnd + 1);
@@ -149,14 +151,16 @@ void CAutomationChannel::Run(const QString& line)
     {
         QScreen* pScreen = QGuiApplication::primaryScreen();
         const QPixmap pixmap = pScreen->grabWindow(0);
-        Reply(pixmap.save(strArgument, "PNG") ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
-                                              : Failed("cannot write " + strArgument.toStdString()));
+        Reply(pixmap.save(strArgument, "PNG")
+                  ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
+                  : Failed("cannot write " + strArgument.toStdString()));
     }
     else if (strCommand == "window-screenshot")
     {
         const QPixmap pixmap = m_window.grab();
-        Reply(pixmap.save(strArgument, "PNG") ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
-                                              : Failed("cannot write " + strArgument.toStdString()));
+        Reply(pixmap.save(strArgument, "PNG")
+                  ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
+                  : Failed("cannot write " + strArgument.toStdString()));
     }
     else if (strCommand == "messages")
     {
@@ -250,8 +254,9 @@ std::string CAutomationChannel::State() const
     if (auto* pStack = qobject_cast<QStackedWidget*>(m_window.centralWidget()))
     {
         state["stack_pages"] = pStack->count();
-        state["stack_current"] =
-            pStack->currentWidget() != nullptr ? pStack->currentWidget()->windowTitle().toStdString() : "";
+        state["stack_current"] = pStack->currentWidget() != nullptr
+                                     ? pStack->currentWidget()->windowTitle().toStdString()
+                                     : "";
     }
     state["title"] = m_window.windowTitle().toStdString();
     state["status"] = m_window.StatusText().toStdString();

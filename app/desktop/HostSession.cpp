@@ -27,8 +27,8 @@ std::string Describe(const std::exception& error)
 
 CMessagePump::CMessagePump(Zarn::CMessageThread& thread) : m_thread(thread)
 {
-    m_thread.SetWakeUpHook([this]()
-                           { QMetaObject::invokeMethod(this, "SlotDeliver", Qt::QueuedConnection); });
+    m_thread.SetWakeUpHook(
+        [this]() { QMetaObject::invokeMethod(this, "SlotDeliver", Qt::QueuedConnection); });
     if (m_thread.PendingCount() > 0)
     {
         QMetaObject::invokeMethod(this, "SlotDeliver", Qt::QueuedConnection);
@@ -67,7 +67,7 @@ CHostSession::CHostSession(const CApplicationConfig& config) : m_config(config)
     if (config.GlobalSettings() != nullptr)
     {
         Zarn::CRegistry::Obj().SetEntry(Zarn::CValue_Key("main/globalsettings"),
-                          config.GlobalSettings()->Clone(Zarn::CValue::tfShare));
+                                        config.GlobalSettings()->Clone(Zarn::CValue::tfShare));
     }
 
     Zarn::CPluginLoader& loader = Zarn::CPluginLoader::Obj();
@@ -161,7 +161,8 @@ void CHostSession::ShutDown()
         }
         catch (const std::exception& error)
         {
-            m_pLogger->SetLevel(Zarn::CLogger::levelError) << "ending a plug-in failed: " << Describe(error) << "\n";
+            m_pLogger->SetLevel(Zarn::CLogger::levelError)
+                << "ending a plug-in failed: " << Describe(error) << "\n";
         }
         delete pPlugin;
     }
@@ -199,7 +200,7 @@ QWidget* CHostSession::WidgetOf(const std::string& id) const
 
 void CHostSession::Post(const char* name, Zarn::CValue* data)
 {
-    m_pThread->TakeMessage(new Zarn::CMessage(m_pIds->GetMessageId(name), data,
-                                              Zarn::CMessage::priNormal),
-                           Zarn::CMessage::mmQueued);
+    m_pThread->TakeMessage(
+        new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
+        Zarn::CMessage::mmQueued);
 }

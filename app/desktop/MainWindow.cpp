@@ -61,7 +61,8 @@ QIcon IconNamed(const QString& name, const QStyle* style)
         return QIcon(dot);
     }
     const auto it = kFallbacks.find(name);
-    return QIcon::fromTheme(name, it == kFallbacks.end() ? QIcon() : style->standardIcon(it->second));
+    return QIcon::fromTheme(name,
+                            it == kFallbacks.end() ? QIcon() : style->standardIcon(it->second));
 }
 
 std::string ErrorText(const std::exception& error)
@@ -115,7 +116,8 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
             if (bLevelSelected && level >= Zarn::CLogger::levelWarning)
             {
                 QMetaObject::invokeMethod(this, "SlotLogLine", Qt::QueuedConnection,
-                                          Q_ARG(int, level), Q_ARG(QString, QString::fromStdString(text)));
+                                          Q_ARG(int, level),
+                                          Q_ARG(QString, QString::fromStdString(text)));
             }
         });
 
@@ -171,7 +173,8 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     m_pJournalDock = new CMessageJournalDock(this);
     addDockWidget(Qt::BottomDockWidgetArea, m_pJournalDock);
     m_pJournalDock->hide();
-    connect(m_pJournalDock, &QDockWidget::visibilityChanged, this, &CMainWindow::SlotJournalVisibility);
+    connect(m_pJournalDock, &QDockWidget::visibilityChanged, this,
+            &CMainWindow::SlotJournalVisibility);
     m_lstDockToggles.push_back(m_pJournalDock->toggleViewAction());
 
     for (const SMenu& menu : config.Menus())
@@ -331,7 +334,8 @@ void CMainWindow::FillDockEntries(QMenu* menu)
 
 QAction* CMainWindow::Action(const std::string& name, bool bConfigure) const
 {
-    const std::map<std::string, QAction*>& actions = bConfigure ? m_mapConfigureActions : m_mapActions;
+    const std::map<std::string, QAction*>& actions =
+        bConfigure ? m_mapConfigureActions : m_mapActions;
     const auto it = actions.find(name);
     return it == actions.end() ? nullptr : it->second;
 }
@@ -506,7 +510,8 @@ bool CMainWindow::SaveRecording(const QString& path, int nDocument)
     }
     catch (const std::exception& error)
     {
-        QMessageBox::critical(this, tr("Cannot save the recording"), QString::fromStdString(ErrorText(error)));
+        QMessageBox::critical(this, tr("Cannot save the recording"),
+                              QString::fromStdString(ErrorText(error)));
         return false;
     }
     const unsigned int uSteps = recorded.m_pChain->Size();
@@ -619,8 +624,9 @@ int CMainWindow::OpenFiles(const QStringList& files)
     if (!lstFailures.isEmpty())
     {
         QMessageBox box(QMessageBox::Warning, tr("Cannot open"),
-                        lstFailures.size() == 1 ? tr("A file could not be opened.")
-                                                : tr("%1 files could not be opened.").arg(lstFailures.size()),
+                        lstFailures.size() == 1
+                            ? tr("A file could not be opened.")
+                            : tr("%1 files could not be opened.").arg(lstFailures.size()),
                         QMessageBox::Ok, this);
         box.setObjectName("OpenFailures");
         box.setInformativeText(lstFailures.join("\n"));
@@ -656,7 +662,8 @@ void CMainWindow::dropEvent(QDropEvent* event)
     }
     event->acceptProposedAction();
     // Not inside the drop: a warning box would block the drag source.
-    QMetaObject::invokeMethod(this, [this, lstFiles]() { OpenFiles(lstFiles); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, lstFiles]() { OpenFiles(lstFiles); }, Qt::QueuedConnection);
 }
 
 void CMainWindow::closeEvent(QCloseEvent* event)

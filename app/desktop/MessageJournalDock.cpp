@@ -41,7 +41,8 @@ void CMessageJournalDock::AppendLine(const std::string& line)
     m_pView->appendPlainText(QString::fromStdString(line));
 }
 
-CMessageJournalDock::CLineBuffer::int_type CMessageJournalDock::CLineBuffer::overflow(int_type character)
+CMessageJournalDock::CLineBuffer::int_type
+CMessageJournalDock::CLineBuffer::overflow(int_type character)
 {
     if (traits_type::eq_int_type(character, traits_type::eof()))
     {

@@ -68,7 +68,8 @@ void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         // The change has been seen: the repository may drop the document's pending "update".
         Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
-        m_handlers.m_fnPost("CHANGED_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+        m_handlers.m_fnPost("CHANGED_DOCUMENT",
+                            new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
         m_handlers.m_fnDocumentsChanged();
     }
     else if (Is(nId, "ACTIVE_VIEW"))

@@ -94,8 +94,8 @@ int main(int argc, char* argv[])
     const QCommandLineOption automationOption(
         "automation", "Takes commands on standard input (for end-to-end tests).");
     const QCommandLineOption screenshotOption(
-        "screenshot", "Saves a picture of the window to <file> once the images are shown, then quits.",
-        "file");
+        "screenshot",
+        "Saves a picture of the window to <file> once the images are shown, then quits.", "file");
     parser.addOption(configOption);
     parser.addOption(automationOption);
     parser.addOption(screenshotOption);
@@ -108,9 +108,10 @@ int main(int argc, char* argv[])
     std::unique_ptr<CApplicationConfig> pConfig;
     try
     {
-        pConfig = CApplicationConfig::Load(
-            parser.isSet(configOption) ? parser.value(configOption) : CApplicationConfig::kBuiltInPath,
-            QCoreApplication::applicationDirPath());
+        pConfig =
+            CApplicationConfig::Load(parser.isSet(configOption) ? parser.value(configOption)
+                                                                : CApplicationConfig::kBuiltInPath,
+                                     QCoreApplication::applicationDirPath());
     }
     catch (const CConfigError& error)
     {
@@ -140,31 +141,32 @@ int main(int argc, char* argv[])
         return 2;
     }
 
-    QObject::connect(pWindow.get(), &CMainWindow::FirstViewShown, pWindow.get(),
-                     [&]()
-                     {
-                         const qint64 nMilliseconds = clock.elapsed();
-                         session.Logger().SetLevel(Zarn::CLogger::levelProgress)
-                             << "first image shown " << nMilliseconds << " ms after the start\n";
-                         if (bAutomation)
-                         {
-                             CAutomationChannel::Announce("first-view-shown",
-                                                          "{\"ms\": " + std::to_string(nMilliseconds) + "}");
-                         }
-                         if (bScreenshot)
-                         {
-                             // A moment for the thumbnails and the navigator to settle.
-                             QTimer::singleShot(300, pWindow.get(),
-                                                [&]()
-                                                {
-                                                    const QString strFile = parser.value(screenshotOption);
-                                                    const bool bSaved = pWindow->grab().save(strFile, "PNG");
-                                                    std::cout << (bSaved ? "saved " : "cannot save ")
-                                                              << strFile.toStdString() << std::endl;
-                                                    QCoreApplication::exit(bSaved ? 0 : 1);
-                                                });
-                         }
-                     });
+    QObject::connect(
+        pWindow.get(), &CMainWindow::FirstViewShown, pWindow.get(),
+        [&]()
+        {
+            const qint64 nMilliseconds = clock.elapsed();
+            session.Logger().SetLevel(Zarn::CLogger::levelProgress)
+                << "first image shown " << nMilliseconds << " ms after the start\n";
+            if (bAutomation)
+            {
+                CAutomationChannel::Announce("first-view-shown",
+                                             "{\"ms\": " + std::to_string(nMilliseconds) + "}");
+            }
+            if (bScreenshot)
+            {
+                // A moment for the thumbnails and the navigator to settle.
+                QTimer::singleShot(300, pWindow.get(),
+                                   [&]()
+                                   {
+                                       const QString strFile = parser.value(screenshotOption);
+                                       const bool bSaved = pWindow->grab().save(strFile, "PNG");
+                                       std::cout << (bSaved ? "saved " : "cannot save ")
+                                                 << strFile.toStdString() << std::endl;
+                                       QCoreApplication::exit(bSaved ? 0 : 1);
+                                   });
+            }
+        });
 
     if (bAutomation)
     {
@@ -182,7 +184,8 @@ int main(int argc, char* argv[])
                            }
                            else if (bScreenshot)
                            {
-                               QTimer::singleShot(500, pWindow.get(), [&]() { emit pWindow->FirstViewShown(); });
+                               QTimer::singleShot(500, pWindow.get(),
+                                                  [&]() { emit pWindow->FirstViewShown(); });
                            }
                            if (bAutomation)
                            {

@@ -14,7 +14,6 @@
 #include <QString>
 #include <QWidget>
 
-
 namespace
 {
 using CViewStackWidget = CContainerWidget<QStackedWidget>;

@@ -28,6 +28,6 @@ struct CPluginRegistration
 };
 
 // Registers TPlugin under name: `DOCVIEW_REGISTER_PLUGIN("Invert", CInvertTool)` at file scope.
-#define DOCVIEW_REGISTER_PLUGIN(name, TPlugin)                                                    \
+#define DOCVIEW_REGISTER_PLUGIN(name, TPlugin)                                                     \
     static const CPluginRegistration s_registration##TPlugin(                                      \
         name, []() -> Zarn::CPluginBase* { return static_cast<Zarn::CPluginBase*>(new TPlugin); })

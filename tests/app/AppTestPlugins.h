@@ -24,8 +24,9 @@ namespace AppTest
 struct SJournal
 {
     std::vector<std::string> m_lstEvents;
-    std::vector<std::string> m_lstActions; // the texts of ON_ACTION and ON_CONFIGURE ("configure x")
-    std::vector<std::string> m_lstAdded;   // labels of the documents of ADD_DOCUMENT
+    std::vector<std::string>
+        m_lstActions;                    // the texts of ON_ACTION and ON_CONFIGURE ("configure x")
+    std::vector<std::string> m_lstAdded; // labels of the documents of ADD_DOCUMENT
     int m_nAlive = 0;
 };
 
@@ -48,12 +49,14 @@ public:
 
     void GetPluginSetup(Zarn::CValueMap& setup) override
     {
-        setup.SetEntry(Zarn::CValue_Key("WidgetPtr"), new Zarn::CValuePointer<QWidget>(m_pWidget.data()));
+        setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
+                       new Zarn::CValuePointer<QWidget>(m_pWidget.data()));
     }
 
     void Init(void*, const Zarn::CValueMap& parameters) override
     {
-        m_strName = parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("panel")).StdString();
+        m_strName =
+            parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("panel")).StdString();
         m_pIds = Zarn::UnwrapPointer<Zarn::CMessageIdFactory>(
             Zarn::CRegistry::Obj().Entry(Zarn::CValue_Key("tmp/messageidfactory")));
         m_pWidget = new QLabel(QString::fromStdString(m_strName));
@@ -70,8 +73,9 @@ public:
             if (nId == m_pIds->GetMessageId(szName) && pData != nullptr &&
                 pData->GenericType() == Zarn::CValue::vtString && m_strName == "panel")
             {
-                Journal().m_lstActions.push_back(std::string(szName == std::string("ON_ACTION") ? "" : "configure ") +
-                                                 pData->String().StdString());
+                Journal().m_lstActions.push_back(
+                    std::string(szName == std::string("ON_ACTION") ? "" : "configure ") +
+                    pData->String().StdString());
             }
         }
 
@@ -80,7 +84,8 @@ public:
         {
             Zarn::CValueMap* pDocument =
                 Zarn::UnwrapPointer<Zarn::CValueMap>(const_cast<Zarn::CValue*>(pData));
-            Journal().m_lstAdded.push_back(pDocument->EntryString(Zarn::CValue_Key("label")).StdString());
+            Journal().m_lstAdded.push_back(
+                pDocument->EntryString(Zarn::CValue_Key("label")).StdString());
             delete pDocument;
         }
     }
@@ -105,8 +110,10 @@ public:
 
 inline void RegisterTestPlugins()
 {
-    Zarn::CPluginLoader::Obj().RegisterPlugin("TestPanel", []() -> Zarn::CPluginBase* { return new CPanelPlugin; });
-    Zarn::CPluginLoader::Obj().RegisterPlugin("TestFailing", []() -> Zarn::CPluginBase* { return new CFailingPlugin; });
+    Zarn::CPluginLoader::Obj().RegisterPlugin(
+        "TestPanel", []() -> Zarn::CPluginBase* { return new CPanelPlugin; });
+    Zarn::CPluginLoader::Obj().RegisterPlugin(
+        "TestFailing", []() -> Zarn::CPluginBase* { return new CFailingPlugin; });
 }
 
 } // namespace AppTest

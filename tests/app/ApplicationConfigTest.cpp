@@ -28,8 +28,9 @@ protected:
             const std::string strWhat = error.what();
             // Relative to the file, so that the tests read the position only.
             const std::string strPrefix = strPath.toStdString();
-            return strWhat.compare(0, strPrefix.size(), strPrefix) == 0 ? strWhat.substr(strPrefix.size())
-                                                                         : strWhat;
+            return strWhat.compare(0, strPrefix.size(), strPrefix) == 0
+                       ? strWhat.substr(strPrefix.size())
+                       : strWhat;
         }
         return std::string();
     }
@@ -46,7 +47,8 @@ TEST_F(ApplicationConfig, ShippedDefaultConfigurationIsValid)
     std::unique_ptr<CApplicationConfig> pConfig = CApplicationConfig::Load(DEFAULT_CONFIG, "/app");
     EXPECT_EQ(pConfig->Central(), "workspace");
     ASSERT_EQ(pConfig->Plugins().size(), 5u);
-    EXPECT_EQ(pConfig->Plugins().back().m_strPlugin, "Repository") << "the repository is subscribed last";
+    EXPECT_EQ(pConfig->Plugins().back().m_strPlugin, "Repository")
+        << "the repository is subscribed last";
     EXPECT_EQ(pConfig->PluginPath(), std::vector<std::string>{"/app/../modules"});
     ASSERT_NE(pConfig->GlobalSettings(), nullptr);
     EXPECT_TRUE(pConfig->GlobalSettings()->Entry("repository/inheritateSettings", true)->Bool());
@@ -72,13 +74,16 @@ TEST_F(ApplicationConfig, AppDirIsReplacedInEveryText)
               "");
     EXPECT_EQ(m_pConfig->PluginPath()[0], "/opt/docview/bin/../modules");
     const Zarn::CValueMap& parameters = *m_pConfig->Plugins()[0].m_pParameters;
-    EXPECT_EQ(parameters.EntryString(Zarn::CValue_Key("animation")).StdString(), "/opt/docview/bin/busy.gif");
+    EXPECT_EQ(parameters.EntryString(Zarn::CValue_Key("animation")).StdString(),
+              "/opt/docview/bin/busy.gif");
     EXPECT_EQ(parameters.Entry("list/0", true)->String().StdString(), "/opt/docview/bin");
 }
 
 TEST_F(ApplicationConfig, PluginIdDefaultsToThePluginName)
 {
-    ASSERT_EQ(LoadError(R"({"plugins": [{"plugin": "Workspace"}], "window": {"central": "Workspace"}})"), "");
+    ASSERT_EQ(
+        LoadError(R"({"plugins": [{"plugin": "Workspace"}], "window": {"central": "Workspace"}})"),
+        "");
     EXPECT_EQ(m_pConfig->Plugins()[0].m_strId, "Workspace");
 }
 
@@ -97,7 +102,8 @@ TEST_F(ApplicationConfig, CentralNamingNoPluginPointsAtIt)
 
 TEST_F(ApplicationConfig, MissingPluginsAndWindowAreNamed)
 {
-    EXPECT_EQ(LoadError("{\"window\": {\"central\": \"area\"}}"), ":1:1: \"plugins\" must be an array");
+    EXPECT_EQ(LoadError("{\"window\": {\"central\": \"area\"}}"),
+              ":1:1: \"plugins\" must be an array");
     EXPECT_EQ(LoadError("{\"plugins\": []}"), ":1:1: \"window\" must be an object");
 }
 
@@ -107,14 +113,17 @@ TEST_F(ApplicationConfig, WrongTypesPointAtTheValue)
               ":1:25: \"plugin\" must be a text");
     EXPECT_EQ(LoadError("{\"message journal\": \"yes\", \"plugins\": [], \"window\": {}}"),
               ":1:21: \"message journal\" must be true or false");
-    EXPECT_EQ(LoadError(R"({"plugins": [{"id": "a", "plugin": "W", "parameters": []}], "window": {"central": "a"}})"),
-              ":1:55: \"parameters\" must be an object");
+    EXPECT_EQ(
+        LoadError(
+            R"({"plugins": [{"id": "a", "plugin": "W", "parameters": []}], "window": {"central": "a"}})"),
+        ":1:55: \"parameters\" must be an object");
 }
 
 TEST_F(ApplicationConfig, TheSameIdTwiceIsRejected)
 {
-    EXPECT_EQ(LoadError(R"({"plugins": [{"plugin": "W"}, {"plugin": "W"}], "window": {"central": "W"}})"),
-              ":1:31: the id \"W\" is used twice");
+    EXPECT_EQ(
+        LoadError(R"({"plugins": [{"plugin": "W"}, {"plugin": "W"}], "window": {"central": "W"}})"),
+        ":1:31: the id \"W\" is used twice");
 }
 
 TEST_F(ApplicationConfig, MenuEntriesAreReadWithTheirKinds)
@@ -143,9 +152,10 @@ TEST_F(ApplicationConfig, MenuEntriesAreReadWithTheirKinds)
 
 TEST_F(ApplicationConfig, UnknownCommandAndAmbiguousEntryAreRejected)
 {
-    EXPECT_EQ(LoadError(R"({"plugins": [{"id": "a", "plugin": "W"}], "window": {"central": "a",
+    EXPECT_EQ(
+        LoadError(R"({"plugins": [{"id": "a", "plugin": "W"}], "window": {"central": "a",
 "menus": [{"title": "F", "items": [{"command": "explode"}]}]}})"),
-              ":2:48: unknown command \"explode\" (known: quit, about, docks, record, save_recording)");
+        ":2:48: unknown command \"explode\" (known: quit, about, docks, record, save_recording)");
     EXPECT_EQ(LoadError(R"({"plugins": [{"id": "a", "plugin": "W"}], "window": {"central": "a",
 "menus": [{"title": "F", "items": [{"action": "open", "command": "quit"}]}]}})"),
               ":2:36: a menu entry needs exactly one of \"action\", \"configure\", \"command\", "
@@ -168,7 +178,8 @@ TEST_F(ApplicationConfig, MissingFileNamesItsPathAndReason)
     }
     catch (const CConfigError& error)
     {
-        EXPECT_EQ(std::string(error.what()).rfind("/nonexistent/app.json: cannot open", 0), 0u) << error.what();
+        EXPECT_EQ(std::string(error.what()).rfind("/nonexistent/app.json: cannot open", 0), 0u)
+            << error.what();
     }
 }
 
@@ -181,16 +192,20 @@ TEST_F(ApplicationConfig, IncludedFileAddsItsMembersAndOwnMembersWin)
 {
     std::ofstream(m_folder.filePath("count.json").toStdString())
         << R"({"process": [{"type": "plugin", "plugin": "Label"}], "threaded": false, "home": "${APPDIR}"})";
-    ASSERT_EQ(LoadError(R"({"plugins": [{"id": "tools", "plugin": "Toolbox", "parameters": {"tool plugins": [
+    ASSERT_EQ(
+        LoadError(
+            R"({"plugins": [{"id": "tools", "plugin": "Toolbox", "parameters": {"tool plugins": [
         {"plugin": "ImageProcess", "callaction": "count", "threaded": true, "$include": "count.json"}]}}],
         "window": {"central": "tools"}})"),
-              "");
+        "");
     const Zarn::CValueMap& parameters = *m_pConfig->Plugins()[0].m_pParameters;
     const Zarn::CValue* pTool = parameters.Entry("tool plugins/0", true);
     EXPECT_FALSE(pTool->Map()->HasEntry(Zarn::CValue_Key("$include")));
     EXPECT_EQ(pTool->Map()->Entry("process/0/plugin", true)->String().StdString(), "Label");
-    EXPECT_TRUE(pTool->Map()->Entry(Zarn::CValue_Key("threaded"), true)->Bool()) << "the own member wins";
-    EXPECT_EQ(pTool->Map()->Entry(Zarn::CValue_Key("home"), true)->String().StdString(), "/opt/docview/bin");
+    EXPECT_TRUE(pTool->Map()->Entry(Zarn::CValue_Key("threaded"), true)->Bool())
+        << "the own member wins";
+    EXPECT_EQ(pTool->Map()->Entry(Zarn::CValue_Key("home"), true)->String().StdString(),
+              "/opt/docview/bin");
 }
 
 TEST_F(ApplicationConfig, BrokenIncludeNamesTheIncludeAndTheFile)
@@ -198,11 +213,16 @@ TEST_F(ApplicationConfig, BrokenIncludeNamesTheIncludeAndTheFile)
     std::ofstream(m_folder.filePath("bad.json").toStdString()) << "{\"process\": [}";
     const std::string strError = LoadError(R"({"plugins": [{"id": "t", "plugin": "Toolbox",
  "parameters": {"$include": "bad.json"}}], "window": {"central": "t"}})");
-    EXPECT_EQ(strError.rfind(":2:29: cannot include: " + m_folder.filePath("bad.json").toStdString() + ":1:14:", 0), 0u)
+    EXPECT_EQ(
+        strError.rfind(
+            ":2:29: cannot include: " + m_folder.filePath("bad.json").toStdString() + ":1:14:", 0),
+        0u)
         << strError;
     EXPECT_EQ(LoadError(R"({"plugins": [{"id": "t", "plugin": "Toolbox",
  "parameters": {"$include": "missing.json"}}], "window": {"central": "t"}})")
-                  .rfind(":2:29: cannot include: " + m_folder.filePath("missing.json").toStdString() + ": cannot open", 0),
+                  .rfind(":2:29: cannot include: " +
+                             m_folder.filePath("missing.json").toStdString() + ": cannot open",
+                         0),
               0u);
 }
 

@@ -1,5 +1,5 @@
-#include "AppTestPlugins.h"
 #include "HostSession.h"
+#include "AppTestPlugins.h"
 
 #include <Zarn/Message/MessageThread.h>
 
@@ -59,10 +59,12 @@ TEST_F(HostSession, HostObjectsAndGlobalSettingsAreInTheRegistry)
     {
         CHostSession session(*pConfig);
         Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageThread>(registry.Entry(Zarn::CValue_Key("tmp/commthread"))),
+        EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageThread>(
+                      registry.Entry(Zarn::CValue_Key("tmp/commthread"))),
                   &session.Thread());
-        EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CLogger>(registry.Entry(Zarn::CValue_Key("tmp/logger"))),
-                  &session.Logger());
+        EXPECT_EQ(
+            Zarn::UnwrapPointer<Zarn::CLogger>(registry.Entry(Zarn::CValue_Key("tmp/logger"))),
+            &session.Logger());
         const Zarn::CValue* pInherit =
             registry.Entry(Zarn::CValue_Key("main/globalsettings/repository/inheritateSettings"));
         ASSERT_NE(pInherit, nullptr);
@@ -102,7 +104,8 @@ TEST_F(HostSession, FailingPluginTakesDownTheOnesBeforeAndNamesItsEntry)
     catch (const CConfigError& error)
     {
         const std::string strWhat = error.what();
-        EXPECT_NE(strWhat.find("app.json:3:5: the plug-in \"TestFailing\" failed to start:"), std::string::npos)
+        EXPECT_NE(strWhat.find("app.json:3:5: the plug-in \"TestFailing\" failed to start:"),
+                  std::string::npos)
             << strWhat;
         EXPECT_NE(strWhat.find("disk not found"), std::string::npos) << strWhat;
     }
@@ -124,7 +127,8 @@ TEST_F(HostSession, UnknownPluginNamesTheEntryAndTheFolders)
     catch (const CConfigError& error)
     {
         const std::string strWhat = error.what();
-        EXPECT_NE(strWhat.find("app.json:2:15: no module offers a plug-in named \"NoSuchThing\""), std::string::npos)
+        EXPECT_NE(strWhat.find("app.json:2:15: no module offers a plug-in named \"NoSuchThing\""),
+                  std::string::npos)
             << strWhat;
         EXPECT_NE(strWhat.find("/nowhere/modules"), std::string::npos) << strWhat;
     }

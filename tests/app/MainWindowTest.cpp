@@ -1,5 +1,5 @@
-#include "AppTestPlugins.h"
 #include "MainWindow.h"
+#include "AppTestPlugins.h"
 #include "MessageJournalDock.h"
 
 #include <Zarn/Image/ImageDocument.h>
@@ -158,9 +158,11 @@ protected:
     }
 
     // An unsaved image document announced to the window; the test owns it.
-    Zarn::CValueMap* AnnounceDocument(const std::string& label, const std::string& path = std::string())
+    Zarn::CValueMap* AnnounceDocument(const std::string& label,
+                                      const std::string& path = std::string())
     {
-        auto* pImage = new Zarn::CImage(Zarn::CSize(8, 6), Zarn::IImage::CType(Zarn::IImage::etUInt8));
+        auto* pImage =
+            new Zarn::CImage(Zarn::CSize(8, 6), Zarn::IImage::CType(Zarn::IImage::etUInt8));
         m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, label, path));
         Zarn::CValueMap* pDocument = m_lstDocuments.back().get();
         if (!path.empty())
@@ -168,7 +170,8 @@ protected:
             pDocument->RemoveEntry("is_saved/image"); // a file, but changed since
         }
         m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
-        EXPECT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == m_lstDocuments.size(); }));
+        EXPECT_TRUE(Until(
+            [&]() { return m_pWindow->Documents().Documents().size() == m_lstDocuments.size(); }));
         return pDocument;
     }
 
@@ -249,7 +252,8 @@ TEST_F(MainWindow, TriggeredActionsPostOnActionAndOnConfigure)
     m_pWindow->Action("open")->trigger();
     m_pWindow->Action("blur", true)->trigger();
     EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstActions.size() == 2; }));
-    EXPECT_EQ(AppTest::Journal().m_lstActions, (std::vector<std::string>{"open", "configure blur"}));
+    EXPECT_EQ(AppTest::Journal().m_lstActions,
+              (std::vector<std::string>{"open", "configure blur"}));
 }
 
 TEST_F(MainWindow, ShutdownMessageClosesTheWindow)
@@ -273,12 +277,15 @@ TEST_F(MainWindow, LatestWarningOrErrorOfTheLogShowsInTheStatusBar)
 // sticky error level) must not show as errors in the status bar.
 TEST_F(MainWindow, LinesWithoutTheirOwnLevelAreNotShownAsErrors)
 {
-    m_pSession->Logger().SetLevel(Zarn::CLogger::levelError) << "broken.png: cannot decode" << Zarn::notype
-                                                             << "\n";
-    ASSERT_TRUE(Until([&]() { return m_pWindow->StatusText() == "Error: broken.png: cannot decode"; }))
+    m_pSession->Logger().SetLevel(Zarn::CLogger::levelError)
+        << "broken.png: cannot decode" << Zarn::notype << "\n";
+    ASSERT_TRUE(
+        Until([&]() { return m_pWindow->StatusText() == "Error: broken.png: cannot decode"; }))
         << m_pWindow->StatusText().toStdString();
-    m_pSession->Logger() << "CRepositoryPlugin::CreateView - View plugin created for ok2.png." << std::endl;
-    ASSERT_EQ(m_pSession->Logger().Level(), Zarn::CLogger::levelError) << "the log keeps its sticky level";
+    m_pSession->Logger() << "CRepositoryPlugin::CreateView - View plugin created for ok2.png."
+                         << std::endl;
+    ASSERT_EQ(m_pSession->Logger().Level(), Zarn::CLogger::levelError)
+        << "the log keeps its sticky level";
     // The listener hands lines over with queued calls: let them arrive.
     for (int i = 0; i < 5; ++i)
     {
@@ -371,7 +378,8 @@ TEST_F(MainWindow, ClosingWithOnlySavedDocumentsAsksNothing)
 {
     auto* pImage = new Zarn::CImage(Zarn::CSize(4, 4), Zarn::IImage::CType(Zarn::IImage::etUInt8));
     m_lstDocuments.emplace_back(Zarn::ImageDocument::Create(pImage, "kept.png", "/tmp/kept.png"));
-    m_pSession->Post("NEW_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
+    m_pSession->Post("NEW_DOCUMENT",
+                     new Zarn::CValuePointer<Zarn::CValueMap>(m_lstDocuments.back().get()));
     ASSERT_TRUE(Until([&]() { return m_pWindow->Documents().Documents().size() == 1; }));
     EXPECT_TRUE(m_pWindow->close());
 }
@@ -565,7 +573,8 @@ TEST_F(MainWindow, DroppedFilesBecomeDocuments)
     QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(m_pWindow.get(), &drop);
     EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstAdded.size() == 2; }));
-    EXPECT_EQ(AppTest::Journal().m_lstAdded, (std::vector<std::string>{"cells.png", "gradient16.tif"}));
+    EXPECT_EQ(AppTest::Journal().m_lstAdded,
+              (std::vector<std::string>{"cells.png", "gradient16.tif"}));
 }
 
 TEST_F(MainWindow, DragOfSomethingElseIsRefused)
@@ -582,10 +591,12 @@ TEST_F(MainWindow, UnreadableFilesAreListedInOneWarningAndTheOthersOpen)
 {
     SAnswer answer;
     answer.Click(QMessageBox::Ok);
-    const int nOpened = m_pWindow->OpenFiles({"/nonexistent/a.png", QString(SAMPLES_DIR) + "/cells.png"});
+    const int nOpened =
+        m_pWindow->OpenFiles({"/nonexistent/a.png", QString(SAMPLES_DIR) + "/cells.png"});
     EXPECT_EQ(nOpened, 1);
     EXPECT_EQ(answer.m_strTitle, "Cannot open");
-    EXPECT_NE(answer.m_strInformative.indexOf("/nonexistent/a.png"), -1) << answer.m_strInformative.toStdString();
+    EXPECT_NE(answer.m_strInformative.indexOf("/nonexistent/a.png"), -1)
+        << answer.m_strInformative.toStdString();
     EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstAdded.size() == 1; }));
     EXPECT_EQ(AppTest::Journal().m_lstAdded, std::vector<std::string>{"cells.png"});
 }

@@ -17,7 +17,8 @@ class BatchInputs : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string strTemplate = (fs::temp_directory_path() / "docview-batch-inputs-XXXXXX").string();
+        std::string strTemplate =
+            (fs::temp_directory_path() / "docview-batch-inputs-XXXXXX").string();
         ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
         m_root = strTemplate;
     }
@@ -53,7 +54,8 @@ TEST_F(BatchInputs, FilesKeepTheirOrderAndSameNamesGetNumbered)
 {
     const fs::path first = Touch("one/cells.png");
     const fs::path second = Touch("two/cells.png");
-    const std::vector<SBatchInput> lstInputs = CollectBatchInputs({first.string(), second.string()});
+    const std::vector<SBatchInput> lstInputs =
+        CollectBatchInputs({first.string(), second.string()});
     ASSERT_EQ(lstInputs.size(), 2u);
     EXPECT_EQ(lstInputs[0].m_result, fs::path("cells.tif"));
     EXPECT_EQ(lstInputs[1].m_result, fs::path("cells-2.tif"));
@@ -63,12 +65,14 @@ TEST_F(BatchInputs, MissingInputsAreAllNamed)
 {
     try
     {
-        CollectBatchInputs({(m_root / "gone.png").string(), Touch("here.png").string(), "/no/folder"});
+        CollectBatchInputs(
+            {(m_root / "gone.png").string(), Touch("here.png").string(), "/no/folder"});
         FAIL() << "no error";
     }
     catch (const std::invalid_argument& error)
     {
-        EXPECT_EQ(std::string(error.what()), "no such file or folder: " + (m_root / "gone.png").string() + ", /no/folder");
+        EXPECT_EQ(std::string(error.what()),
+                  "no such file or folder: " + (m_root / "gone.png").string() + ", /no/folder");
     }
 }
 
@@ -94,7 +98,8 @@ TEST(BatchShards, EveryInputIsInExactlyOneShard)
         EXPECT_EQ(setSeen.size(), lstInputs.size()) << uCount << " shards";
         for (const SBatchInput& input : lstInputs)
         {
-            EXPECT_EQ(setSeen.count(input.m_path), 1u) << input.m_path << " in " << uCount << " shards";
+            EXPECT_EQ(setSeen.count(input.m_path), 1u)
+                << input.m_path << " in " << uCount << " shards";
         }
     }
 }
@@ -130,7 +135,8 @@ TEST(BatchProgressLines, TerminalLineHasBarCountsRateAndTimeLeft)
     progress.Update("a.png", true, 4, 1);
     progress.Finish();
     const std::string strLine = stream.str();
-    EXPECT_EQ(strLine.rfind("\r[##############################] 4/4  1 failed  ", 0), 0u) << strLine;
+    EXPECT_EQ(strLine.rfind("\r[##############################] 4/4  1 failed  ", 0), 0u)
+        << strLine;
     EXPECT_NE(strLine.find("images/s  0:00 left"), std::string::npos) << strLine;
     EXPECT_EQ(strLine.back(), '\n');
 }

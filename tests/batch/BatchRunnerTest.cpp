@@ -34,14 +34,16 @@ std::map<const void*, std::set<std::thread::id>> g_mapRunsByInstance;
 
 const Zarn::CImage* FocusedImage(const Zarn::CValueMap& data)
 {
-    const auto* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(data.Entry("input/documents/focused", true));
+    const auto* pDocument =
+        Zarn::UnwrapPointer<Zarn::CValueMap>(data.Entry("input/documents/focused", true));
     return Zarn::ImageDocument::Image(*pDocument);
 }
 
 void AddResult(Zarn::CValueMap& data, Zarn::CImage* result)
 {
     auto* pAdded = new Zarn::CValueVector;
-    pAdded->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(Zarn::ImageDocument::Create(result, "result")));
+    pAdded->PushBack(
+        new Zarn::CValuePointer<Zarn::CValueMap>(Zarn::ImageDocument::Create(result, "result")));
     data.SetEntry("output/documents/add", pAdded);
 }
 
@@ -85,8 +87,10 @@ class BatchRunner : public testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        Zarn::CPluginLoader::Obj().RegisterPlugin("TestInvert", []() -> Zarn::CPluginBase* { return new CTestInvert; });
-        Zarn::CPluginLoader::Obj().RegisterPlugin("TestCount", []() -> Zarn::CPluginBase* { return new CTestCount; });
+        Zarn::CPluginLoader::Obj().RegisterPlugin(
+            "TestInvert", []() -> Zarn::CPluginBase* { return new CTestInvert; });
+        Zarn::CPluginLoader::Obj().RegisterPlugin(
+            "TestCount", []() -> Zarn::CPluginBase* { return new CTestCount; });
     }
 
     void SetUp() override
@@ -154,7 +158,8 @@ TEST_F(BatchRunner, EveryImageIsProcessedAndACorruptOneIsReportedWithoutStopping
             continue;
         }
         ASSERT_TRUE(result.m_bDone) << result.m_strError;
-        std::unique_ptr<Zarn::CImage> pInput(Zarn::CImageFile::Read(result.m_input.m_path.string()));
+        std::unique_ptr<Zarn::CImage> pInput(
+            Zarn::CImageFile::Read(result.m_input.m_path.string()));
         std::unique_ptr<Zarn::CImage> pOutput(Zarn::CImageFile::Read(result.m_resultPath.string()));
         cv::Mat expected;
         cv::bitwise_not(Zarn::PlaneView(*pInput, 0), expected);
@@ -163,9 +168,11 @@ TEST_F(BatchRunner, EveryImageIsProcessedAndACorruptOneIsReportedWithoutStopping
         EXPECT_EQ(*result.m_nLabels, 255u - pInput->Data()[0]);
         EXPECT_EQ(result.m_resultPath, m_root / "out" / result.m_input.m_result);
         // The header history travels with the result.
-        const Zarn::CValue* pHistory = pOutput->Attributes().Entry(Zarn::CValue_Key("history"), false);
+        const Zarn::CValue* pHistory =
+            pOutput->Attributes().Entry(Zarn::CValue_Key("history"), false);
         ASSERT_NE(pHistory, nullptr);
-        EXPECT_EQ(pHistory->Vector()->Entry(Zarn::CValue_Key(0u), true)->String().StdString(), "TestInvert");
+        EXPECT_EQ(pHistory->Vector()->Entry(Zarn::CValue_Key(0u), true)->String().StdString(),
+                  "TestInvert");
     }
     EXPECT_EQ(uFailed, 1u);
     ASSERT_EQ(m_lstProgress.size(), 7u);
@@ -215,9 +222,13 @@ TEST_F(BatchRunner, SummaryHasOneLinePerInputWithLabelsSecondsAndErrors)
     }
     ASSERT_EQ(lstLines.size(), 3u);
     EXPECT_EQ(lstLines[0], "file,result,labels,seconds,error");
-    EXPECT_EQ(lstLines[1].rfind((m_root / "in" / "a.png").string() + "," + (m_root / "out" / "a.tif").string() + ",252,", 0), 0u)
+    EXPECT_EQ(lstLines[1].rfind((m_root / "in" / "a.png").string() + "," +
+                                    (m_root / "out" / "a.tif").string() + ",252,",
+                                0),
+              0u)
         << lstLines[1];
-    EXPECT_EQ(lstLines[2].rfind("\"" + (m_root / "in" / "b, broken.png").string() + "\",,,", 0), 0u) << lstLines[2];
+    EXPECT_EQ(lstLines[2].rfind("\"" + (m_root / "in" / "b, broken.png").string() + "\",,,", 0), 0u)
+        << lstLines[2];
     EXPECT_NE(lstLines[2].find("broken.png"), std::string::npos);
 }
 

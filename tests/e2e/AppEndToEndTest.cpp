@@ -81,7 +81,10 @@ protected:
         EXPECT_EQ(m_pApp->Command("trigger open")["ok"], true);
         return m_pApp->WaitState(
             [](const nlohmann::json& state)
-            { return Count(state, "documents") == 2 && Count(state, "navigator") == 2 && Count(state, "windows") == 2; },
+            {
+                return Count(state, "documents") == 2 && Count(state, "navigator") == 2 &&
+                       Count(state, "windows") == 2;
+            },
             "two documents, two navigator entries, two windows");
     }
 
@@ -119,8 +122,10 @@ TEST_F(AppEndToEnd, ClickOnNavigatorEntryActivatesItsWindow)
     const nlohmann::json before = OpenBoth();
     ASSERT_EQ(m_pApp->Command("click-navigator 0")["ok"], true);
     const nlohmann::json after = m_pApp->WaitState(
-        [&](const nlohmann::json& state)
-        { return state["navigator_current"] == 0 && state["active_window"] == before["windows"][0]; },
+        [&](const nlohmann::json& state) {
+            return state["navigator_current"] == 0 &&
+                   state["active_window"] == before["windows"][0];
+        },
         "the first entry current and its window active");
     EXPECT_NE(after["title"].get<std::string>().find(before["navigator"][0].get<std::string>()),
               std::string::npos)
@@ -193,7 +198,10 @@ TEST_F(AppEndToEnd, ClosingAWindowRemovesTheViewAndThenTheDocument)
     ASSERT_EQ(m_pApp->Command("close-window 0")["ok"], true);
     const nlohmann::json after = m_pApp->WaitState(
         [](const nlohmann::json& state)
-        { return Count(state, "windows") == 1 && Count(state, "navigator") == 1 && Count(state, "documents") == 1; },
+        {
+            return Count(state, "windows") == 1 && Count(state, "navigator") == 1 &&
+                   Count(state, "documents") == 1;
+        },
         "one window, one entry, one document");
     EXPECT_EQ(after["documents"][0]["label"], "second.tif");
     EXPECT_EQ(after["navigator"][0], before["navigator"][1]);
@@ -223,7 +231,8 @@ TEST_F(AppEndToEnd, SaveAsWritesTheImageThatReadsBackEqualAndMarksTheDocumentSav
         "the document saved under its new name");
     const fs::path saved = m_data / "saved as.tif";
     ASSERT_TRUE(fs::exists(saved));
-    std::unique_ptr<Zarn::CImage> pOriginal(Zarn::CImageFile::Read((m_data / "first.png").string()));
+    std::unique_ptr<Zarn::CImage> pOriginal(
+        Zarn::CImageFile::Read((m_data / "first.png").string()));
     std::unique_ptr<Zarn::CImage> pSaved(Zarn::CImageFile::Read(saved.string()));
     EXPECT_TRUE(pSaved->EqualPixels(*pOriginal));
     Screenshot("saved-as.png");
@@ -243,12 +252,14 @@ TEST_F(AppEndToEnd, QuittingWithAnUnsavedDocumentAsksFirst)
     nlohmann::json state = m_pApp->WaitState(
         [](const nlohmann::json& current) { return current.contains("question"); }, "the question");
     EXPECT_EQ(state["question"]["title"], "Unsaved documents");
-    EXPECT_NE(state["question"]["text"].get<std::string>().find("unsaved changes"), std::string::npos);
+    EXPECT_NE(state["question"]["text"].get<std::string>().find("unsaved changes"),
+              std::string::npos);
     Screenshot("unsaved-question.png");
 
     // Cancel keeps the application and the document.
     ASSERT_EQ(m_pApp->Command("answer Cancel")["ok"], true);
-    state = m_pApp->WaitState([](const nlohmann::json& current) { return !current.contains("question"); },
+    state = m_pApp->WaitState([](const nlohmann::json& current)
+                              { return !current.contains("question"); },
                               "the question gone");
     EXPECT_EQ(Count(state, "documents"), 3u);
 
@@ -263,17 +274,20 @@ TEST_F(AppEndToEnd, QuittingWithAnUnsavedDocumentAsksFirst)
 TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
 {
     Start({(m_data / "first.png").string()});
-    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; }, "the image shown");
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                      "the image shown");
     ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
     size_t uDocuments = 1;
     for (const char* szAction : {"blur", "threshold", "convert", "label"})
     {
         // Each tool works on the result of the one before, which is the active document.
-        m_pApp->WaitState([&](const nlohmann::json& state) { return state["actions"].value(szAction, false); },
+        m_pApp->WaitState([&](const nlohmann::json& state)
+                          { return state["actions"].value(szAction, false); },
                           std::string(szAction) + " enabled");
         ASSERT_EQ(m_pApp->Command(std::string("trigger ") + szAction)["ok"], true);
         ++uDocuments;
-        m_pApp->WaitState([&](const nlohmann::json& state) { return Count(state, "documents") == uDocuments; },
+        m_pApp->WaitState([&](const nlohmann::json& state)
+                          { return Count(state, "documents") == uDocuments; },
                           std::string("the result of ") + szAction);
     }
     const nlohmann::json state = m_pApp->Command("state");
@@ -282,21 +296,27 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
 
     const fs::path process = m_home / "recorded.json";
     ASSERT_EQ(m_pApp->Command("save-recording " + process.string())["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current) { return current["actions"].value("save_as", false); },
+    m_pApp->WaitState([](const nlohmann::json& current)
+                      { return current["actions"].value("save_as", false); },
                       "Save As enabled");
     ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current) { return current["documents"][4]["saved"] == true; },
+    m_pApp->WaitState([](const nlohmann::json& current)
+                      { return current["documents"][4]["saved"] == true; },
                       "the labelled image saved");
-    std::unique_ptr<Zarn::CImage> pInteractive(Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    std::unique_ptr<Zarn::CImage> pInteractive(
+        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
 
     // The same process, run headless on the original file.
     const fs::path output = m_home / "replayed";
-    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() + "' --output '" +
-                                   output.string() + "' -j 1 '" + (m_data / "first.png").string() + "' 2>&1";
+    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() +
+                                   "' --output '" + output.string() + "' -j 1 '" +
+                                   (m_data / "first.png").string() + "' 2>&1";
     ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
-    std::unique_ptr<Zarn::CImage> pReplayed(Zarn::CImageFile::Read((output / "first.tif").string()));
+    std::unique_ptr<Zarn::CImage> pReplayed(
+        Zarn::CImageFile::Read((output / "first.tif").string()));
     EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
-    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive)) << "the replay differs from the interactive result";
+    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
+        << "the replay differs from the interactive result";
     std::uint64_t uLabels = 0;
     EXPECT_TRUE(Zarn::CTekaHeaderTools::GetNumberOfLabels(*pReplayed, uLabels));
     EXPECT_GT(uLabels, 0u);
@@ -376,18 +396,21 @@ TEST_F(AppEndToEnd, MessagesDockShowsTheMessagesOfTheSessionLive)
 {
     CAppProcess::SOptions options;
     options.m_strHome = m_home.string(); // the built-in configuration, as a user starts it
-    options.m_lstFiles = {std::string(SAMPLES_DIR) + "/cells.png", std::string(SAMPLES_DIR) + "/colour.png",
+    options.m_lstFiles = {std::string(SAMPLES_DIR) + "/cells.png",
+                          std::string(SAMPLES_DIR) + "/colour.png",
                           std::string(SAMPLES_DIR) + "/gradient16.tif"};
     m_pApp = std::make_unique<CAppProcess>(options);
     m_pApp->WaitEvent("ready");
-    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 3; }, "three windows");
+    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 3; },
+                      "three windows");
     ASSERT_EQ(m_pApp->Command("messages on")["ok"], true);
     ASSERT_EQ(m_pApp->Command("click-navigator 0")["ok"], true);
     const nlohmann::json state = m_pApp->WaitState(
         [](const nlohmann::json& current) { return current["journal_lines"].get<int>() > 0; },
         "journal lines in the Messages dock");
     EXPECT_EQ(state["navigator_current"], 0);
-    ASSERT_EQ(m_pApp->Command("window-screenshot " + (fs::path(SCREENSHOT_DIR) / "docview-window.png").string())["ok"],
+    ASSERT_EQ(m_pApp->Command("window-screenshot " +
+                              (fs::path(SCREENSHOT_DIR) / "docview-window.png").string())["ok"],
               true);
 }
 
@@ -457,18 +480,22 @@ TEST_F(AppEndToEnd, ShowActivityIsNotOfferedWhileNothingRuns)
 TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 {
     std::string strConfig = ReadText(m_config);
-    const std::string strWorkspace = R"({"id": "workspace", "plugin": "Workspace", "parameters": {"name": "Workspace"}})";
+    const std::string strWorkspace =
+        R"({"id": "workspace", "plugin": "Workspace", "parameters": {"name": "Workspace"}})";
     ASSERT_NE(strConfig.find(strWorkspace), std::string::npos);
-    strConfig.replace(strConfig.find(strWorkspace), strWorkspace.size(),
-                      R"({"id": "workspace", "plugin": "ViewStack", "parameters": {"name": "Stack"}})");
+    strConfig.replace(
+        strConfig.find(strWorkspace), strWorkspace.size(),
+        R"({"id": "workspace", "plugin": "ViewStack", "parameters": {"name": "Stack"}})");
     const fs::path stackConfig = m_home / "stack.json";
     std::ofstream(stackConfig) << strConfig;
 
     Start({}, stackConfig.string());
     ASSERT_EQ(m_pApp->Command("trigger open")["ok"], true);
     nlohmann::json state = m_pApp->WaitState(
-        [](const nlohmann::json& current)
-        { return Count(current, "navigator") == 2 && current["stack_current"] == current["navigator"][1]; },
+        [](const nlohmann::json& current) {
+            return Count(current, "navigator") == 2 &&
+                   current["stack_current"] == current["navigator"][1];
+        },
         "the second view on top of the stack");
     EXPECT_EQ(Count(state, "windows"), 0u) << "no workspace";
     EXPECT_GE(state["stack_pages"].get<int>(), 2);
@@ -482,7 +509,8 @@ TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
 {
     const fs::path broken = m_home / "broken.json";
-    std::ofstream(broken) << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
+    std::ofstream(broken)
+        << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
     CAppProcess::SOptions options;
     options.m_strConfig = broken.string();
     options.m_bOffscreen = true;
@@ -565,7 +593,8 @@ TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
     options.m_strHome = m_home.string();
     m_pApp = std::make_unique<CAppProcess>(options);
     EXPECT_EQ(m_pApp->WaitExit(), 2);
-    EXPECT_NE(m_pApp->Transcript().find(wrong.string() + ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
+    EXPECT_NE(m_pApp->Transcript().find(wrong.string() +
+                                        ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
               std::string::npos)
         << m_pApp->Transcript();
 }

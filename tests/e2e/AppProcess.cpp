@@ -39,7 +39,8 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
     }
     else
     {
-        lstEnvironment.push_back("QT_QPA_PLATFORM=" + std::string(options.m_bOffscreen ? "offscreen" : "xcb"));
+        lstEnvironment.push_back("QT_QPA_PLATFORM=" +
+                                 std::string(options.m_bOffscreen ? "offscreen" : "xcb"));
     }
     lstEnvironment.push_back("HOME=" + options.m_strHome);
     lstEnvironment.push_back("XDG_CONFIG_HOME=" + options.m_strHome + "/config");
@@ -269,7 +270,8 @@ int CAppProcess::WaitExit(std::chrono::milliseconds timeout)
         {
             m_bEnded = true;
             nlohmann::json rest;
-            while (ReadLine(rest, std::chrono::steady_clock::now() + std::chrono::milliseconds(100)))
+            while (
+                ReadLine(rest, std::chrono::steady_clock::now() + std::chrono::milliseconds(100)))
             {
             }
             m_nExitCode = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);

@@ -116,8 +116,8 @@ CValueVector* CException::Vectorize() const
 
 void CException::Devectorize(const CValueVector* vector)
 {
-    const CValue* pEntries = (vector && vector->Size() == 2) ? vector->Entry(CValue_Key(1), false)
-                                                             : nullptr;
+    const CValue* pEntries =
+        (vector && vector->Size() == 2) ? vector->Entry(CValue_Key(1), false) : nullptr;
     if (pEntries == nullptr || pEntries->Map() == nullptr)
     {
         throw CExBadParam(ZARN_LOCATION, "Serialised exception must be [type, entries map]");

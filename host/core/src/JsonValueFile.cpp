@@ -7,10 +7,10 @@
 #include <Zarn/Value/Value.h>
 
 #include <atomic>
-#include <memory>
-#include <vector>
 #include <cerrno>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -59,7 +59,7 @@ private:
     {
         CValueContainerBase* m_pContainer; // lent: owned by its parent or by m_pRoot
         bool m_bMap;
-        std::string m_strKey; // the key the next child of a map is stored under
+        std::string m_strKey;  // the key the next child of a map is stored under
         std::string m_strPath; // only kept while positions are recorded
     };
 

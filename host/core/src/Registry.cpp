@@ -111,7 +111,8 @@ void RegisterHostObjects(CMessageThread* thread, CMessageIdFactory* ids, CLogger
 {
     CRegistry& registry = CRegistry::Obj();
     registry.SetEntry(CValue_Key("tmp/commthread"), new CValuePointer<CMessageThread>(thread));
-    registry.SetEntry(CValue_Key("tmp/messageidfactory"), new CValuePointer<CMessageIdFactory>(ids));
+    registry.SetEntry(CValue_Key("tmp/messageidfactory"),
+                      new CValuePointer<CMessageIdFactory>(ids));
     registry.SetEntry(CValue_Key("tmp/logger"), new CValuePointer<CLogger>(logger));
 }
 

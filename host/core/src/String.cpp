@@ -14,7 +14,7 @@ CString::CString(const char* text, EnEncoding encoding)
 }
 
 CString::CString(const char* text, size_t length, EnEncoding encoding)
-    : m_strText(text == nullptr ? std::string()
+    : m_strText(text == nullptr  ? std::string()
                 : length == NPOS ? std::string(text)
                                  : std::string(text, length)),
       m_enEncoding(encoding)

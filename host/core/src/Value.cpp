@@ -184,9 +184,7 @@ void CValue::MoveMeta(CValue& source)
     m_pMeta = std::move(source.m_pMeta);
 }
 
-CValueString::CValueString(const char* text, size_t length) : CValueScalar(CString(text, length))
-{
-}
+CValueString::CValueString(const char* text, size_t length) : CValueScalar(CString(text, length)) {}
 
 void CValueString::SetString(const char* text, size_t length)
 {

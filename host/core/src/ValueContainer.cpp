@@ -26,8 +26,7 @@ CValueContainerBase* AsContainer(CValue* value)
 [[noreturn]] void ThrowMissing(const char* function, const std::string& path)
 {
     const std::string strMessage = "Entry '" + path + "' not found";
-    throw CExBadParam({__DATE__ " " __TIME__, __FILE__, function, __LINE__, 0},
-                      strMessage.c_str());
+    throw CExBadParam({__DATE__ " " __TIME__, __FILE__, function, __LINE__, 0}, strMessage.c_str());
 }
 } // namespace
 

@@ -18,10 +18,7 @@ const char* FixedKeyText(CValue_Key::EnFixedKey fixedKey)
 }
 } // namespace
 
-CValue_Key::CValue_Key(const char* text)
-    : m_enKind(kindText), m_strText(text ? text : "")
-{
-}
+CValue_Key::CValue_Key(const char* text) : m_enKind(kindText), m_strText(text ? text : "") {}
 
 CValue_Key::CValue_Key(const std::string& text) : m_enKind(kindText), m_strText(text) {}
 

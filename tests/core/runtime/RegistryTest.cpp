@@ -165,12 +165,14 @@ TEST(HostObjects, ThePluginsFindThemUnderTheirKeysUntilTheyAreRemoved)
     Zarn::CLogger logger(nullptr);
     Zarn::RegisterHostObjects(&thread, &ids, &logger);
     Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageThread>(registry.Entry(Zarn::CValue_Key("tmp/commthread"))),
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageThread>(
+                  registry.Entry(Zarn::CValue_Key("tmp/commthread"))),
               &thread);
     EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CMessageIdFactory>(
                   registry.Entry(Zarn::CValue_Key("tmp/messageidfactory"))),
               &ids);
-    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CLogger>(registry.Entry(Zarn::CValue_Key("tmp/logger"))), &logger);
+    EXPECT_EQ(Zarn::UnwrapPointer<Zarn::CLogger>(registry.Entry(Zarn::CValue_Key("tmp/logger"))),
+              &logger);
     Zarn::UnregisterHostObjects();
     for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"})
     {

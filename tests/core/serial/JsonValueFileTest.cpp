@@ -565,8 +565,8 @@ TEST(JsonPositions, EveryValueIsFoundWhereItStarts)
 TEST(JsonPositions, DescribeFallsBackToTheNearestValueAbove)
 {
     Zarn::CJsonPositions positions;
-    std::unique_ptr<Zarn::CValue> pRoot(Zarn::CJsonValueFile::ReadString(
-        "{\"window\": {\"menus\": []}}", "app.json", positions));
+    std::unique_ptr<Zarn::CValue> pRoot(
+        Zarn::CJsonValueFile::ReadString("{\"window\": {\"menus\": []}}", "app.json", positions));
     EXPECT_EQ(positions.Describe("window/menus"), "app.json:1:22");
     EXPECT_EQ(positions.Describe("window/central"), "app.json:1:12");
     EXPECT_EQ(positions.Describe("nothing/here"), "app.json:1:1");
@@ -575,8 +575,8 @@ TEST(JsonPositions, DescribeFallsBackToTheNearestValueAbove)
 TEST(JsonPositions, TitleWithMultibyteCharactersCountsCharacters)
 {
     Zarn::CJsonPositions positions;
-    std::unique_ptr<Zarn::CValue> pRoot(Zarn::CJsonValueFile::ReadString(
-        "{\"ä\": \"ö\", \"b\": 1}", "u.json", positions));
+    std::unique_ptr<Zarn::CValue> pRoot(
+        Zarn::CJsonValueFile::ReadString("{\"ä\": \"ö\", \"b\": 1}", "u.json", positions));
     EXPECT_EQ(positions.Describe("b"), "u.json:1:17");
 }
 

@@ -34,8 +34,7 @@ protected:
     void SetUp() override { STracked::s_nDestroyed = 0; }
 };
 
-template <class TCall>
-CException CaughtException(TCall call)
+template <class TCall> CException CaughtException(TCall call)
 {
     try
     {
@@ -62,7 +61,8 @@ TEST_F(ValuePointer, UnwrappingStringValueThrowsTypeMismatch)
 {
     CValueString text("abc");
     const CException e = CaughtException([&] { UnwrapPointer<CValueMap>(&text); });
-    EXPECT_STREQ(e.what(), "Requested type ('Zarn::CValueMap') does not match actual type ('void')!");
+    EXPECT_STREQ(e.what(),
+                 "Requested type ('Zarn::CValueMap') does not match actual type ('void')!");
     EXPECT_STREQ(e.function(), "Zarn::UnwrapPointer");
     EXPECT_EQ(e.Entry("Line")->Long(), 676);
     EXPECT_STREQ(e.Entry("File")->String().c_str(), "Value/ValuePointer");
@@ -79,7 +79,8 @@ TEST_F(ValuePointer, UnwrappingOtherElementTypeNamesBothTypes)
     int nNumber = 3;
     CValuePointer<int> pointer(&nNumber);
     const CException e = CaughtException([&] { UnwrapPointer<CValueMap>(&pointer); });
-    EXPECT_STREQ(e.what(), "Requested type ('Zarn::CValueMap') does not match actual type ('int')!");
+    EXPECT_STREQ(e.what(),
+                 "Requested type ('Zarn::CValueMap') does not match actual type ('int')!");
 }
 
 TEST_F(ValuePointer, DerivedPointerIsNotConvertedToBase)

@@ -101,16 +101,16 @@ int main(int argc, char** argv)
     Zarn::CValueMap setup;
     workspace->GetPluginSetup(setup);
     pLayout->addWidget(navigator->ListBox(), 1);
-    pLayout->addWidget(DocView::PointerOf<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)),
-                       2);
+    pLayout->addWidget(
+        DocView::PointerOf<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)), 2);
 
     std::vector<std::unique_ptr<CPictureView>> views;
-    views.push_back(std::make_unique<CPictureView>(
-        "cells.tif", "Image view, 512 x 512, 16 bit", QRect(10, 10, 250, 150)));
-    views.push_back(std::make_unique<CPictureView>(
-        "cells.tif (labels)", "Label view, 214 labels", QRect(150, 110, 250, 150)));
-    views.push_back(std::make_unique<CPictureView>(
-        "blobs.png", "Image view, 256 x 254, 8 bit", QRect(290, 210, 250, 150)));
+    views.push_back(std::make_unique<CPictureView>("cells.tif", "Image view, 512 x 512, 16 bit",
+                                                   QRect(10, 10, 250, 150)));
+    views.push_back(std::make_unique<CPictureView>("cells.tif (labels)", "Label view, 214 labels",
+                                                   QRect(150, 110, 250, 150)));
+    views.push_back(std::make_unique<CPictureView>("blobs.png", "Image view, 256 x 254, 8 bit",
+                                                   QRect(290, 210, 250, 150)));
     for (const auto& pView : views)
     {
         DocView::SendMessage(&thread, &ids, "NEW_VIEW",

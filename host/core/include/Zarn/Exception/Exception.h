@@ -89,4 +89,7 @@ protected:
 
 // A location record for the current source line.
 #define ZARN_LOCATION                                                                              \
-    ::Zarn::Impl::StExLocation { __DATE__ " " __TIME__, __FILE__, __func__, __LINE__, 0 }
+    ::Zarn::Impl::StExLocation                                                                     \
+    {                                                                                              \
+        __DATE__ " " __TIME__, __FILE__, __func__, __LINE__, 0                                     \
+    }

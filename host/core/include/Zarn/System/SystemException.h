@@ -18,10 +18,10 @@ namespace Zarn
 // What the translator learns about a fault, besides its code. Lent for the translator's call only.
 struct SSystemExceptionInfo
 {
-    std::uint32_t code;   // the Windows exception code
-    int signal;           // the signal that reported the fault (SIGSEGV, SIGFPE...)
-    int signalCode;       // si_code of the signal (FPE_INTDIV, SEGV_MAPERR...)
-    void* faultAddress;   // si_addr: the faulting address or instruction
+    std::uint32_t code; // the Windows exception code
+    int signal;         // the signal that reported the fault (SIGSEGV, SIGFPE...)
+    int signalCode;     // si_code of the signal (FPE_INTDIV, SEGV_MAPERR...)
+    void* faultAddress; // si_addr: the faulting address or instruction
 };
 
 // Called on the faulting thread after it has left the faulting code and returned to the
@@ -35,8 +35,8 @@ using SystemExceptionTranslator = void (*)(std::uint32_t code, SSystemExceptionI
 // Installs `translator` (null: none) for the calling thread and returns the previous one. The first
 // installation on a thread gives it an alternate signal stack (freed when the thread ends) so
 // that a stack overflow can be reported as well.
-ZARN_CORE_API SystemExceptionTranslator SetSystemExceptionTranslator(
-    SystemExceptionTranslator translator);
+ZARN_CORE_API SystemExceptionTranslator
+SetSystemExceptionTranslator(SystemExceptionTranslator translator);
 
 // Runs `body(context)` under a guard: a native fault inside it jumps back here and is handed to
 // the thread's translator. Guards nest; the innermost one catches. Without a translator on the
@@ -46,8 +46,7 @@ ZARN_CORE_API SystemExceptionTranslator SetSystemExceptionTranslator(
 ZARN_CORE_API void RunWithSystemExceptionGuard(void (*body)(void*), void* context);
 
 // The same for any callable.
-template <class Body>
-void RunWithSystemExceptionGuard(Body&& body)
+template <class Body> void RunWithSystemExceptionGuard(Body&& body)
 {
     using BodyType = std::remove_reference_t<Body>;
     RunWithSystemExceptionGuard([](void* context) { (*static_cast<BodyType*>(context))(); },

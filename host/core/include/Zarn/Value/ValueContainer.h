@@ -22,13 +22,11 @@ public:
     CValue* Entry(const CValue_Path& path, bool bRequired);
     const CValue* Entry(const CValue_Path& path, bool bRequired) const;
     // A text names a path; `0` or another integer stays a key (an index), never a null text.
-    template <PathText TText>
-    CValue* Entry(TText path, bool bRequired)
+    template <PathText TText> CValue* Entry(TText path, bool bRequired)
     {
         return Entry(CValue_Path(path), bRequired);
     }
-    template <PathText TText>
-    const CValue* Entry(TText path, bool bRequired) const
+    template <PathText TText> const CValue* Entry(TText path, bool bRequired) const
     {
         return Entry(CValue_Path(path), bRequired);
     }
@@ -45,14 +43,12 @@ public:
     }
 
     bool HasEntry(const CValue_Path& path) const;
-    template <PathText TText>
-    bool HasEntry(TText path) const
+    template <PathText TText> bool HasEntry(TText path) const
     {
         return HasEntry(CValue_Path(path));
     }
     bool RemoveEntry(const CValue_Path& path);
-    template <PathText TText>
-    bool RemoveEntry(TText path)
+    template <PathText TText> bool RemoveEntry(TText path)
     {
         return RemoveEntry(CValue_Path(path));
     }

@@ -4,8 +4,8 @@
 #include <Zarn/String/String.h>
 
 #include <compare>
-#include <type_traits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace Zarn
@@ -13,8 +13,8 @@ namespace Zarn
 
 // A C text used where a key or a path is expected.
 template <class T>
-concept PathText = std::is_same_v<std::decay_t<T>, const char*> ||
-                   std::is_same_v<std::decay_t<T>, char*>;
+concept PathText = std::is_same_v < std::decay_t<T>,
+const char* > || std::is_same_v<std::decay_t<T>, char*>;
 
 // Names one child of a container: a text key of a map, an index of a vector, or a fixed key of
 // the framework's own. A default-constructed key is invalid; Find returns it for "not found".
@@ -80,8 +80,7 @@ class ZARN_CORE_API CValue_Path
 public:
     CValue_Path() = default;
     // Only real texts: a literal 0 must stay an index key, never become a null path text.
-    template <PathText TText>
-    CValue_Path(TText path) : CValue_Path(std::string(path ? path : ""))
+    template <PathText TText> CValue_Path(TText path) : CValue_Path(std::string(path ? path : ""))
     {
     }
     explicit CValue_Path(const std::string& path);
@@ -89,8 +88,7 @@ public:
 
     // Up to six keys; trailing keys left invalid are not part of the path.
     void Set(const CValue_Key& key0, const CValue_Key& key1 = {}, const CValue_Key& key2 = {},
-             const CValue_Key& key3 = {}, const CValue_Key& key4 = {},
-             const CValue_Key& key5 = {});
+             const CValue_Key& key3 = {}, const CValue_Key& key4 = {}, const CValue_Key& key5 = {});
 
     const std::vector<CValue_Key>& Keys() const { return m_lstKeys; }
     size_t Size() const { return m_lstKeys.size(); }

@@ -36,8 +36,7 @@ ZARN_CORE_API std::string PointerMismatchMessage(const std::type_info& requested
                                                  const std::type_info& actual);
 } // namespace Impl
 
-template <class T>
-class CValuePointer : public CValuePointerBase
+template <class T> class CValuePointer : public CValuePointerBase
 {
 public:
     // A non-owning value; a null pointer gets the count 0.
@@ -173,8 +172,7 @@ private:
 };
 
 // The same value created as owner of its pointee.
-template <class T>
-class CValueOwnedPointer : public CValuePointer<T>
+template <class T> class CValueOwnedPointer : public CValuePointer<T>
 {
 public:
     explicit CValueOwnedPointer(T* pointer, std::uint64_t count = 1)
@@ -187,14 +185,14 @@ public:
 // The T* inside a pointer value, or null for a null value. A value that is not a pointer value of
 // element type T (the owning form counts as the same) throws CExBadParam; nothing is converted,
 // not even to a base class.
-template <class T>
-T* UnwrapPointer(CValue* value)
+template <class T> T* UnwrapPointer(CValue* value)
 {
     if (value == nullptr)
     {
         return nullptr;
     }
-    if (value->GenericType() != CValue::vtPointer || !AreTypesEqual(value->ElementType(), typeid(T)))
+    if (value->GenericType() != CValue::vtPointer ||
+        !AreTypesEqual(value->ElementType(), typeid(T)))
     {
         const std::string message = Impl::PointerMismatchMessage(typeid(T), value->ElementType());
         throw CExBadParam({__DATE__ " " __TIME__, Impl::kValuePointerFile, "Zarn::UnwrapPointer",
@@ -204,8 +202,7 @@ T* UnwrapPointer(CValue* value)
     return static_cast<T*>(value->Pointer()->Void());
 }
 
-template <class T>
-const T* UnwrapPointer(const CValue* value)
+template <class T> const T* UnwrapPointer(const CValue* value)
 {
     return UnwrapPointer<T>(const_cast<CValue*>(value));
 }

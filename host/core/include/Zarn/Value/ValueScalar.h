@@ -8,8 +8,7 @@ namespace Zarn
 {
 
 // What the four scalar kinds share: one datum of type TData, compared and copied as a whole.
-template <class TDerived, class TData, CValue::EnValType Kind>
-class CValueScalar : public CValue
+template <class TDerived, class TData, CValue::EnValType Kind> class CValueScalar : public CValue
 {
 public:
     CValue* Clone(EnTfOwnership strategy) const override
