@@ -1,5 +1,6 @@
 #include "AutomationChannel.h"
 
+#include "ConsoleStreams.h"
 #include "MainWindow.h"
 #include "MessageJournalDock.h"
 
@@ -15,14 +16,12 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMessageBox>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QScreen>
 #include <QSocketNotifier>
 #include <QStackedWidget>
-#include <QTest>
 #include <QTimer>
-
-#include <iostream>
 
 #include <unistd.h>
 
@@ -39,6 +38,117 @@ std::string Ok(const nlohmann::json& extra = nlohmann::json::object())
 std::string Failed(const std::string& error)
 {
     return nlohmann::json{{"ok", false}, {"error", error}}.dump();
+}
+
+std::string Saved(const QPixmap& pixmap, const QString& path)
+{
+    return pixmap.save(path, "PNG") ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
+                                    : Failed("cannot write " + path.toStdString());
+}
+
+// A left click at `position`, delivered as the window system delivers a user's click.
+void Click(QWidget* pWidget, const QPoint& position)
+{
+    const QPointF local(position);
+    const QPointF global(pWidget->mapToGlobal(position));
+    QMouseEvent press(QEvent::MouseButtonPress, local, global, Qt::LeftButton, Qt::LeftButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(pWidget, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, local, global, Qt::LeftButton, Qt::NoButton,
+                        Qt::NoModifier);
+    QCoreApplication::sendEvent(pWidget, &release);
+}
+
+nlohmann::json DocumentsState(const CMainWindow& window)
+{
+    nlohmann::json documents = nlohmann::json::array();
+    for (const Zarn::CValueMap* pDocument : window.Documents().Documents())
+    {
+        documents.push_back({{"label", Zarn::ImageDocument::Label(*pDocument)},
+                             {"file", Zarn::ImageDocument::FileName(*pDocument)},
+                             {"saved", Zarn::ImageDocument::IsSaved(*pDocument)}});
+    }
+    return documents;
+}
+
+void AddNavigatorState(const CMainWindow& window, nlohmann::json& state)
+{
+    nlohmann::json navigator = nlohmann::json::array();
+    if (auto* pList = window.findChild<QListWidget*>())
+    {
+        for (int i = 0; i < pList->count(); ++i)
+        {
+            navigator.push_back(pList->item(i)->text().toStdString());
+        }
+        state["navigator_current"] = pList->currentRow();
+    }
+    state["navigator"] = navigator;
+}
+
+void AddWindowsState(const CMainWindow& window, nlohmann::json& state)
+{
+    nlohmann::json windows = nlohmann::json::array();
+    if (auto* pArea = window.findChild<QMdiArea*>())
+    {
+        for (QMdiSubWindow* pWindow : pArea->subWindowList())
+        {
+            windows.push_back(pWindow->windowTitle().toStdString());
+        }
+        QMdiSubWindow* pActive = pArea->activeSubWindow();
+        state["active_window"] = pActive != nullptr ? pActive->windowTitle().toStdString() : "";
+    }
+    state["windows"] = windows;
+    if (auto* pStack = qobject_cast<QStackedWidget*>(window.centralWidget()))
+    {
+        state["stack_pages"] = pStack->count();
+        state["stack_current"] = pStack->currentWidget() != nullptr
+                                     ? pStack->currentWidget()->windowTitle().toStdString()
+                                     : "";
+    }
+}
+
+void AddRecordingState(const CMainWindow& window, nlohmann::json& state)
+{
+    state["recording"] = window.IsRecording();
+    nlohmann::json recorded = nlohmann::json::array();
+    for (const CMainWindow::SRecordedDocument& document : window.RecordedDocuments())
+    {
+        recorded.push_back(document.m_strLabel);
+    }
+    state["recorded_documents"] = recorded;
+    state["recorded_steps"] = window.RecordingSteps().Size(); // of the document offered first
+}
+
+nlohmann::json ActionsState(const CMainWindow& window)
+{
+    nlohmann::json actions = nlohmann::json::object();
+    for (QAction* pAction : window.findChildren<QAction*>())
+    {
+        if (!pAction->objectName().isEmpty())
+        {
+            actions[pAction->objectName().toStdString()] = pAction->isEnabled();
+        }
+    }
+    return actions;
+}
+
+void AddModalState(nlohmann::json& state)
+{
+    if (QWidget* pModal = QApplication::activeModalWidget())
+    {
+        state["modal"] = pModal->windowTitle().toStdString();
+    }
+    if (auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
+    {
+        nlohmann::json buttons = nlohmann::json::array();
+        for (QAbstractButton* pButton : pBox->buttons())
+        {
+            buttons.push_back(pButton->text().remove('&').toStdString());
+        }
+        state["question"] = {{"title", pBox->windowTitle().toStdString()},
+                             {"text", pBox->text().toStdString()},
+                             {"buttons", buttons}};
+    }
 }
 
 } // namespace
@@ -59,7 +169,7 @@ void CAutomationChannel::Announce(const std::string& event, const std::string& e
 
 void CAutomationChannel::Reply(const std::string& json)
 {
-    std::cout << json << std::endl;
+    CConsoleStreams::Output() << json << std::endl;
 }
 
 void CAutomationChannel::SlotReadable()
@@ -86,214 +196,177 @@ void CAutomationChannel::SlotReadable()
     }
 }
 
+const CAutomationChannel::SCommand CAutomationChannel::kCommands[] = {
+    {"state", &CAutomationChannel::State},
+    {"trigger", &CAutomationChannel::Trigger},
+    {"configure", &CAutomationChannel::Configure},
+    {"open", &CAutomationChannel::Open},
+    {"click-navigator", &CAutomationChannel::ClickNavigator},
+    {"close-window", &CAutomationChannel::CloseWindow},
+    {"screenshot", &CAutomationChannel::Screenshot},
+    {"window-screenshot", &CAutomationChannel::WindowScreenshot},
+    {"messages", &CAutomationChannel::Messages},
+    {"answer", &CAutomationChannel::Answer},
+    {"record", &CAutomationChannel::Record},
+    {"save-recording", &CAutomationChannel::SaveRecording},
+    {"quit", &CAutomationChannel::Quit},
+};
+
 void CAutomationChannel::Run(const QString& line)
 {
     const QString strCommand = line.section(' ', 0, 0);
     const QString strArgument = line.section(' ', 1).trimmed();
-    auto* pArea = m_window.findChild<QMdiArea*>();
-    auto* pList = m_window.findChild<QListWidget*>();
-
-    if (strCommand == "state")
+    for (const SCommand& command : kCommands)
     {
-        Reply(State());
-    }
-    else if (strCommand == "trigger" || strCommand == "configure")
-    {
-        QAction* pAction = m_window.Action(strArgument.toStdString(), strCommand == "configure");
-        if (pAction == nullptr && strCommand == "trigger")
+        if (strCommand == command.m_szName)
         {
-            pAction = m_window.findChild<QAction*>(strArgument); // a command of the window
-        }
-        if (pAction == nullptr || !pAction->isEnabled())
-        {
-            Reply(Failed(pAction == nullptr ? "no such action" : "the action is disabled"));
+            (this->*command.m_fnHandler)(strArgument);
             return;
         }
-        Reply(Ok());
-        // After the answer: the action may open a dialog that waits for the next command.
-        QTimer::singleShot(0, pAction, &QAction::trigger);
     }
-    else if (strCommand == "open")
-    {
-        Reply(Ok());
-        const QStringList lstFiles = strArgument.split(' ', Qt::SkipEmptyParts);
-        QTimer::singleShot(0, &m_window, [this, lstFiles]() { m_window.OpenFiles(lstFiles); });
-    }
-    else if (strCommand == "click-navigator")
-    {
-        const int nRow = strArgument.toInt();
-        if (pList == nullptr || nRow < 0 || nRow >= pList->count())
-        {
-            Reply(Failed("no such navigator entry"));
-            return;
-        }
-        const QRect rect = pList->visualItemRect(pList->item(nRow));
-        QTest::mouseClick(pList->viewport(), Qt::LeftButton, Qt::NoModifier, rect.center());
-        // A click also brings the main window back to the front, as a window manager does
-        // (after a dialog nothing else may have).
-        pList->window()->activateWindow();
-        Reply(Ok());
-    }
-    else if (strCommand == "close-window")
-    {
-        const QList<QMdiSubWindow*> lstWindows =
-            pArea == nullptr ? QList<QMdiSubWindow*>() : pArea->subWindowList();
-        const int nIndex = strArgument.toInt();
-        if (nIndex < 0 || nIndex >= lstWindows.size())
-        {
-            Reply(Failed("no such window"));
-            return;
-        }
-        Reply(Ok());
-        QTimer::singleShot(0, lstWindows[nIndex], &QMdiSubWindow::close);
-    }
-    else if (strCommand == "screenshot")
-    {
-        QScreen* pScreen = QGuiApplication::primaryScreen();
-        const QPixmap pixmap = pScreen->grabWindow(0);
-        Reply(pixmap.save(strArgument, "PNG")
-                  ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
-                  : Failed("cannot write " + strArgument.toStdString()));
-    }
-    else if (strCommand == "window-screenshot")
-    {
-        const QPixmap pixmap = m_window.grab();
-        Reply(pixmap.save(strArgument, "PNG")
-                  ? Ok({{"width", pixmap.width()}, {"height", pixmap.height()}})
-                  : Failed("cannot write " + strArgument.toStdString()));
-    }
-    else if (strCommand == "messages")
-    {
-        m_window.JournalDock()->setVisible(strArgument != "off");
-        Reply(Ok());
-    }
-    else if (strCommand == "answer")
-    {
-        // A question box, or any other modal dialog (a tool's parameters) by its buttons.
-        QWidget* pModal = QApplication::activeModalWidget();
-        if (pModal == nullptr)
-        {
-            Reply(Failed("no question is open"));
-            return;
-        }
-        auto* pBox = qobject_cast<QMessageBox*>(pModal);
-        for (QAbstractButton* pButton :
-             pBox != nullptr ? pBox->buttons() : pModal->findChildren<QAbstractButton*>())
-        {
-            if (pButton->text().remove('&') == strArgument)
-            {
-                Reply(Ok());
-                QTimer::singleShot(0, pButton, &QAbstractButton::click);
-                return;
-            }
-        }
-        Reply(Failed("the question has no button " + strArgument.toStdString()));
-    }
-    else if (strCommand == "record")
-    {
-        m_window.SetRecording(strArgument != "off");
-        Reply(Ok());
-    }
-    else if (strCommand == "save-recording")
-    {
-        const int nChoice = m_window.RecordingChoice();
-        if (!m_window.SaveRecording(strArgument))
-        {
-            Reply(Failed("cannot write " + strArgument.toStdString()));
-            return;
-        }
-        const CMainWindow::SRecordedDocument& document =
-            m_window.RecordedDocuments()[static_cast<size_t>(nChoice)];
-        Reply(Ok({{"document", document.m_strLabel}, {"steps", document.m_pChain->Size()}}));
-    }
-    else if (strCommand == "quit")
-    {
-        Reply(Ok());
-        QTimer::singleShot(0, &m_window, &QWidget::close);
-    }
-    else
-    {
-        Reply(Failed("unknown command " + strCommand.toStdString()));
-    }
+    Reply(Failed("unknown command " + strCommand.toStdString()));
 }
 
-std::string CAutomationChannel::State() const
+void CAutomationChannel::State(const QString&)
 {
     nlohmann::json state = nlohmann::json::object();
-    nlohmann::json documents = nlohmann::json::array();
-    for (const Zarn::CValueMap* pDocument : m_window.Documents().Documents())
-    {
-        documents.push_back({{"label", Zarn::ImageDocument::Label(*pDocument)},
-                             {"file", Zarn::ImageDocument::FileName(*pDocument)},
-                             {"saved", Zarn::ImageDocument::IsSaved(*pDocument)}});
-    }
-    state["documents"] = documents;
-
-    nlohmann::json navigator = nlohmann::json::array();
-    if (auto* pList = m_window.findChild<QListWidget*>())
-    {
-        for (int i = 0; i < pList->count(); ++i)
-        {
-            navigator.push_back(pList->item(i)->text().toStdString());
-        }
-        state["navigator_current"] = pList->currentRow();
-    }
-    state["navigator"] = navigator;
-
-    nlohmann::json windows = nlohmann::json::array();
-    if (auto* pArea = m_window.findChild<QMdiArea*>())
-    {
-        for (QMdiSubWindow* pWindow : pArea->subWindowList())
-        {
-            windows.push_back(pWindow->windowTitle().toStdString());
-        }
-        QMdiSubWindow* pActive = pArea->activeSubWindow();
-        state["active_window"] = pActive != nullptr ? pActive->windowTitle().toStdString() : "";
-    }
-    state["windows"] = windows;
-    if (auto* pStack = qobject_cast<QStackedWidget*>(m_window.centralWidget()))
-    {
-        state["stack_pages"] = pStack->count();
-        state["stack_current"] = pStack->currentWidget() != nullptr
-                                     ? pStack->currentWidget()->windowTitle().toStdString()
-                                     : "";
-    }
+    state["documents"] = DocumentsState(m_window);
+    AddNavigatorState(m_window, state);
+    AddWindowsState(m_window, state);
     state["title"] = m_window.windowTitle().toStdString();
     state["status"] = m_window.StatusText().toStdString();
     state["journal_lines"] = m_window.JournalDock()->LineCount();
-    state["recording"] = m_window.IsRecording();
-    nlohmann::json recorded = nlohmann::json::array();
-    for (const CMainWindow::SRecordedDocument& document : m_window.RecordedDocuments())
-    {
-        recorded.push_back(document.m_strLabel);
-    }
-    state["recorded_documents"] = recorded;
-    state["recorded_steps"] = m_window.RecordingSteps().Size(); // of the document offered first
+    AddRecordingState(m_window, state);
+    state["actions"] = ActionsState(m_window);
+    AddModalState(state);
+    Reply(Ok(state));
+}
 
-    nlohmann::json actions = nlohmann::json::object();
-    for (QAction* pAction : m_window.findChildren<QAction*>())
+void CAutomationChannel::Trigger(const QString& argument)
+{
+    QAction* pAction = m_window.Action(argument.toStdString(), false);
+    if (pAction == nullptr)
     {
-        if (!pAction->objectName().isEmpty())
+        pAction = m_window.findChild<QAction*>(argument); // a command of the window
+    }
+    TriggerAction(pAction);
+}
+
+void CAutomationChannel::Configure(const QString& argument)
+{
+    TriggerAction(m_window.Action(argument.toStdString(), true));
+}
+
+void CAutomationChannel::TriggerAction(QAction* pAction)
+{
+    if (pAction == nullptr || !pAction->isEnabled())
+    {
+        Reply(Failed(pAction == nullptr ? "no such action" : "the action is disabled"));
+        return;
+    }
+    Reply(Ok());
+    // After the answer: the action may open a dialog that waits for the next command.
+    QTimer::singleShot(0, pAction, &QAction::trigger);
+}
+
+void CAutomationChannel::Open(const QString& argument)
+{
+    Reply(Ok());
+    const QStringList lstFiles = argument.split(' ', Qt::SkipEmptyParts);
+    QTimer::singleShot(0, &m_window, [this, lstFiles]() { m_window.OpenFiles(lstFiles); });
+}
+
+void CAutomationChannel::ClickNavigator(const QString& argument)
+{
+    auto* pList = m_window.findChild<QListWidget*>();
+    const int nRow = argument.toInt();
+    if (pList == nullptr || nRow < 0 || nRow >= pList->count())
+    {
+        Reply(Failed("no such navigator entry"));
+        return;
+    }
+    Click(pList->viewport(), pList->visualItemRect(pList->item(nRow)).center());
+    // A click also brings the main window back to the front, as a window manager does
+    // (after a dialog nothing else may have).
+    pList->window()->activateWindow();
+    Reply(Ok());
+}
+
+void CAutomationChannel::CloseWindow(const QString& argument)
+{
+    auto* pArea = m_window.findChild<QMdiArea*>();
+    const QList<QMdiSubWindow*> lstWindows =
+        pArea == nullptr ? QList<QMdiSubWindow*>() : pArea->subWindowList();
+    const int nIndex = argument.toInt();
+    if (nIndex < 0 || nIndex >= lstWindows.size())
+    {
+        Reply(Failed("no such window"));
+        return;
+    }
+    Reply(Ok());
+    QTimer::singleShot(0, lstWindows[nIndex], &QMdiSubWindow::close);
+}
+
+void CAutomationChannel::Screenshot(const QString& argument)
+{
+    Reply(Saved(QGuiApplication::primaryScreen()->grabWindow(0), argument));
+}
+
+void CAutomationChannel::WindowScreenshot(const QString& argument)
+{
+    Reply(Saved(m_window.grab(), argument));
+}
+
+void CAutomationChannel::Messages(const QString& argument)
+{
+    m_window.JournalDock()->setVisible(argument != "off");
+    Reply(Ok());
+}
+
+void CAutomationChannel::Answer(const QString& argument)
+{
+    // A question box, or any other modal dialog (a tool's parameters) by its buttons.
+    QWidget* pModal = QApplication::activeModalWidget();
+    if (pModal == nullptr)
+    {
+        Reply(Failed("no question is open"));
+        return;
+    }
+    auto* pBox = qobject_cast<QMessageBox*>(pModal);
+    for (QAbstractButton* pButton :
+         pBox != nullptr ? pBox->buttons() : pModal->findChildren<QAbstractButton*>())
+    {
+        if (pButton->text().remove('&') == argument)
         {
-            actions[pAction->objectName().toStdString()] = pAction->isEnabled();
+            Reply(Ok());
+            QTimer::singleShot(0, pButton, &QAbstractButton::click);
+            return;
         }
     }
-    state["actions"] = actions;
+    Reply(Failed("the question has no button " + argument.toStdString()));
+}
 
-    if (QWidget* pModal = QApplication::activeModalWidget())
+void CAutomationChannel::Record(const QString& argument)
+{
+    m_window.SetRecording(argument != "off");
+    Reply(Ok());
+}
+
+void CAutomationChannel::SaveRecording(const QString& argument)
+{
+    const int nChoice = m_window.RecordingChoice();
+    if (!m_window.SaveRecording(argument))
     {
-        state["modal"] = pModal->windowTitle().toStdString();
+        Reply(Failed("cannot write " + argument.toStdString()));
+        return;
     }
-    if (auto* pBox = qobject_cast<QMessageBox*>(QApplication::activeModalWidget()))
-    {
-        nlohmann::json buttons = nlohmann::json::array();
-        for (QAbstractButton* pButton : pBox->buttons())
-        {
-            buttons.push_back(pButton->text().remove('&').toStdString());
-        }
-        state["question"] = {{"title", pBox->windowTitle().toStdString()},
-                             {"text", pBox->text().toStdString()},
-                             {"buttons", buttons}};
-    }
-    return Ok(state);
+    const CMainWindow::SRecordedDocument& document =
+        m_window.RecordedDocuments()[static_cast<size_t>(nChoice)];
+    Reply(Ok({{"document", document.m_strLabel}, {"steps", document.m_pChain->Size()}}));
+}
+
+void CAutomationChannel::Quit(const QString&)
+{
+    Reply(Ok());
+    QTimer::singleShot(0, &m_window, &QWidget::close);
 }

@@ -700,3 +700,55 @@ TEST_F(AppEndToEnd, MedianWithASizeOnlyEightBitImagesTakeStaysOfferedOnASixteenB
 }
 
 } // namespace
+
+namespace
+{
+
+// Runs Tools > Processes > Smooth (whose process plug-in names its first step on standard
+// output) on an image and quits; everything the program wrote that was not a reply.
+std::string TranscriptOfAProcessRun(const fs::path& home, const fs::path& image,
+                                    const std::vector<std::string>& options)
+{
+    CAppProcess::SOptions start;
+    start.m_strHome = home.string(); // the built-in configuration, which offers the processes
+    start.m_lstFiles = {image.string()};
+    start.m_lstOptions = options;
+    CAppProcess app(start);
+    app.WaitEvent("ready");
+    app.WaitState([](const nlohmann::json& state)
+                  { return state["actions"].value("smooth", false); },
+                  "the image shown and Smooth enabled");
+    EXPECT_EQ(app.Command("trigger smooth")["ok"], true);
+    app.WaitState([](const nlohmann::json& state) { return Count(state, "documents") == 2; },
+                  "the smoothed image");
+    EXPECT_EQ(app.Command("quit")["ok"], true);
+    app.WaitState([](const nlohmann::json& state) { return state.contains("question"); },
+                  "the question about the unsaved result");
+    EXPECT_EQ(app.Command("answer Discard")["ok"], true);
+    EXPECT_EQ(app.WaitExit(), 0) << app.Transcript();
+    return app.Transcript();
+}
+
+} // namespace
+
+// The terminal stays quiet: what plug-ins and the log say while they work shows only with
+// --verbose.
+TEST_F(AppEndToEnd, NormalRunKeepsThePluginsTalkOffTheTerminal)
+{
+    const std::string strTranscript = TranscriptOfAProcessRun(m_home, m_data / "first.png", {});
+    EXPECT_EQ(strTranscript.find("FIRST PLUGIN"), std::string::npos) << strTranscript;
+    EXPECT_EQ(strTranscript.find("Tool plugin GaussianBlur loaded."), std::string::npos)
+        << strTranscript;
+    EXPECT_EQ(strTranscript.find(" progress "), std::string::npos) << strTranscript;
+}
+
+TEST_F(AppEndToEnd, VerboseRunShowsThePluginsTalk)
+{
+    const std::string strTranscript =
+        TranscriptOfAProcessRun(m_home, m_data / "first.png", {"--verbose"});
+    EXPECT_NE(strTranscript.find("FIRST PLUGIN: GaussianBlur"), std::string::npos) << strTranscript;
+    EXPECT_NE(strTranscript.find("Tool plugin GaussianBlur loaded."), std::string::npos)
+        << strTranscript;
+    EXPECT_NE(strTranscript.find(" progress first image shown "), std::string::npos)
+        << strTranscript;
+}

@@ -71,6 +71,8 @@ CAppProcess::CAppProcess(const SOptions& options)
         lstArguments.push_back("--config");
         lstArguments.push_back(options.m_strConfig);
     }
+    lstArguments.insert(lstArguments.end(), options.m_lstOptions.begin(),
+                        options.m_lstOptions.end());
     for (const std::string& strFile : options.m_lstFiles)
     {
         lstArguments.push_back(strFile);

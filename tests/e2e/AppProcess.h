@@ -24,6 +24,7 @@ public:
         std::string m_strHome;     // HOME and the XDG folders of the run
         bool m_bAutomation = true; // false: started as a user starts it, without the channel
         bool m_bNoDisplay = false; // no X server, no platform chosen: a terminal without a desktop
+        std::vector<std::string> m_lstOptions; // more options, before the files
     };
 
     explicit CAppProcess(const SOptions& options);
