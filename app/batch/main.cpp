@@ -7,11 +7,13 @@
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Serial/JsonValueFile.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
@@ -25,6 +27,7 @@ namespace
 const char* const kUsage =
     "usage: docview-batch --process FILE [--output DIR] [-j N] [--shard I/N] [--csv FILE]\n"
     "                     [--plugin-path DIR] [--verbose] INPUT...\n"
+    "       docview-batch --help | --version\n"
     "\n"
     "Runs the process description FILE on every image INPUT names: image files, or folders with\n"
     "all the images below them. Results are written as TIFF (with their header history) into DIR\n"
@@ -35,8 +38,17 @@ const char* const kUsage =
     "               I = 0..N-1 (for instance a Slurm job array) share the inputs between them\n"
     "  --csv FILE   the summary goes to FILE instead\n"
     "  --verbose    also the plug-ins' progress messages\n"
+    "  --help       this text\n"
+    "  --version    the program's version\n"
     "\n"
     "Exit status: 0 when every image was processed, 1 when some failed, 2 for a wrong call.\n";
+
+// Errors a user must see go to standard error with the program's name: there is no window, and
+// the log shows only what the plug-ins say.
+void ReportError(const std::string& text)
+{
+    std::cerr << "docview-batch: " << text << "\n";
+}
 
 int Usage(const std::string& problem)
 {
@@ -53,152 +65,196 @@ std::string DefaultModuleFolder()
                  : (executable.parent_path() / ".." / "modules").lexically_normal().string();
 }
 
-} // namespace
-
-int main(int argc, char* argv[])
+// What the command line asks for.
+struct SBatchOptions
 {
-    std::string strProcess;
-    fs::path outputFolder = "results";
-    fs::path summaryPath;
-    unsigned int uWorkers = std::max(1u, std::thread::hardware_concurrency());
-    unsigned int uShard = 0;
-    unsigned int uShards = 1;
-    bool bVerbose = false;
-    std::vector<std::string> lstPluginFolders = {DefaultModuleFolder()};
-    std::vector<std::string> lstArguments;
+    std::string m_strProcess;
+    fs::path m_outputFolder = "results";
+    fs::path m_summaryPath; // empty: summary.csv in the output folder
+    unsigned int m_uWorkers = std::max(1u, std::thread::hardware_concurrency());
+    unsigned int m_uShard = 0;
+    unsigned int m_uShards = 1;
+    bool m_bVerbose = false;
+    std::vector<std::string> m_lstPluginFolders = {DefaultModuleFolder()};
+    std::vector<std::string> m_lstInputs;
+    // Set by --help and --version, which answer at once and end the program.
+    const char* m_szAnswer = nullptr;
+};
 
+// A call the program cannot follow; the text says why.
+class CUsageError : public std::invalid_argument
+{
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+void SetWorkers(SBatchOptions& options, const std::string& value)
+{
+    const long nCount = std::strtol(value.c_str(), nullptr, 10);
+    if (nCount < 1 || nCount > 1024)
+    {
+        throw CUsageError("-j needs a number from 1 to 1024, not '" + value + "'");
+    }
+    options.m_uWorkers = static_cast<unsigned int>(nCount);
+}
+
+void SetShard(SBatchOptions& options, const std::string& value)
+{
+    if (!ParseShard(value, options.m_uShard, options.m_uShards))
+    {
+        throw CUsageError("--shard needs I/N with 0 <= I < N, not '" + value + "'");
+    }
+}
+
+// One option: its names (the first one is named in errors), whether it takes a value, and what it
+// sets.
+struct SOption
+{
+    std::vector<std::string> m_lstNames;
+    bool m_bTakesValue;
+    void (*m_fnApply)(SBatchOptions& options, const std::string& value);
+};
+
+const SOption kOptions[] = {
+    {{"--help", "-h"},
+     false,
+     [](SBatchOptions& options, const std::string&) { options.m_szAnswer = kUsage; }},
+    {{"--version"},
+     false,
+     [](SBatchOptions& options, const std::string&)
+     { options.m_szAnswer = "docview-batch " DOCVIEW_VERSION "\n"; }},
+    {{"--process"},
+     true,
+     [](SBatchOptions& options, const std::string& value) { options.m_strProcess = value; }},
+    {{"--output", "-o"},
+     true,
+     [](SBatchOptions& options, const std::string& value) { options.m_outputFolder = value; }},
+    {{"--csv"},
+     true,
+     [](SBatchOptions& options, const std::string& value) { options.m_summaryPath = value; }},
+    {{"--plugin-path"},
+     true,
+     [](SBatchOptions& options, const std::string& value)
+     { options.m_lstPluginFolders.push_back(value); }},
+    {{"--verbose", "-v"},
+     false,
+     [](SBatchOptions& options, const std::string&) { options.m_bVerbose = true; }},
+    {{"-j", "--jobs"}, true, SetWorkers},
+    {{"--shard"}, true, SetShard},
+};
+
+const SOption* FindOption(const std::string& argument)
+{
+    for (const SOption& option : kOptions)
+    {
+        if (std::find(option.m_lstNames.begin(), option.m_lstNames.end(), argument) !=
+            option.m_lstNames.end())
+        {
+            return &option;
+        }
+    }
+    return nullptr;
+}
+
+// The options in command-line order, up to --help or --version; throws CUsageError for a wrong
+// call.
+SBatchOptions ParseArguments(int argc, char* argv[])
+{
+    SBatchOptions options;
     for (int i = 1; i < argc; ++i)
     {
         const std::string strArgument = argv[i];
-        const auto Value = [&](const char* option) -> std::string
+        const SOption* pOption = FindOption(strArgument);
+        if (pOption == nullptr && strArgument.size() > 1 && strArgument[0] == '-')
         {
-            if (i + 1 >= argc)
-            {
-                throw std::invalid_argument(std::string(option) + " needs a value");
-            }
-            return argv[++i];
-        };
-        try
-        {
-            if (strArgument == "--help" || strArgument == "-h")
-            {
-                std::cout << kUsage;
-                return 0;
-            }
-            else if (strArgument == "--process")
-                strProcess = Value("--process");
-            else if (strArgument == "--output" || strArgument == "-o")
-                outputFolder = Value("--output");
-            else if (strArgument == "--csv")
-                summaryPath = Value("--csv");
-            else if (strArgument == "--plugin-path")
-                lstPluginFolders.push_back(Value("--plugin-path"));
-            else if (strArgument == "--verbose" || strArgument == "-v")
-                bVerbose = true;
-            else if (strArgument == "-j" || strArgument == "--jobs")
-            {
-                const std::string strCount = Value("-j");
-                const long nCount = std::strtol(strCount.c_str(), nullptr, 10);
-                if (nCount < 1 || nCount > 1024)
-                {
-                    return Usage("-j needs a number from 1 to 1024, not '" + strCount + "'");
-                }
-                uWorkers = static_cast<unsigned int>(nCount);
-            }
-            else if (strArgument == "--shard")
-            {
-                const std::string strShard = Value("--shard");
-                if (!ParseShard(strShard, uShard, uShards))
-                {
-                    return Usage("--shard needs I/N with 0 <= I < N, not '" + strShard + "'");
-                }
-            }
-            else if (strArgument.size() > 1 && strArgument[0] == '-')
-                return Usage("unknown option " + strArgument);
-            else
-                lstArguments.push_back(strArgument);
+            throw CUsageError("unknown option " + strArgument);
         }
-        catch (const std::invalid_argument& error)
+        if (pOption == nullptr)
         {
-            return Usage(error.what());
+            options.m_lstInputs.push_back(strArgument);
+            continue;
+        }
+        if (pOption->m_bTakesValue && i + 1 >= argc)
+        {
+            throw CUsageError(pOption->m_lstNames.front() + " needs a value");
+        }
+        pOption->m_fnApply(options, pOption->m_bTakesValue ? argv[++i] : std::string());
+        if (options.m_szAnswer != nullptr)
+        {
+            return options;
         }
     }
-    if (strProcess.empty())
+    if (options.m_strProcess.empty())
     {
-        return Usage("--process is required");
+        throw CUsageError("--process is required");
     }
-    if (lstArguments.empty())
+    if (options.m_lstInputs.empty())
     {
-        return Usage("no input given");
+        throw CUsageError("no input given");
     }
-    if (summaryPath.empty())
+    if (options.m_summaryPath.empty())
     {
-        summaryPath = outputFolder / "summary.csv";
+        options.m_summaryPath = options.m_outputFolder / "summary.csv";
     }
+    return options;
+}
 
-    std::unique_ptr<Zarn::CValue> pProcess;
-    std::vector<SBatchInput> lstInputs;
-    try
+// The process description and this shard's inputs; throws what is wrong with them.
+std::unique_ptr<Zarn::CValue> ReadProcess(const std::string& path)
+{
+    std::unique_ptr<Zarn::CValue> pProcess(Zarn::CJsonValueFile::ReadFile(path));
+    if (pProcess->GenericType() != Zarn::CValue::vtMap ||
+        !pProcess->Map()->HasEntry(Zarn::CValue_Key("process")))
     {
-        pProcess.reset(Zarn::CJsonValueFile::ReadFile(strProcess));
-        if (pProcess->GenericType() != Zarn::CValue::vtMap ||
-            !pProcess->Map()->HasEntry(Zarn::CValue_Key("process")))
-        {
-            std::cerr << "docview-batch: " << strProcess
-                      << ": a process file is an object with \"process\"\n";
-            return 2;
-        }
-        lstInputs = SelectShard(CollectBatchInputs(lstArguments), uShard, uShards);
+        throw std::runtime_error(path + ": a process file is an object with \"process\"");
     }
-    catch (const std::exception& error)
-    {
-        std::cerr << "docview-batch: " << error.what() << "\n";
-        return 2;
-    }
+    return pProcess;
+}
 
-    // Plug-ins talk on standard output while they work; only --verbose shows that.
-    if (!bVerbose)
+// Plug-ins talk on standard output while they work; only --verbose shows that. The program's own
+// lines go to standard error, which stays.
+void SilencePlugins()
+{
+    std::fflush(stdout);
+    const int nNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nNull >= 0)
     {
-        std::fflush(stdout);
-        const int nNull = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (nNull >= 0)
-        {
-            ::dup2(nNull, STDOUT_FILENO);
-            ::close(nNull);
-        }
+        ::dup2(nNull, STDOUT_FILENO);
+        ::close(nNull);
     }
-    CBatchHost host(&std::cerr, bVerbose ? 0 : Zarn::CLogger::levelWarning, lstPluginFolders);
-    std::cerr << "docview-batch: " << lstInputs.size() << " image"
-              << (lstInputs.size() == 1 ? "" : "s")
-              << (uShards > 1
-                      ? " (shard " + std::to_string(uShard) + "/" + std::to_string(uShards) + ")"
-                      : "")
-              << ", " << uWorkers << " worker" << (uWorkers == 1 ? "" : "s") << ", results in "
-              << outputFolder.string() << "\n";
+}
 
-    CBatchProgress progress(std::cerr, lstInputs.size(), ::isatty(STDERR_FILENO) != 0);
+void AnnounceRun(const SBatchOptions& options, size_t images)
+{
+    std::cerr << "docview-batch: " << images << " image" << (images == 1 ? "" : "s")
+              << (options.m_uShards > 1 ? " (shard " + std::to_string(options.m_uShard) + "/" +
+                                              std::to_string(options.m_uShards) + ")"
+                                        : "")
+              << ", " << options.m_uWorkers << " worker" << (options.m_uWorkers == 1 ? "" : "s")
+              << ", results in " << options.m_outputFolder.string() << "\n";
+}
+
+// Runs every input with a progress display; the results and the seconds the run took.
+std::vector<SBatchResult> RunAll(const SBatchOptions& options, const Zarn::CValueMap& process,
+                                 const std::vector<SBatchInput>& inputs, double& seconds)
+{
+    CBatchProgress progress(std::cerr, inputs.size(), ::isatty(STDERR_FILENO) != 0);
     const auto start = std::chrono::steady_clock::now();
-    CBatchRunner runner(*pProcess->Map(), outputFolder, uWorkers);
-    const std::vector<SBatchResult> lstResults = runner.Run(
-        lstInputs, [&](const SBatchResult& result, size_t done, size_t failed)
+    CBatchRunner runner(process, options.m_outputFolder, options.m_uWorkers);
+    std::vector<SBatchResult> lstResults = runner.Run(
+        inputs, [&](const SBatchResult& result, size_t done, size_t failed)
         { progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed); });
     progress.Finish();
-    host.DropMessages();
-    const double dSeconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return lstResults;
+}
 
-    try
-    {
-        WriteBatchSummary(summaryPath, lstResults);
-    }
-    catch (const std::exception& error)
-    {
-        std::cerr << "docview-batch: " << error.what() << "\n";
-        return 1;
-    }
-
+// Lists the failures and the closing line; the number of failures.
+size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
+                     const fs::path& summaryPath)
+{
     size_t uFailed = 0;
-    for (const SBatchResult& result : lstResults)
+    for (const SBatchResult& result : results)
     {
         if (!result.m_bDone)
         {
@@ -212,9 +268,70 @@ int main(int argc, char* argv[])
     }
     char szRate[32];
     std::snprintf(szRate, sizeof(szRate), "%.1f",
-                  dSeconds > 0 ? static_cast<double>(lstResults.size()) / dSeconds : 0.0);
-    std::cerr << "docview-batch: " << (lstResults.size() - uFailed) << " of " << lstResults.size()
-              << " done in " << CBatchProgress::Duration(dSeconds) << " (" << szRate
+                  seconds > 0 ? static_cast<double>(results.size()) / seconds : 0.0);
+    std::cerr << "docview-batch: " << (results.size() - uFailed) << " of " << results.size()
+              << " done in " << CBatchProgress::Duration(seconds) << " (" << szRate
               << " images/s); summary in " << summaryPath.string() << "\n";
-    return uFailed == 0 ? 0 : 1;
+    return uFailed;
+}
+
+// The run after a good call: 0 when every image was processed, 1 when some failed, 2 when the
+// process or the inputs cannot be used.
+int Run(const SBatchOptions& options)
+{
+    std::unique_ptr<Zarn::CValue> pProcess;
+    std::vector<SBatchInput> lstInputs;
+    try
+    {
+        pProcess = ReadProcess(options.m_strProcess);
+        lstInputs = SelectShard(CollectBatchInputs(options.m_lstInputs), options.m_uShard,
+                                options.m_uShards);
+    }
+    catch (const std::exception& error)
+    {
+        ReportError(error.what());
+        return 2;
+    }
+    if (!options.m_bVerbose)
+    {
+        SilencePlugins();
+    }
+    CBatchHost host(&std::cerr, options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning,
+                    options.m_lstPluginFolders);
+    AnnounceRun(options, lstInputs.size());
+    double dSeconds = 0;
+    const std::vector<SBatchResult> lstResults =
+        RunAll(options, *pProcess->Map(), lstInputs, dSeconds);
+    host.DropMessages();
+    try
+    {
+        WriteBatchSummary(options.m_summaryPath, lstResults);
+    }
+    catch (const std::exception& error)
+    {
+        ReportError(error.what());
+        return 1;
+    }
+    return ReportResults(lstResults, dSeconds, options.m_summaryPath) == 0 ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    SBatchOptions options;
+    try
+    {
+        options = ParseArguments(argc, argv);
+    }
+    catch (const CUsageError& error)
+    {
+        return Usage(error.what());
+    }
+    if (options.m_szAnswer != nullptr)
+    {
+        std::cout << options.m_szAnswer;
+        return 0;
+    }
+    return Run(options);
 }

@@ -240,3 +240,39 @@ TEST_F(BatchProgram, WrongCallsExplainThemselvesWithStatusTwo)
 }
 
 } // namespace
+
+namespace
+{
+
+TEST(BatchProgramFrontDoor, HelpAndVersionNeedNothingElseAndSucceed)
+{
+    SRun run = RunProgram("--help", "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_EQ(run.m_strOutput.rfind("usage: docview-batch --process FILE", 0), 0u)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("--version"), std::string::npos) << run.m_strOutput;
+    run = RunProgram("--version", "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_EQ(run.m_strOutput, std::string("docview-batch ") + DOCVIEW_VERSION + "\n");
+}
+
+// The process plug-in names its first step on standard output as it starts: that is talk for
+// whoever debugs a process, not for a user who runs one.
+TEST_F(BatchProgram, PluginsTalkOnlyWithVerbose)
+{
+    const std::string strArguments = "--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                     (m_root / "out").string() + "' -j 1 '" +
+                                     (m_root / "plates" / "image0.png").string() + "'";
+    SRun run = RunProgram(strArguments);
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_EQ(run.m_strOutput.find("FIRST PLUGIN"), std::string::npos) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("1 of 1 done"), std::string::npos) << run.m_strOutput;
+
+    run = RunProgram("--verbose " + strArguments);
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("FIRST PLUGIN: GaussianBlur"), std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("1 of 1 done"), std::string::npos) << run.m_strOutput;
+}
+
+} // namespace
