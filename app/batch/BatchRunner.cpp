@@ -142,6 +142,95 @@ CBatchRunner::CBatchRunner(const Zarn::CValueMap& process, fs::path outputFolder
 {
 }
 
+namespace
+{
+
+// The inputs the workers share: each takes the next one not yet taken, and reports each result
+// under one lock.
+class CWorkQueue
+{
+public:
+    CWorkQueue(std::vector<SBatchResult>& results, const CBatchRunner::Progress& progress)
+        : m_results(results), m_progress(progress)
+    {
+    }
+
+    // The next result to fill, or null when every input is taken.
+    SBatchResult* Next()
+    {
+        const size_t uIndex = m_uNext++;
+        return uIndex < m_results.size() ? &m_results[uIndex] : nullptr;
+    }
+
+    void Finished(const SBatchResult& result)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_uDone;
+        m_uFailed += result.m_bDone ? 0 : 1;
+        if (m_progress)
+        {
+            m_progress(result, m_uDone, m_uFailed);
+        }
+    }
+
+private:
+    std::vector<SBatchResult>& m_results;
+    const CBatchRunner::Progress& m_progress;
+    std::atomic<size_t> m_uNext{0};
+    std::mutex m_mutex;
+    size_t m_uDone = 0;
+    size_t m_uFailed = 0;
+};
+
+// Fills one result: done, or the reason it failed, and the time it took. A worker whose plug-in
+// could not start fails every image with that reason.
+void ProcessTimed(SProcessPlugin* plugin, const std::string& startError,
+                  const fs::path& outputFolder, SBatchResult& result)
+{
+    const auto start = std::chrono::steady_clock::now();
+    try
+    {
+        if (plugin == nullptr)
+        {
+            throw std::runtime_error(startError);
+        }
+        ProcessOne(*plugin->m_pPlugin, outputFolder, result);
+        result.m_bDone = true;
+    }
+    catch (const std::exception& error)
+    {
+        result.m_strError = ErrorText(error);
+    }
+    catch (...)
+    {
+        result.m_strError = "unknown failure";
+    }
+    result.m_dSeconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// One worker: its own process plug-in, then inputs until none is left.
+void Work(const Zarn::CValueMap& process, const fs::path& outputFolder, CWorkQueue& queue)
+{
+    std::unique_ptr<SProcessPlugin> pPlugin;
+    std::string strStartError;
+    try
+    {
+        pPlugin = std::make_unique<SProcessPlugin>(process);
+    }
+    catch (const std::exception& error)
+    {
+        strStartError = ErrorText(error);
+    }
+    while (SBatchResult* pResult = queue.Next())
+    {
+        ProcessTimed(pPlugin.get(), strStartError, outputFolder, *pResult);
+        queue.Finished(*pResult);
+    }
+}
+
+} // namespace
+
 std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inputs,
                                             const Progress& progress)
 {
@@ -150,64 +239,16 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
     {
         lstResults[i].m_input = inputs[i];
     }
-    std::atomic<size_t> uNext{0};
-    std::mutex mtxProgress;
-    size_t uDone = 0;
-    size_t uFailed = 0;
-
-    const auto Work = [&]()
-    {
-        std::unique_ptr<SProcessPlugin> pPlugin;
-        std::string strStartError;
-        try
-        {
-            pPlugin = std::make_unique<SProcessPlugin>(m_process);
-        }
-        catch (const std::exception& error)
-        {
-            strStartError = ErrorText(error);
-        }
-        for (size_t i = uNext++; i < lstResults.size(); i = uNext++)
-        {
-            SBatchResult& result = lstResults[i];
-            const auto start = std::chrono::steady_clock::now();
-            try
-            {
-                if (!pPlugin)
-                {
-                    throw std::runtime_error(strStartError);
-                }
-                ProcessOne(*pPlugin->m_pPlugin, m_outputFolder, result);
-                result.m_bDone = true;
-            }
-            catch (const std::exception& error)
-            {
-                result.m_strError = ErrorText(error);
-            }
-            catch (...)
-            {
-                result.m_strError = "unknown failure";
-            }
-            result.m_dSeconds =
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            std::lock_guard<std::mutex> lock(mtxProgress);
-            ++uDone;
-            uFailed += result.m_bDone ? 0 : 1;
-            if (progress)
-            {
-                progress(result, uDone, uFailed);
-            }
-        }
-    };
-
+    CWorkQueue queue(lstResults, progress);
+    const auto WorkOnQueue = [this, &queue]() { Work(m_process, m_outputFolder, queue); };
     std::vector<std::thread> lstWorkers;
     const unsigned int uWorkers =
         static_cast<unsigned int>(std::min<size_t>(m_uWorkers, std::max<size_t>(1, inputs.size())));
     for (unsigned int i = 1; i < uWorkers; ++i)
     {
-        lstWorkers.emplace_back(Work);
+        lstWorkers.emplace_back(WorkOnQueue);
     }
-    Work(); // the calling thread is a worker too
+    WorkOnQueue(); // the calling thread is a worker too
     for (std::thread& worker : lstWorkers)
     {
         worker.join();

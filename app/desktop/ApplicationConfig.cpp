@@ -8,6 +8,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 namespace
@@ -297,7 +298,149 @@ public:
         return lstMenus;
     }
 
+    // "plugin path", "log file", "message journal" and "globalsettings".
+    void ReadSettings(const Zarn::CValueMap& root, CApplicationConfig& config) const
+    {
+        if (const Zarn::CValue* pPath = root.Entry(Zarn::CValue_Key("plugin path"), false))
+        {
+            const Zarn::CValueVector& folders = Vector(pPath, "plugin path");
+            for (unsigned int i = 0; i < folders.Size(); ++i)
+            {
+                const Zarn::CValue* pFolder = folders.Entry(Zarn::CValue_Key(i), true);
+                if (pFolder->GenericType() != Zarn::CValue::vtString)
+                {
+                    Fail("plugin path/" + std::to_string(i), "a folder must be a text");
+                }
+                config.m_lstPluginPath.push_back(Expand(pFolder->String().StdString()));
+            }
+        }
+        config.m_strLogFile = Text(root, "", "log file", false);
+        config.m_bMessageJournal = Bool(root, "", "message journal", false);
+        if (const Zarn::CValue* pSettings = root.Entry(Zarn::CValue_Key("globalsettings"), false))
+        {
+            config.m_pGlobalSettings.reset(static_cast<Zarn::CValueMap*>(
+                Map(pSettings, "globalsettings").Clone(Zarn::CValue::tfShare)));
+            ExpandAll(*config.m_pGlobalSettings);
+        }
+    }
+
+    // "plugins", in their order; each id once.
+    void ReadPlugins(const Zarn::CValueMap& root, CApplicationConfig& config) const
+    {
+        std::set<std::string> setIds;
+        const Zarn::CValueVector& plugins =
+            Vector(root.Entry(Zarn::CValue_Key("plugins"), false), "plugins");
+        for (unsigned int i = 0; i < plugins.Size(); ++i)
+        {
+            const std::string strPath = "plugins/" + std::to_string(i);
+            config.m_lstPlugins.push_back(
+                Plugin(Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath), strPath, setIds));
+        }
+    }
+
+    // One entry of "plugins"; its id joins `ids`.
+    SPluginEntry Plugin(const Zarn::CValueMap& entry, const std::string& path,
+                        std::set<std::string>& ids) const
+    {
+        SPluginEntry plugin;
+        plugin.m_strPlugin = Text(entry, path, "plugin", true);
+        plugin.m_strId = Text(entry, path, "id", false, plugin.m_strPlugin);
+        plugin.m_strWhere = m_positions.Describe(path);
+        if (!ids.insert(plugin.m_strId).second)
+        {
+            Fail(Join(path, "id"), "the id \"" + plugin.m_strId + "\" is used twice");
+        }
+        plugin.m_pParameters = std::make_shared<Zarn::CValueMap>();
+        if (const Zarn::CValue* pParameters = entry.Entry(Zarn::CValue_Key("parameters"), false))
+        {
+            plugin.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
+                Map(pParameters, Join(path, "parameters")).Clone(Zarn::CValue::tfShare)));
+            ExpandAll(*plugin.m_pParameters);
+            ResolveIncludes(*plugin.m_pParameters, Join(path, "parameters"));
+        }
+        return plugin;
+    }
+
+    // "window": title, size, central widget, docks, menus and tool bars. Needs the plug-ins read.
+    void ReadWindow(const Zarn::CValueMap& root, CApplicationConfig& config) const
+    {
+        const Zarn::CValueMap& window =
+            Map(root.Entry(Zarn::CValue_Key("window"), false), "window");
+        config.m_strTitle =
+            QString::fromStdString(Text(window, "window", "title", false, "docview"));
+        if (const Zarn::CValue* pSize = window.Entry(Zarn::CValue_Key("size"), false))
+        {
+            const Zarn::CValueVector& size = Vector(pSize, "window/size");
+            if (size.Size() != 2)
+            {
+                Fail("window/size", "\"size\" must be [width, height]");
+            }
+            config.m_nWidth = static_cast<int>(
+                Long(size.Entry(Zarn::CValue_Key(0u), true), "window/size/0", 200, 10000));
+            config.m_nHeight = static_cast<int>(
+                Long(size.Entry(Zarn::CValue_Key(1u), true), "window/size/1", 150, 10000));
+        }
+        config.m_strCentral = Text(window, "window", "central", true);
+        RequireId(config, config.m_strCentral, "window/central");
+        if (const Zarn::CValue* pDocks = window.Entry(Zarn::CValue_Key("docks"), false))
+        {
+            const Zarn::CValueVector& docks = Vector(pDocks, "window/docks");
+            for (unsigned int i = 0; i < docks.Size(); ++i)
+            {
+                const std::string strPath = "window/docks/" + std::to_string(i);
+                config.m_lstDocks.push_back(
+                    Dock(config, Map(docks.Entry(Zarn::CValue_Key(i), true), strPath), strPath));
+            }
+        }
+        config.m_lstMenus = Menus(window, "window", "menus");
+        config.m_lstToolBars = Menus(window, "window", "toolbars");
+    }
+
 private:
+    SDock Dock(const CApplicationConfig& config, const Zarn::CValueMap& entry,
+               const std::string& path) const
+    {
+        static const std::map<std::string, Qt::DockWidgetArea> kAreas = {
+            {"left", Qt::LeftDockWidgetArea},
+            {"right", Qt::RightDockWidgetArea},
+            {"top", Qt::TopDockWidgetArea},
+            {"bottom", Qt::BottomDockWidgetArea},
+        };
+        SDock dock;
+        dock.m_strPlugin = Text(entry, path, "plugin", true);
+        RequireId(config, dock.m_strPlugin, Join(path, "plugin"));
+        dock.m_strTitle =
+            QString::fromStdString(Text(entry, path, "title", false, dock.m_strPlugin));
+        const auto it = kAreas.find(Text(entry, path, "area", false, "left"));
+        if (it == kAreas.end())
+        {
+            Fail(Join(path, "area"), "\"area\" must be left, right, top or bottom");
+        }
+        dock.m_enArea = it->second;
+        return dock;
+    }
+
+    // The window may only name plug-ins of "plugins".
+    void RequireId(const CApplicationConfig& config, const std::string& id,
+                   const std::string& where) const
+    {
+        std::set<std::string> setIds;
+        for (const SPluginEntry& plugin : config.m_lstPlugins)
+        {
+            setIds.insert(plugin.m_strId);
+        }
+        if (setIds.count(id) != 0)
+        {
+            return;
+        }
+        std::string strKnown;
+        for (const std::string& strId : setIds)
+        {
+            strKnown += (strKnown.empty() ? "" : ", ") + strId;
+        }
+        Fail(where, "\"" + id + "\" names no entry of \"plugins\" (ids: " + strKnown + ")");
+    }
+
     std::string Expand(std::string text) const
     {
         const std::string strToken = "${APPDIR}";
@@ -320,8 +463,11 @@ private:
     std::string m_strFolder; // of the configuration file
 };
 
-std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path,
-                                                             const QString& appDir)
+namespace
+{
+
+// The file's text and the name errors give it ("built-in default.json" for a resource).
+QByteArray ReadConfigFile(const QString& path, std::string& source)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -329,10 +475,17 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
         throw CConfigError(path.toStdString() +
                            ": cannot open: " + file.errorString().toStdString());
     }
-    const QByteArray text = file.readAll();
-    const std::string strSource =
-        path.startsWith(":/") ? "built-in " + path.mid(2).toStdString() : path.toStdString();
+    source = path.startsWith(":/") ? "built-in " + path.mid(2).toStdString() : path.toStdString();
+    return file.readAll();
+}
 
+} // namespace
+
+std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path,
+                                                             const QString& appDir)
+{
+    std::string strSource;
+    const QByteArray text = ReadConfigFile(path, strSource);
     Zarn::CJsonPositions positions;
     std::unique_ptr<Zarn::CValue> pRoot;
     try
@@ -351,117 +504,8 @@ std::unique_ptr<CApplicationConfig> CApplicationConfig::Load(const QString& path
     std::unique_ptr<CApplicationConfig> pConfig(new CApplicationConfig);
     pConfig->m_strSource = QString::fromStdString(strSource);
     const Zarn::CValueMap& root = reader.Map(pRoot.get(), "");
-
-    if (const Zarn::CValue* pPath = root.Entry(Zarn::CValue_Key("plugin path"), false))
-    {
-        const Zarn::CValueVector& folders = reader.Vector(pPath, "plugin path");
-        for (unsigned int i = 0; i < folders.Size(); ++i)
-        {
-            const Zarn::CValue* pFolder = folders.Entry(Zarn::CValue_Key(i), true);
-            if (pFolder->GenericType() != Zarn::CValue::vtString)
-            {
-                reader.Fail("plugin path/" + std::to_string(i), "a folder must be a text");
-            }
-            Zarn::CValueString folder(pFolder->String());
-            reader.ExpandAll(folder);
-            pConfig->m_lstPluginPath.push_back(folder.String().StdString());
-        }
-    }
-    pConfig->m_strLogFile = reader.Text(root, "", "log file", false);
-    pConfig->m_bMessageJournal = reader.Bool(root, "", "message journal", false);
-    if (const Zarn::CValue* pSettings = root.Entry(Zarn::CValue_Key("globalsettings"), false))
-    {
-        pConfig->m_pGlobalSettings.reset(static_cast<Zarn::CValueMap*>(
-            reader.Map(pSettings, "globalsettings").Clone(Zarn::CValue::tfShare)));
-        reader.ExpandAll(*pConfig->m_pGlobalSettings);
-    }
-
-    std::set<std::string> setIds;
-    const Zarn::CValueVector& plugins =
-        reader.Vector(root.Entry(Zarn::CValue_Key("plugins"), false), "plugins");
-    for (unsigned int i = 0; i < plugins.Size(); ++i)
-    {
-        const std::string strPath = "plugins/" + std::to_string(i);
-        const Zarn::CValueMap& entry =
-            reader.Map(plugins.Entry(Zarn::CValue_Key(i), true), strPath);
-        SPluginEntry plugin;
-        plugin.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
-        plugin.m_strId = reader.Text(entry, strPath, "id", false, plugin.m_strPlugin);
-        plugin.m_strWhere = positions.Describe(strPath);
-        if (!setIds.insert(plugin.m_strId).second)
-        {
-            reader.Fail(Join(strPath, "id"), "the id \"" + plugin.m_strId + "\" is used twice");
-        }
-        plugin.m_pParameters = std::make_shared<Zarn::CValueMap>();
-        if (const Zarn::CValue* pParameters = entry.Entry(Zarn::CValue_Key("parameters"), false))
-        {
-            plugin.m_pParameters.reset(static_cast<Zarn::CValueMap*>(
-                reader.Map(pParameters, Join(strPath, "parameters")).Clone(Zarn::CValue::tfShare)));
-            reader.ExpandAll(*plugin.m_pParameters);
-            reader.ResolveIncludes(*plugin.m_pParameters, Join(strPath, "parameters"));
-        }
-        pConfig->m_lstPlugins.push_back(std::move(plugin));
-    }
-
-    const Zarn::CValueMap& window =
-        reader.Map(root.Entry(Zarn::CValue_Key("window"), false), "window");
-    pConfig->m_strTitle =
-        QString::fromStdString(reader.Text(window, "window", "title", false, "docview"));
-    if (const Zarn::CValue* pSize = window.Entry(Zarn::CValue_Key("size"), false))
-    {
-        const Zarn::CValueVector& size = reader.Vector(pSize, "window/size");
-        if (size.Size() != 2)
-        {
-            reader.Fail("window/size", "\"size\" must be [width, height]");
-        }
-        pConfig->m_nWidth = static_cast<int>(
-            reader.Long(size.Entry(Zarn::CValue_Key(0u), true), "window/size/0", 200, 10000));
-        pConfig->m_nHeight = static_cast<int>(
-            reader.Long(size.Entry(Zarn::CValue_Key(1u), true), "window/size/1", 150, 10000));
-    }
-    const auto RequireId = [&](const std::string& id, const std::string& where)
-    {
-        if (setIds.count(id) == 0)
-        {
-            std::string strKnown;
-            for (const std::string& strId : setIds)
-            {
-                strKnown += (strKnown.empty() ? "" : ", ") + strId;
-            }
-            reader.Fail(where,
-                        "\"" + id + "\" names no entry of \"plugins\" (ids: " + strKnown + ")");
-        }
-    };
-    pConfig->m_strCentral = reader.Text(window, "window", "central", true);
-    RequireId(pConfig->m_strCentral, "window/central");
-    if (const Zarn::CValue* pDocks = window.Entry(Zarn::CValue_Key("docks"), false))
-    {
-        const Zarn::CValueVector& docks = reader.Vector(pDocks, "window/docks");
-        for (unsigned int i = 0; i < docks.Size(); ++i)
-        {
-            const std::string strPath = "window/docks/" + std::to_string(i);
-            const Zarn::CValueMap& entry =
-                reader.Map(docks.Entry(Zarn::CValue_Key(i), true), strPath);
-            SDock dock;
-            dock.m_strPlugin = reader.Text(entry, strPath, "plugin", true);
-            RequireId(dock.m_strPlugin, Join(strPath, "plugin"));
-            dock.m_strTitle = QString::fromStdString(
-                reader.Text(entry, strPath, "title", false, dock.m_strPlugin));
-            const std::string strArea = reader.Text(entry, strPath, "area", false, "left");
-            if (strArea == "left")
-                dock.m_enArea = Qt::LeftDockWidgetArea;
-            else if (strArea == "right")
-                dock.m_enArea = Qt::RightDockWidgetArea;
-            else if (strArea == "top")
-                dock.m_enArea = Qt::TopDockWidgetArea;
-            else if (strArea == "bottom")
-                dock.m_enArea = Qt::BottomDockWidgetArea;
-            else
-                reader.Fail(Join(strPath, "area"), "\"area\" must be left, right, top or bottom");
-            pConfig->m_lstDocks.push_back(dock);
-        }
-    }
-    pConfig->m_lstMenus = reader.Menus(window, "window", "menus");
-    pConfig->m_lstToolBars = reader.Menus(window, "window", "toolbars");
+    reader.ReadSettings(root, *pConfig);
+    reader.ReadPlugins(root, *pConfig);
+    reader.ReadWindow(root, *pConfig);
     return pConfig;
 }

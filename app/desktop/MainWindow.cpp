@@ -79,7 +79,24 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     setWindowTitle(config.Title() + "[*]");
     setAcceptDrops(true);
     resize(config.Width(), config.Height());
+    m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), WindowHandlers());
+    BuildStatusBar();
+    FollowLog();
+    CreatePlugins();
+    PlaceWidgets();
+    AddJournalDock();
+    for (const SMenu& menu : config.Menus())
+    {
+        FillMenu(menuBar()->addMenu(menu.m_strTitle), menu.m_lstItems);
+    }
+    for (const SMenu& bar : config.ToolBars())
+    {
+        AddToolBar(bar);
+    }
+}
 
+CWindowPlugin::SHandlers CMainWindow::WindowHandlers()
+{
     CWindowPlugin::SHandlers handlers;
     handlers.m_fnControl = [this](const std::string& name, bool bEnabled)
     { SetControl(name, bEnabled); };
@@ -95,8 +112,11 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     handlers.m_fnDocumentGone = [this](const Zarn::CValueMap* pDocument)
     { ForgetDocument(pDocument); };
     handlers.m_fnActivity = [this](bool bRunning) { ShowActivityState(bRunning); };
-    m_pWindowPlugin = std::make_unique<CWindowPlugin>(session.Ids(), std::move(handlers));
+    return handlers;
+}
 
+void CMainWindow::BuildStatusBar()
+{
     m_pStatusLabel = new QLabel(this);
     m_pStatusLabel->setObjectName("LogStatus");
     m_pStatusLabel->setTextFormat(Qt::PlainText);
@@ -105,12 +125,16 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
     m_pRecordingLabel->setObjectName("RecordingState");
     statusBar()->addPermanentWidget(m_pRecordingLabel);
     m_pRecordingLabel->hide();
+}
+
+void CMainWindow::FollowLog()
+{
     // The logger calls from any thread, under its lock: only hand the line over. Installed
     // before the plug-ins start, so that their start-up problems show too. A line written without
     // its own level goes out at whatever level the logger last had (after a file that could not
     // be opened, an error): that level says nothing about the line, so only lines whose writer
     // chose warning or error are shown as such.
-    session.Logger().SetLineListener(
+    m_session.Logger().SetLineListener(
         [this](int level, const std::string& text, bool bLevelSelected)
         {
             if (bLevelSelected && level >= Zarn::CLogger::levelWarning)
@@ -120,82 +144,89 @@ CMainWindow::CMainWindow(const CApplicationConfig& config, CHostSession& session
                                           Q_ARG(QString, QString::fromStdString(text)));
             }
         });
+}
 
+void CMainWindow::CreatePlugins()
+{
     try
     {
-        session.CreatePlugins(m_pWindowPlugin.get());
+        m_session.CreatePlugins(m_pWindowPlugin.get());
     }
     catch (...)
     {
-        session.Logger().SetLineListener({});
+        // Whatever failed, this window will not be built: it must stop following the log
+        // before the error leaves the constructor.
+        m_session.Logger().SetLineListener({});
         throw;
     }
+}
 
-    // Every widget is checked before any is placed: a window is built whole or not at all.
-    const auto Abandon = [&](const std::string& id, const char* role)
+void CMainWindow::AbandonWithoutWidget(const std::string& id, const char* role)
+{
+    m_session.Logger().SetLineListener({});
+    m_session.ShutDown();
+    std::string strWhere = m_config.Source().toStdString();
+    for (const SPluginEntry& plugin : m_config.Plugins())
     {
-        session.Logger().SetLineListener({});
-        session.ShutDown();
-        std::string strWhere = config.Source().toStdString();
-        for (const SPluginEntry& plugin : config.Plugins())
+        if (plugin.m_strId == id)
         {
-            if (plugin.m_strId == id)
-            {
-                strWhere = plugin.m_strWhere;
-            }
+            strWhere = plugin.m_strWhere;
         }
-        throw CConfigError(strWhere + ": the plug-in \"" + id + "\" " + role + " has no widget");
-    };
-    QWidget* pCentral = session.WidgetOf(config.Central());
+    }
+    throw CConfigError(strWhere + ": the plug-in \"" + id + "\" " + role + " has no widget");
+}
+
+void CMainWindow::PlaceWidgets()
+{
+    // Every widget is checked before any is placed: a window is built whole or not at all.
+    QWidget* pCentral = m_session.WidgetOf(m_config.Central());
     if (pCentral == nullptr)
     {
-        Abandon(config.Central(), "named as \"central\"");
+        AbandonWithoutWidget(m_config.Central(), "named as \"central\"");
     }
-    for (const SDock& dock : config.Docks())
+    for (const SDock& dock : m_config.Docks())
     {
-        if (session.WidgetOf(dock.m_strPlugin) == nullptr)
+        if (m_session.WidgetOf(dock.m_strPlugin) == nullptr)
         {
-            Abandon(dock.m_strPlugin, "of a dock");
+            AbandonWithoutWidget(dock.m_strPlugin, "of a dock");
         }
     }
 
     setCentralWidget(pCentral);
-    for (const SDock& dock : config.Docks())
+    for (const SDock& dock : m_config.Docks())
     {
-        QWidget* pWidget = session.WidgetOf(dock.m_strPlugin);
         auto* pDock = new QDockWidget(dock.m_strTitle, this);
         pDock->setObjectName(QString::fromStdString("Dock " + dock.m_strPlugin));
-        pDock->setWidget(pWidget);
+        pDock->setWidget(m_session.WidgetOf(dock.m_strPlugin));
         addDockWidget(dock.m_enArea, pDock);
         m_lstDockToggles.push_back(pDock->toggleViewAction());
     }
+}
 
+void CMainWindow::AddJournalDock()
+{
     m_pJournalDock = new CMessageJournalDock(this);
     addDockWidget(Qt::BottomDockWidgetArea, m_pJournalDock);
     m_pJournalDock->hide();
     connect(m_pJournalDock, &QDockWidget::visibilityChanged, this,
             &CMainWindow::SlotJournalVisibility);
     m_lstDockToggles.push_back(m_pJournalDock->toggleViewAction());
+}
 
-    for (const SMenu& menu : config.Menus())
+void CMainWindow::AddToolBar(const SMenu& bar)
+{
+    QToolBar* pBar = addToolBar(bar.m_strTitle);
+    pBar->setObjectName("ToolBar " + bar.m_strTitle);
+    pBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    for (const SMenuItem& item : bar.m_lstItems)
     {
-        FillMenu(menuBar()->addMenu(menu.m_strTitle), menu.m_lstItems);
-    }
-    for (const SMenu& bar : config.ToolBars())
-    {
-        QToolBar* pBar = addToolBar(bar.m_strTitle);
-        pBar->setObjectName("ToolBar " + bar.m_strTitle);
-        pBar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-        for (const SMenuItem& item : bar.m_lstItems)
+        if (item.m_enKind == SMenuItem::kSeparator)
         {
-            if (item.m_enKind == SMenuItem::kSeparator)
-            {
-                pBar->addSeparator();
-            }
-            else if (item.m_enKind != SMenuItem::kSubmenu)
-            {
-                pBar->addAction(MakeAction(item));
-            }
+            pBar->addSeparator();
+        }
+        else if (item.m_enKind != SMenuItem::kSubmenu)
+        {
+            pBar->addAction(MakeAction(item));
         }
     }
 }
@@ -235,16 +266,9 @@ void CMainWindow::ShutDown()
 QAction* CMainWindow::MakeAction(const SMenuItem& item)
 {
     std::map<std::string, QAction*>* pActions = nullptr;
-    if (item.m_enKind == SMenuItem::kAction)
+    if (item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure)
     {
-        pActions = &m_mapActions;
-    }
-    else if (item.m_enKind == SMenuItem::kConfigure)
-    {
-        pActions = &m_mapConfigureActions;
-    }
-    if (pActions != nullptr)
-    {
+        pActions = item.m_enKind == SMenuItem::kAction ? &m_mapActions : &m_mapConfigureActions;
         const auto it = pActions->find(item.m_strName);
         if (it != pActions->end())
         {
@@ -263,42 +287,55 @@ QAction* CMainWindow::MakeAction(const SMenuItem& item)
         pAction->setStatusTip(item.m_strTip);
         pAction->setToolTip(item.m_strTip);
     }
-    const std::string strName = item.m_strName;
     // The activity dialog stays up until an ACTIVITY_STOP: it is offered only while a run is in
     // flight, or nothing would ever close it.
-    pAction->setEnabled(strName == kActivityAction ? m_pWindowPlugin->RunningActivities() > 0
-                                                   : item.m_bEnabled);
-    if (item.m_enKind == SMenuItem::kAction || item.m_enKind == SMenuItem::kConfigure)
+    pAction->setEnabled(item.m_strName == kActivityAction ? m_pWindowPlugin->RunningActivities() > 0
+                                                          : item.m_bEnabled);
+    if (pActions != nullptr)
     {
-        const char* szMessage = item.m_enKind == SMenuItem::kAction ? "ON_ACTION" : "ON_CONFIGURE";
-        connect(pAction, &QAction::triggered, this,
-                [this, szMessage, strName]()
-                { m_session.Post(szMessage, new Zarn::CValueString(strName.c_str())); });
-        (*pActions)[strName] = pAction;
+        PostWhenTriggered(pAction, item);
+        (*pActions)[item.m_strName] = pAction;
     }
-    else if (strName == "quit")
+    else
+    {
+        ConnectCommand(pAction, item.m_strName);
+    }
+    return pAction;
+}
+
+void CMainWindow::PostWhenTriggered(QAction* pAction, const SMenuItem& item)
+{
+    const char* szMessage = item.m_enKind == SMenuItem::kAction ? "ON_ACTION" : "ON_CONFIGURE";
+    const std::string strName = item.m_strName;
+    connect(pAction, &QAction::triggered, this,
+            [this, szMessage, strName]()
+            { m_session.Post(szMessage, new Zarn::CValueString(strName.c_str())); });
+}
+
+void CMainWindow::ConnectCommand(QAction* pAction, const std::string& name)
+{
+    if (name == "quit")
     {
         pAction->setMenuRole(QAction::QuitRole);
         connect(pAction, &QAction::triggered, this, &QWidget::close);
     }
-    else if (strName == "about")
+    else if (name == "about")
     {
         pAction->setMenuRole(QAction::AboutRole);
         connect(pAction, &QAction::triggered, this, &CMainWindow::SlotAbout);
     }
-    else if (strName == "record")
+    else if (name == "record")
     {
         pAction->setCheckable(true);
         connect(pAction, &QAction::toggled, this, &CMainWindow::SetRecording);
         m_pRecordAction = pAction;
     }
-    else if (strName == "save_recording")
+    else if (name == "save_recording")
     {
         pAction->setEnabled(false); // until something is recorded
         connect(pAction, &QAction::triggered, this, &CMainWindow::SlotSaveRecording);
         m_pSaveRecordingAction = pAction;
     }
-    return pAction;
 }
 
 void CMainWindow::FillMenu(QMenu* menu, const std::vector<SMenuItem>& items)

@@ -94,7 +94,20 @@ private slots:
     void SlotSaveRecording();
 
 private:
+    // The steps of the constructor, in their order.
+    CWindowPlugin::SHandlers WindowHandlers();
+    void BuildStatusBar();
+    void FollowLog();
+    void CreatePlugins();
+    void PlaceWidgets();
+    [[noreturn]] void AbandonWithoutWidget(const std::string& id, const char* role);
+    void AddJournalDock();
+    void AddToolBar(const SMenu& bar);
+
     QAction* MakeAction(const SMenuItem& item);
+    void PostWhenTriggered(QAction* pAction, const SMenuItem& item);
+    // The window's own commands: "quit", "about", "record", "save_recording".
+    void ConnectCommand(QAction* pAction, const std::string& name);
     void FillMenu(QMenu* menu, const std::vector<SMenuItem>& items);
     void FillDockEntries(QMenu* menu);
     void SetControl(const std::string& name, bool bEnabled);
