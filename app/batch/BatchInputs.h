@@ -4,6 +4,10 @@
 #include <string>
 #include <vector>
 
+// Free functions over values: they own what they return, keep nothing and may be called from any
+// thread. Only CollectBatchInputs throws (std::invalid_argument, and std::filesystem errors of
+// folders that cannot be read). No messages.
+
 // One image to process and where its result goes, relative to the output folder.
 struct SBatchInput
 {

@@ -8,6 +8,10 @@
 // Shows how far a batch run is: on a terminal one line redrawn in place with a bar, the counts,
 // images per second and the time left; elsewhere (a log file, a cluster job's output) one plain
 // line per image.
+//
+// Borrows the stream, which must outlive it; owns nothing else. Update is called by the runner's
+// workers under the runner's lock, one at a time; Finish on the main thread after the run.
+// Throws nothing beyond what the stream throws; sends and handles no messages.
 class CBatchProgress
 {
 public:

@@ -33,21 +33,17 @@ struct SProcessPlugin
     explicit SProcessPlugin(const Zarn::CValueMap& process)
         : m_pPlugin(Zarn::GetNewPluginInstance("ImageProcess"))
     {
-        if (m_pPlugin == nullptr)
+        if (!m_pPlugin)
         {
             throw std::runtime_error("no module offers the plug-in \"ImageProcess\"");
         }
         m_pPlugin->Init(nullptr, process);
     }
-    ~SProcessPlugin()
-    {
-        m_pPlugin->DeleteData();
-        delete m_pPlugin;
-    }
+    ~SProcessPlugin() { m_pPlugin->DeleteData(); }
     SProcessPlugin(const SProcessPlugin&) = delete;
     SProcessPlugin& operator=(const SProcessPlugin&) = delete;
 
-    Zarn::CPluginBase* m_pPlugin;
+    std::unique_ptr<Zarn::CPluginBase> m_pPlugin;
 };
 
 // Runs the process on one file and writes the result; throws what went wrong.

@@ -17,6 +17,11 @@
 
 // The host objects the plug-ins borrow from the registry, for a program without a window:
 // messages that plug-ins post are dropped, since nobody here listens.
+//
+// Owns the logger, the id factory and the communication thread, and lends them through the
+// registry for as long as it lives. Made and destroyed on the main thread; the logger may be used
+// from any thread. Throws nothing beyond std::bad_alloc. Handles no message: DropMessages
+// delivers what plug-ins posted to nobody.
 class CBatchHost
 {
 public:
@@ -50,6 +55,11 @@ struct SBatchResult
 // Runs one process description over many images with a number of workers. Each worker has its
 // own "ImageProcess" plug-in, and through it its own tool plug-ins, so no plug-in is shared
 // between threads. A failed image is recorded and the others go on.
+//
+// Borrows the process description, which must outlive it; each worker owns its plug-ins for the
+// run. Run is called on one thread, which becomes a worker too; the progress callback runs on the
+// workers' threads. Run throws nothing of the images (each failure is in its result); sends and
+// handles no messages of its own (the process plug-ins post theirs to the host).
 class CBatchRunner
 {
 public:

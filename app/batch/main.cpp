@@ -52,7 +52,8 @@ void ReportError(const std::string& text)
 
 int Usage(const std::string& problem)
 {
-    std::cerr << "docview-batch: " << problem << "\n\n" << kUsage;
+    ReportError(problem);
+    std::cerr << "\n" << kUsage;
     return 2;
 }
 

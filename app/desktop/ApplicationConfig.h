@@ -65,6 +65,11 @@ struct SPluginEntry
 // shows them. Everything is read and checked before anything is built, so a broken file stops
 // the start with one message instead of a half-built window. "${APPDIR}" in any text stands for
 // the folder of the executable.
+//
+// Owns everything it read (the global settings and each plug-in's parameters, shared with whoever
+// keeps a copy of an entry); lends it through const accessors for as long as it lives. Immutable
+// once loaded, so any thread may read it; loaded on the main thread before anything is built.
+// Load throws CConfigError; sends and handles no messages.
 class CApplicationConfig
 {
 public:

@@ -9,8 +9,6 @@
 #include <QMetaObject>
 #include <QWidget>
 
-#include <iostream>
-
 namespace
 {
 
@@ -96,11 +94,11 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
     }
     for (const SPluginEntry& entry : m_config.Plugins())
     {
-        Zarn::CPluginBase* pPlugin = nullptr;
         try
         {
-            pPlugin = Zarn::GetNewPluginInstance(entry.m_strPlugin.c_str());
-            if (pPlugin == nullptr)
+            std::unique_ptr<Zarn::CPluginBase> pPlugin(
+                Zarn::GetNewPluginInstance(entry.m_strPlugin.c_str()));
+            if (!pPlugin)
             {
                 std::string strFolders;
                 for (const std::string& strFolder : Zarn::CPluginLoader::Obj().SearchDirectories())
@@ -111,8 +109,9 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
                                    entry.m_strPlugin + "\" (modules are searched in: " +
                                    (strFolders.empty() ? "no folder" : strFolders) + ")");
             }
-            m_lstPlugins.push_back({entry.m_strId, pPlugin});
-            pPlugin->Init(nullptr, *entry.m_pParameters);
+            // Listed before Init: a plug-in that fails half-way is ended with the others.
+            m_lstPlugins.push_back({entry.m_strId, std::move(pPlugin)});
+            m_lstPlugins.back().m_pPlugin->Init(nullptr, *entry.m_pParameters);
         }
         catch (const CConfigError&)
         {
@@ -127,6 +126,7 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
         }
         catch (...)
         {
+            // Not an exception of ours: still the plug-in's failure to start, named by entry.
             ShutDown();
             throw CConfigError(entry.m_strWhere + ": the plug-in \"" + entry.m_strPlugin +
                                "\" failed to start");
@@ -134,7 +134,7 @@ void CHostSession::CreatePlugins(Zarn::CPluginBase* first)
     }
     for (const SPlugin& plugin : m_lstPlugins)
     {
-        m_pThread->Subscribe(plugin.m_pPlugin);
+        m_pThread->Subscribe(plugin.m_pPlugin.get());
     }
 }
 
@@ -147,13 +147,13 @@ void CHostSession::ShutDown()
     }
     for (const SPlugin& plugin : m_lstPlugins)
     {
-        m_pThread->Unsubscribe(plugin.m_pPlugin);
+        m_pThread->Unsubscribe(plugin.m_pPlugin.get());
     }
     // The last created goes first: the repository, listed last, takes its views down while
     // the containers that show them still exist.
     while (!m_lstPlugins.empty())
     {
-        Zarn::CPluginBase* pPlugin = m_lstPlugins.back().m_pPlugin;
+        std::unique_ptr<Zarn::CPluginBase> pPlugin = std::move(m_lstPlugins.back().m_pPlugin);
         m_lstPlugins.pop_back();
         try
         {
@@ -164,7 +164,6 @@ void CHostSession::ShutDown()
             m_pLogger->SetLevel(Zarn::CLogger::levelError)
                 << "ending a plug-in failed: " << Describe(error) << "\n";
         }
-        delete pPlugin;
     }
 }
 
@@ -174,7 +173,7 @@ Zarn::CPluginBase* CHostSession::Plugin(const std::string& id) const
     {
         if (plugin.m_strId == id)
         {
-            return plugin.m_pPlugin;
+            return plugin.m_pPlugin.get();
         }
     }
     return nullptr;

@@ -17,6 +17,10 @@ class QWidget;
 
 // Delivers the communication thread's messages on the GUI thread: the thread's wake-up hook
 // posts one queued call, which drains the whole batch.
+//
+// Borrows the thread, which must outlive it; owns nothing. Made and destroyed on the GUI thread;
+// the hook it installs may be called from any thread and only posts. Throws nothing; delivers
+// every message but handles none itself.
 class CMessagePump : public QObject
 {
     Q_OBJECT
@@ -34,6 +38,12 @@ private:
 // The host around the plug-ins: the logger, the message id factory and the communication thread
 // in the registry, the global settings, the plug-in path, and the plug-ins of the configuration,
 // created, initialised and subscribed in its order.
+//
+// Owns the host objects and the plug-ins; lends them (Plugin, WidgetOf, Logger, Thread, Ids)
+// for as long as it lives, the plug-ins until ShutDown. Borrows the configuration, which must
+// outlive it. Used from the GUI thread only. CreatePlugins throws CConfigError; nothing else
+// throws (a plug-in failing to end is logged at level 4). Posts what the application asks it to
+// (Post); handles no message itself.
 class CHostSession
 {
 public:
@@ -66,7 +76,7 @@ private:
     struct SPlugin
     {
         std::string m_strId;
-        Zarn::CPluginBase* m_pPlugin;
+        std::unique_ptr<Zarn::CPluginBase> m_pPlugin;
     };
 
     const CApplicationConfig& m_config;
@@ -75,5 +85,5 @@ private:
     std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<CMessagePump> m_pPump;
     std::vector<SPlugin> m_lstPlugins;
-    Zarn::CPluginBase* m_pFirst = nullptr;
+    Zarn::CPluginBase* m_pFirst = nullptr; // lent by CreatePlugins' caller
 };

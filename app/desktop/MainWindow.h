@@ -22,6 +22,14 @@ class QMenu;
 // The application's window, built from the configuration: the central plug-in widget, the docks,
 // the menus and tool bars whose actions post ON_ACTION and ON_CONFIGURE, a status bar with the
 // latest warning or error of the log, and the "Messages" dock with the live message journal.
+//
+// Owns its window plug-in, its actions, docks and labels (as Qt children) and the recording;
+// borrows the configuration and the host session, which must outlive it, and shows the plug-ins'
+// widgets without owning them (ShutDown hands them back). GUI thread only; the log's line
+// listener it installs may be called from any thread and only queues a call. The constructor
+// throws CConfigError (nothing of the window is left then); nothing else throws. Posts ON_ACTION
+// and ON_CONFIGURE from its actions and ADD_DOCUMENT for opened files; the messages it follows
+// are the ones CWindowPlugin handles.
 class CMainWindow : public QMainWindow
 {
     Q_OBJECT

@@ -12,6 +12,10 @@ class QPlainTextEdit;
 // The "Messages" dock: the communication thread's journal, live. One line per delivered
 // message: time, name, data summary and the microseconds each receiver took. The journal is
 // written only while the dock is shown, since it costs time on every message.
+//
+// Owns its view, the line buffer and the stream it lends (Stream) for as long as it lives. The
+// message thread writes the journal from the GUI thread, where the dock lives. Throws nothing;
+// sends and handles no messages (it only shows the journal's lines).
 class CMessageJournalDock : public QDockWidget
 {
     Q_OBJECT

@@ -12,6 +12,13 @@
 // The main window's own receiver on the communication thread. It keeps the list of open
 // documents (to ask before unsaved work is lost) and the count of tool runs in flight, and hands
 // the messages that concern the window to it; it changes nothing itself.
+//
+// Owns its handlers; the documents it lists are lent by the repository that owns them, and each
+// is dropped from the list at its INVALID_DOCUMENT. Borrows the message id factory, which must
+// outlive it. Called on the GUI thread, where the communication thread delivers. Throws nothing of
+// its own; what a handler throws reaches the message thread, which logs it. Handles SHUTDOWN,
+// ACTIVITY_START, ACTIVITY_STOP, UPDATE_CONTROLS, NEW_DOCUMENT, INVALID_DOCUMENT,
+// DOCUMENT_CHANGED and ACTIVE_VIEW; posts CHANGED_DOCUMENT (through m_fnPost).
 class CWindowPlugin : public Zarn::CPluginBase
 {
 public:

@@ -30,6 +30,21 @@ protected:
         return CApplicationConfig::Load(strPath, "/app");
     }
 
+    // What CreatePlugins rejected the configuration with; a failure when it did not.
+    static std::string CreateError(CHostSession& session)
+    {
+        try
+        {
+            session.CreatePlugins(nullptr);
+        }
+        catch (const CConfigError& error)
+        {
+            return error.what();
+        }
+        ADD_FAILURE() << "no error";
+        return std::string();
+    }
+
     QTemporaryDir m_folder;
 };
 
@@ -96,19 +111,11 @@ TEST_F(HostSession, FailingPluginTakesDownTheOnesBeforeAndNamesItsEntry)
     {"id": "right", "plugin": "TestPanel", "parameters": {"name": "right"}}],
   "window": {"central": "left"}})");
     CHostSession session(*pConfig);
-    try
-    {
-        session.CreatePlugins(nullptr);
-        FAIL() << "no error";
-    }
-    catch (const CConfigError& error)
-    {
-        const std::string strWhat = error.what();
-        EXPECT_NE(strWhat.find("app.json:3:5: the plug-in \"TestFailing\" failed to start:"),
-                  std::string::npos)
-            << strWhat;
-        EXPECT_NE(strWhat.find("disk not found"), std::string::npos) << strWhat;
-    }
+    const std::string strWhat = CreateError(session);
+    EXPECT_NE(strWhat.find("app.json:3:5: the plug-in \"TestFailing\" failed to start:"),
+              std::string::npos)
+        << strWhat;
+    EXPECT_NE(strWhat.find("disk not found"), std::string::npos) << strWhat;
     EXPECT_EQ(AppTest::Journal().m_lstEvents, (std::vector<std::string>{"init left", "end left"}));
     EXPECT_EQ(AppTest::Journal().m_nAlive, 0);
     EXPECT_EQ(session.Plugin("left"), nullptr);
@@ -119,19 +126,11 @@ TEST_F(HostSession, UnknownPluginNamesTheEntryAndTheFolders)
     std::unique_ptr<CApplicationConfig> pConfig = Config(R"({"plugin path": ["/nowhere/modules"],
   "plugins": [{"id": "x", "plugin": "NoSuchThing"}], "window": {"central": "x"}})");
     CHostSession session(*pConfig);
-    try
-    {
-        session.CreatePlugins(nullptr);
-        FAIL() << "no error";
-    }
-    catch (const CConfigError& error)
-    {
-        const std::string strWhat = error.what();
-        EXPECT_NE(strWhat.find("app.json:2:15: no module offers a plug-in named \"NoSuchThing\""),
-                  std::string::npos)
-            << strWhat;
-        EXPECT_NE(strWhat.find("/nowhere/modules"), std::string::npos) << strWhat;
-    }
+    const std::string strWhat = CreateError(session);
+    EXPECT_NE(strWhat.find("app.json:2:15: no module offers a plug-in named \"NoSuchThing\""),
+              std::string::npos)
+        << strWhat;
+    EXPECT_NE(strWhat.find("/nowhere/modules"), std::string::npos) << strWhat;
 }
 
 TEST_F(HostSession, PostedMessageIsDeliveredByTheEventLoopToTheFirstReceiverToo)
