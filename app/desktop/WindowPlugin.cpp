@@ -12,93 +12,100 @@
 CWindowPlugin::CWindowPlugin(Zarn::CMessageIdFactory& ids, SHandlers handlers)
     : m_ids(ids), m_handlers(std::move(handlers))
 {
+    m_arrivals.On("SHUTDOWN", [this]() { m_handlers.m_fnShutdown(); })
+        .OnData("ACTIVITY_START", [this](const Zarn::CValue* pData) { ActivityStarted(pData); })
+        .OnData("ACTIVITY_STOP", [this](const Zarn::CValue* pData) { ActivityStopped(pData); });
+    m_withData
+        .OnData("UPDATE_CONTROLS", [this](const Zarn::CValue* pData) { UpdateControls(pData); })
+        .OnPointer<Zarn::CValueMap>("NEW_DOCUMENT",
+                                    [this](Zarn::CValueMap* pDocument) { NewDocument(pDocument); })
+        .OnPointer<Zarn::CValueMap>("INVALID_DOCUMENT", [this](Zarn::CValueMap* pDocument)
+                                    { InvalidDocument(pDocument); })
+        .OnPointer<Zarn::CValueMap>("DOCUMENT_CHANGED", [this](Zarn::CValueMap* pDocument)
+                                    { DocumentChanged(pDocument); })
+        .OnPointer<Zarn::CPluginBase>("ACTIVE_VIEW",
+                                      [this](Zarn::CPluginBase* pView) { ActiveView(pView); });
 }
 
 void CWindowPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    const long nId = message.EntryLong(Zarn::CValue_Key("id"), -1);
-    // The data of a message is lent to every receiver; pointers in it are not owned by it.
-    Zarn::CValue* pData = const_cast<Zarn::CValue*>(message.Entry(Zarn::CValue_Key("data"), false));
-    if (Is(nId, "SHUTDOWN"))
+    if (!m_arrivals.Dispatch(&m_ids, message) && DocView::HasMessageIdAndData(message))
     {
-        m_handlers.m_fnShutdown();
+        m_withData.Dispatch(&m_ids, message);
     }
-    else if (Is(nId, "ACTIVITY_START")) // with or without data
-    {
-        ActivityStarted(pData);
-    }
-    else if (Is(nId, "ACTIVITY_STOP"))
-    {
-        ActivityStopped(pData);
-    }
-    else if (pData == nullptr)
+}
+
+void CWindowPlugin::UpdateControls(const Zarn::CValue* pData)
+{
+    // Read here rather than unwrapped as a map: data of another kind is ignored, not an error.
+    if (pData->GenericType() != Zarn::CValue::vtMap)
     {
         return;
     }
-    else if (Is(nId, "UPDATE_CONTROLS") && pData->GenericType() == Zarn::CValue::vtMap)
+    for (auto it = pData->Map()->begin(); it != pData->Map()->end(); ++it)
     {
-        for (auto it = pData->Map()->begin(); it != pData->Map()->end(); ++it)
+        if (it.Value()->GenericType() == Zarn::CValue::vtBool)
         {
-            if (it.Value()->GenericType() == Zarn::CValue::vtBool)
-            {
-                m_handlers.m_fnControl(it.Key().ToString(), it.Value()->Bool());
-            }
+            m_handlers.m_fnControl(it.Key().ToString(), it.Value()->Bool());
         }
     }
-    else if (Is(nId, "NEW_DOCUMENT"))
+}
+
+void CWindowPlugin::NewDocument(Zarn::CValueMap* pDocument)
+{
+    m_lstDocuments.push_back(pDocument);
+    if (pDocument != nullptr)
     {
-        m_lstDocuments.push_back(Zarn::UnwrapPointer<Zarn::CValueMap>(pData));
-        if (m_lstDocuments.back() != nullptr)
-        {
-            m_handlers.m_fnNewDocument(*m_lstDocuments.back());
-        }
-        m_handlers.m_fnDocumentsChanged();
+        m_handlers.m_fnNewDocument(*pDocument);
     }
-    else if (Is(nId, "INVALID_DOCUMENT"))
+    m_handlers.m_fnDocumentsChanged();
+}
+
+void CWindowPlugin::InvalidDocument(Zarn::CValueMap* pDocument)
+{
+    std::erase(m_lstDocuments, pDocument);
+    if (m_handlers.m_fnDocumentGone)
     {
-        const Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
-        std::erase(m_lstDocuments, pDocument);
-        if (m_handlers.m_fnDocumentGone)
-        {
-            m_handlers.m_fnDocumentGone(pDocument);
-        }
-        m_handlers.m_fnDocumentsChanged();
+        m_handlers.m_fnDocumentGone(pDocument);
     }
-    else if (Is(nId, "DOCUMENT_CHANGED"))
+    m_handlers.m_fnDocumentsChanged();
+}
+
+void CWindowPlugin::DocumentChanged(Zarn::CValueMap* pDocument)
+{
+    // The change has been seen: the repository may drop the document's pending "update".
+    m_handlers.m_fnPost("CHANGED_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
+    m_handlers.m_fnDocumentsChanged();
+}
+
+void CWindowPlugin::ActiveView(Zarn::CPluginBase* pView)
+{
+    std::string strCaption;
+    const Zarn::CValueMap* pDocument = nullptr;
+    if (pView != nullptr)
     {
-        // The change has been seen: the repository may drop the document's pending "update".
-        Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
-        m_handlers.m_fnPost("CHANGED_DOCUMENT",
-                            new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
-        m_handlers.m_fnDocumentsChanged();
+        Zarn::CValueMap description;
+        pView->Run(description);
+        strCaption =
+            description.EntryString(Zarn::CValue_Key("caption"), Zarn::CString()).StdString();
+        pDocument = KnownDocument(description);
     }
-    else if (Is(nId, "ACTIVE_VIEW"))
+    m_handlers.m_fnActiveView(strCaption, pDocument);
+}
+
+const Zarn::CValueMap* CWindowPlugin::KnownDocument(const Zarn::CValueMap& description) const
+{
+    // Only a document the window knows: a view may name none, or something else.
+    const Zarn::CValue* pEntry = description.Entry(Zarn::CValue_Key("document"), false);
+    if (pEntry == nullptr || pEntry->GenericType() != Zarn::CValue::vtPointer ||
+        !Zarn::AreTypesEqual(pEntry->ElementType(), typeid(Zarn::CValueMap)))
     {
-        Zarn::CPluginBase* pView = Zarn::UnwrapPointer<Zarn::CPluginBase>(pData);
-        std::string strCaption;
-        const Zarn::CValueMap* pDocument = nullptr;
-        if (pView != nullptr)
-        {
-            Zarn::CValueMap description;
-            pView->Run(description);
-            strCaption =
-                description.EntryString(Zarn::CValue_Key("caption"), Zarn::CString()).StdString();
-            // Only a document the window knows: a view may name none, or something else.
-            const Zarn::CValue* pEntry = description.Entry(Zarn::CValue_Key("document"), false);
-            if (pEntry != nullptr && pEntry->GenericType() == Zarn::CValue::vtPointer &&
-                Zarn::AreTypesEqual(pEntry->ElementType(), typeid(Zarn::CValueMap)))
-            {
-                const Zarn::CValueMap* pNamed =
-                    Zarn::UnwrapPointer<Zarn::CValueMap>(const_cast<Zarn::CValue*>(pEntry));
-                if (std::find(m_lstDocuments.begin(), m_lstDocuments.end(), pNamed) !=
-                    m_lstDocuments.end())
-                {
-                    pDocument = pNamed;
-                }
-            }
-        }
-        m_handlers.m_fnActiveView(strCaption, pDocument);
+        return nullptr;
     }
+    const Zarn::CValueMap* pNamed = DocView::PointerOf<Zarn::CValueMap>(pEntry);
+    return std::find(m_lstDocuments.begin(), m_lstDocuments.end(), pNamed) != m_lstDocuments.end()
+               ? pNamed
+               : nullptr;
 }
 
 namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "frame/MessageCatalogue.h"
+
 #include <Zarn/Message/MessageIdFactory.h>
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/Value.h>
@@ -53,12 +55,22 @@ public:
     int RunningActivities() const { return m_nRunning; }
 
 private:
-    bool Is(long id, const char* name) const { return id == m_ids.GetMessageId(name); }
     void ActivityStarted(const Zarn::CValue* pData);
     void ActivityStopped(const Zarn::CValue* pData);
+    void UpdateControls(const Zarn::CValue* pData);
+    void NewDocument(Zarn::CValueMap* pDocument);
+    void InvalidDocument(Zarn::CValueMap* pDocument);
+    void DocumentChanged(Zarn::CValueMap* pDocument);
+    void ActiveView(Zarn::CPluginBase* pView);
+    // The view's document when the window knows it; null otherwise.
+    const Zarn::CValueMap* KnownDocument(const Zarn::CValueMap& description) const;
 
     Zarn::CMessageIdFactory& m_ids;
     SHandlers m_handlers;
+    // Messages whose arrival counts, with or without data.
+    DocView::CMessageTable m_arrivals;
+    // Messages that count only with data; a message of theirs without any is ignored.
+    DocView::CMessageTable m_withData;
     std::vector<Zarn::CValueMap*> m_lstDocuments;
     int m_nRunning = 0;
     // Actions that ever posted ACTIVITY_START: they run on tool threads.
