@@ -46,51 +46,22 @@ std::streamsize CConsoleStreams::CNullBuffer::xsputn(const char*, std::streamsiz
 CConsoleStreams::CChatterFilter::~CChatterFilter()
 {
     // What a thread left without an end of line still belongs on the terminal.
-    for (const auto& [id, strLine] : m_mapLines)
-    {
-        m_pTarget->sputn(strLine.data(), static_cast<std::streamsize>(strLine.size()));
-    }
+    const std::string strRest = TakeUnfinished();
+    m_pTarget->sputn(strRest.data(), static_cast<std::streamsize>(strRest.size()));
     m_pTarget->pubsync();
 }
 
-CConsoleStreams::CChatterFilter::int_type
-CConsoleStreams::CChatterFilter::overflow(int_type character)
+void CConsoleStreams::CChatterFilter::WriteLine(const std::string& line)
 {
-    if (traits_type::eq_int_type(character, traits_type::eof()))
+    if (!IsChatter(line))
     {
-        return traits_type::not_eof(character);
+        const std::string strLine = line + "\n";
+        m_pTarget->sputn(strLine.data(), static_cast<std::streamsize>(strLine.size()));
     }
-    const char c = traits_type::to_char_type(character);
-    xsputn(&c, 1);
-    return character;
-}
-
-std::streamsize CConsoleStreams::CChatterFilter::xsputn(const char* text, std::streamsize count)
-{
-    std::lock_guard<std::mutex> lock(m_mutex);
-    std::string& strLine = m_mapLines[std::this_thread::get_id()];
-    for (std::streamsize i = 0; i < count; ++i)
-    {
-        strLine += text[i];
-        if (text[i] == '\n')
-        {
-            if (!IsChatter(strLine))
-            {
-                m_pTarget->sputn(strLine.data(), static_cast<std::streamsize>(strLine.size()));
-            }
-            strLine.clear();
-        }
-    }
-    if (strLine.empty())
-    {
-        m_mapLines.erase(std::this_thread::get_id());
-    }
-    return count;
 }
 
 int CConsoleStreams::CChatterFilter::sync()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
     return m_pTarget->pubsync();
 }
 
@@ -99,7 +70,7 @@ bool CConsoleStreams::CChatterFilter::IsChatter(const std::string& line)
     // "Tool plugin <name> loaded." for every tool of the toolbox; its failures ("... not
     // loaded...") stay, they tell the user why a tool is missing.
     const std::string strStart = "Tool plugin ";
-    const std::string strEnd = " loaded.\n";
+    const std::string strEnd = " loaded.";
     return line.size() > strStart.size() + strEnd.size() && line.starts_with(strStart) &&
-           line.ends_with(strEnd) && !line.ends_with(" not loaded.\n");
+           line.ends_with(strEnd) && !line.ends_with(" not loaded.");
 }

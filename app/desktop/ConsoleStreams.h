@@ -1,12 +1,11 @@
 #pragma once
 
-#include <map>
+#include "LineStreamBuffer.h"
+
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <streambuf>
 #include <string>
-#include <thread>
 
 // Decides, for one run of the program, where the standard streams go. Plug-ins talk while they
 // work: on std::cout ("FIRST PLUGIN: ..." as a process starts), std::clog (threads cleaned up)
@@ -38,25 +37,21 @@ private:
         std::streamsize xsputn(const char* text, std::streamsize count) override;
     };
 
-    // Passes whole lines on to the original buffer, except the load confirmations. Each thread
-    // collects its own line, so that lines of two threads never mix.
-    class CChatterFilter : public std::streambuf
+    // Passes whole lines on to the original buffer, except the load confirmations.
+    class CChatterFilter : public CLineStreamBuffer
     {
     public:
         explicit CChatterFilter(std::streambuf* target) : m_pTarget(target) {}
         ~CChatterFilter() override;
 
     protected:
-        int_type overflow(int_type character) override;
-        std::streamsize xsputn(const char* text, std::streamsize count) override;
+        void WriteLine(const std::string& line) override;
         int sync() override;
 
     private:
         static bool IsChatter(const std::string& line);
 
         std::streambuf* m_pTarget; // lent: the stream's original buffer
-        std::mutex m_mutex;
-        std::map<std::thread::id, std::string> m_mapLines;
     };
 
     bool m_bVerbose;

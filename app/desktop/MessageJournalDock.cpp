@@ -40,32 +40,3 @@ void CMessageJournalDock::AppendLine(const std::string& line)
 {
     m_pView->appendPlainText(QString::fromStdString(line));
 }
-
-CMessageJournalDock::CLineBuffer::int_type
-CMessageJournalDock::CLineBuffer::overflow(int_type character)
-{
-    if (traits_type::eq_int_type(character, traits_type::eof()))
-    {
-        return traits_type::not_eof(character);
-    }
-    const char cCharacter = traits_type::to_char_type(character);
-    xsputn(&cCharacter, 1);
-    return character;
-}
-
-std::streamsize CMessageJournalDock::CLineBuffer::xsputn(const char* text, std::streamsize count)
-{
-    for (std::streamsize i = 0; i < count; ++i)
-    {
-        if (text[i] == '\n')
-        {
-            m_dock.AppendLine(m_strLine);
-            m_strLine.clear();
-        }
-        else
-        {
-            m_strLine += text[i];
-        }
-    }
-    return count;
-}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LineStreamBuffer.h"
+
 #include <QDockWidget>
 
 #include <memory>
@@ -29,19 +31,17 @@ public:
     QString Text() const;
 
 private:
-    // Collects characters into lines and appends each whole line to the view.
-    class CLineBuffer : public std::streambuf
+    // Appends each whole line to the view.
+    class CLineBuffer : public CLineStreamBuffer
     {
     public:
         explicit CLineBuffer(CMessageJournalDock& dock) : m_dock(dock) {}
 
     protected:
-        int_type overflow(int_type character) override;
-        std::streamsize xsputn(const char* text, std::streamsize count) override;
+        void WriteLine(const std::string& line) override { m_dock.AppendLine(line); }
 
     private:
         CMessageJournalDock& m_dock;
-        std::string m_strLine;
     };
 
     void AppendLine(const std::string& line);

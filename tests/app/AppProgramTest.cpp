@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -23,26 +23,29 @@ struct SRun
     std::string m_strErrors; // standard error alone
 };
 
+std::string ReadText(const fs::path& path)
+{
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
 // Runs docview-app with `arguments` under `environment` (arguments to env(1): "-u NAME" removes a
 // variable, "NAME=value" sets one).
 SRun RunApp(const std::string& environment, const std::string& arguments)
 {
-    const fs::path errors =
-        fs::temp_directory_path() / ("docview-app-program-" + std::to_string(::getpid()) + ".err");
-    const std::string strCommand =
-        "env " + environment + " " + DOCVIEW_APP + " " + arguments + " 2>'" + errors.string() + "'";
+    const fs::path stem =
+        fs::temp_directory_path() / ("docview-app-program-" + std::to_string(::getpid()));
+    const fs::path output = stem.string() + ".out";
+    const fs::path errors = stem.string() + ".err";
+    const std::string strCommand = "env " + environment + " " + DOCVIEW_APP + " " + arguments +
+                                   " >'" + output.string() + "' 2>'" + errors.string() + "'";
+    const int nStatus = std::system(strCommand.c_str());
     SRun run;
-    FILE* pPipe = ::popen(strCommand.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pPipe) != nullptr)
-    {
-        run.m_strOutput += buffer.data();
-    }
-    const int nStatus = ::pclose(pPipe);
     run.m_nExit = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 128 + WTERMSIG(nStatus);
-    std::stringstream text;
-    text << std::ifstream(errors).rdbuf();
-    run.m_strErrors = text.str();
+    run.m_strOutput = ReadText(output);
+    run.m_strErrors = ReadText(errors);
+    fs::remove(output);
     fs::remove(errors);
     return run;
 }
