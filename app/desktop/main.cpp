@@ -303,8 +303,8 @@ int main(int argc, char* argv[])
         return 2;
     }
     CHostSession session(*pConfig);
-    // The log file and the terminal get progress lines only when asked for; warnings and errors
-    // always (the status bar follows them too).
-    session.Logger().SetThreshold(options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning);
+    // The terminal gets the log's progress lines only when asked for, warnings and errors always;
+    // the log file and the status bar hear every line.
+    session.Logger().SetConsoleThreshold(options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning);
     return Run(*pConfig, session, options, bNoDisplay, clock);
 }

@@ -199,6 +199,12 @@ void CLogger::SetThreshold(int level)
     m_nThreshold = level;
 }
 
+void CLogger::SetConsoleThreshold(int level)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nConsoleThreshold = level;
+}
+
 void CLogger::EndLine()
 {
     if (ThreadLines() == nullptr)
@@ -240,7 +246,7 @@ void CLogger::WriteLine(int level, const std::string& text, bool bSelected)
     strLine += ' ';
     strLine += text;
     strLine += '\n';
-    if (m_pConsole != nullptr)
+    if (m_pConsole != nullptr && nLevel >= m_nConsoleThreshold)
     {
         m_pConsole->write(strLine.data(), static_cast<std::streamsize>(strLine.size()));
         m_pConsole->flush();

@@ -258,6 +258,31 @@ TEST(Logger, FileReceivesTheSameLinesAsTheConsole)
     std::remove(strPath.c_str());
 }
 
+// A quiet terminal must not thin out the log file or what the status bar hears.
+TEST(Logger, ConsoleThresholdKeepsLowerLinesOffTheConsoleOnly)
+{
+    const std::string strPath = TempPath("zarn-logger-console-threshold");
+    std::remove(strPath.c_str());
+    std::ostringstream console;
+    std::vector<int> lstHeard;
+    CLogger logger(&console);
+    ASSERT_TRUE(logger.OpenFile(strPath));
+    logger.SetLineListener([&](int level, const std::string&, bool) { lstHeard.push_back(level); });
+    logger.SetConsoleThreshold(CLogger::levelWarning);
+    logger.SetLevel(CLogger::levelProgress) << "progress\n";
+    logger.SetLevel(CLogger::levelError) << "error\n";
+
+    const std::vector<std::string> lstConsole = Lines(console.str());
+    ASSERT_EQ(lstConsole.size(), 1u);
+    EXPECT_EQ(AfterTime(lstConsole[0]), "error error");
+    const std::vector<std::string> lstFile = Lines(ReadFile(strPath));
+    ASSERT_EQ(lstFile.size(), 2u);
+    EXPECT_EQ(AfterTime(lstFile[0]), "progress progress");
+    EXPECT_EQ(lstHeard, (std::vector<int>{CLogger::levelProgress, CLogger::levelError}));
+    EXPECT_EQ(logger.LineCount(), 2u);
+    std::remove(strPath.c_str());
+}
+
 TEST(Logger, FileOnlyLoggerWritesWithoutConsoleAndUnopenableFileFails)
 {
     const std::string strPath = TempPath("zarn-logger-fileonly");

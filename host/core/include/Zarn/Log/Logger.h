@@ -61,6 +61,9 @@ public:
     bool OpenFile(const std::string& path);
     // Lines below this level are dropped; the default 0 keeps everything.
     void SetThreshold(int level);
+    // Lines below this level stay off the console but still go to the file and the listener, so
+    // a quiet terminal keeps a complete log file; the default 0 writes every kept line.
+    void SetConsoleThreshold(int level);
     // Writes this thread's unfinished line now, if it has text.
     void EndLine();
 
@@ -97,6 +100,7 @@ private:
     mutable std::mutex m_mutex;
     int m_nLevel = levelProgress;
     int m_nThreshold = 0;
+    int m_nConsoleThreshold = 0;
     std::uint64_t m_uLineCount = 0;
     LineListener m_fnListener;
 };
