@@ -74,3 +74,55 @@ void CViewContainerHost::PostView(const char* name, Zarn::CPluginBase* view) con
     DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, name,
                          new Zarn::CValuePointer<Zarn::CPluginBase>(view));
 }
+
+void CViewWidgetMap::Enter(Zarn::CPluginBase* view, QWidget* widget)
+{
+    m_mapViewToWidget.emplace(view, widget);
+    m_mapWidgetToView.emplace(widget, view);
+}
+
+QWidget* CViewWidgetMap::Take(Zarn::CPluginBase* view)
+{
+    const auto itView = m_mapViewToWidget.find(view);
+    if (itView == m_mapViewToWidget.end())
+    {
+        return nullptr;
+    }
+    QWidget* pWidget = itView->second;
+    m_mapViewToWidget.erase(itView);
+    m_mapWidgetToView.erase(pWidget);
+    return pWidget;
+}
+
+void CViewWidgetMap::TakeWidget(QWidget* widget)
+{
+    const auto itWidget = m_mapWidgetToView.find(widget);
+    if (itWidget == m_mapWidgetToView.end())
+    {
+        return;
+    }
+    const auto itView = m_mapViewToWidget.find(itWidget->second);
+    if (itView != m_mapViewToWidget.end() && itView->second == widget)
+    {
+        m_mapViewToWidget.erase(itView);
+    }
+    m_mapWidgetToView.erase(itWidget);
+}
+
+void CViewWidgetMap::Clear()
+{
+    m_mapViewToWidget.clear();
+    m_mapWidgetToView.clear();
+}
+
+QWidget* CViewWidgetMap::WidgetOf(Zarn::CPluginBase* view) const
+{
+    const auto it = m_mapViewToWidget.find(view);
+    return it != m_mapViewToWidget.end() ? it->second : nullptr;
+}
+
+Zarn::CPluginBase* CViewWidgetMap::ViewOf(QWidget* widget) const
+{
+    const auto it = m_mapWidgetToView.find(widget);
+    return it != m_mapWidgetToView.end() ? it->second : nullptr;
+}

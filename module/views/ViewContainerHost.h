@@ -5,6 +5,7 @@
 #include <Zarn/String/String.h>
 
 #include <functional>
+#include <map>
 
 class QWidget;
 
@@ -66,4 +67,32 @@ private:
     const char* m_szDefaultName;
     Zarn::CString m_strName;
     Zarn::CString m_strWidgetPath;
+};
+
+// Each view's widget and back, as a container holds them: both are lent (the views by the
+// repository, the widgets by the views), never deleted here. A null view or widget is never
+// entered. GUI thread only; throws nothing of its own.
+class CViewWidgetMap
+{
+public:
+    // Enters the pair in both directions; a key already present keeps its old partner.
+    void Enter(Zarn::CPluginBase* view, QWidget* widget);
+    // Takes the view and its widget out of both directions and returns the widget; null for a
+    // view that is not held.
+    QWidget* Take(Zarn::CPluginBase* view);
+    // Takes a widget (perhaps a destroyed one: only its address is used) out of both directions;
+    // its view is taken out only while that view still names this widget.
+    void TakeWidget(QWidget* widget);
+    void Clear();
+
+    // Null when not held.
+    QWidget* WidgetOf(Zarn::CPluginBase* view) const;
+    Zarn::CPluginBase* ViewOf(QWidget* widget) const;
+    bool HoldsView(Zarn::CPluginBase* view) const { return m_mapViewToWidget.count(view) != 0; }
+    // In view address order.
+    const std::map<Zarn::CPluginBase*, QWidget*>& Widgets() const { return m_mapViewToWidget; }
+
+private:
+    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
+    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
 };

@@ -60,15 +60,14 @@ QStackedWidget* CViewStackPlugin::NewStack()
 
 void CViewStackPlugin::ReleasePages()
 {
-    for (const auto& [pView, pWidget] : m_mapViewToWidget)
+    for (const auto& [pView, pWidget] : m_views.Widgets())
     {
         if (m_setDummies.count(pWidget) == 0)
         {
             Release(pWidget);
         }
     }
-    m_mapViewToWidget.clear();
-    m_mapWidgetToView.clear();
+    m_views.Clear();
 }
 
 void CViewStackPlugin::Release(QWidget* widget)
@@ -146,8 +145,7 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
         m_setDummies.insert(pWidget);
     }
 
-    m_mapViewToWidget.emplace(view, pWidget);
-    m_mapWidgetToView.emplace(pWidget, view);
+    m_views.Enter(view, pWidget);
 
     m_pWidgetStack->addWidget(pWidget);
     // A new view comes to the front only when the repository announces it as active.
@@ -156,16 +154,8 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
 
 void CViewStackPlugin::RemoveView(Zarn::CPluginBase* view)
 {
-    const auto itView = m_mapViewToWidget.find(view);
-    if (itView == m_mapViewToWidget.end())
-    {
-        return;
-    }
-    QWidget* pWidget = itView->second;
-    m_mapViewToWidget.erase(itView);
-    m_mapWidgetToView.erase(pWidget);
-
-    if (!m_pWidgetStack)
+    QWidget* pWidget = m_views.Take(view);
+    if (pWidget == nullptr || !m_pWidgetStack)
     {
         return;
     }
@@ -189,21 +179,21 @@ void CViewStackPlugin::ActivateView(Zarn::CPluginBase* view)
 {
     // Raising a page here must not come back as a focus request.
     DisconnectStack();
-    const auto itView = m_mapViewToWidget.find(view);
-    m_pCurrentWidget = itView != m_mapViewToWidget.end() ? itView->second : m_pEmptyWidget;
+    QWidget* pWidget = m_views.WidgetOf(view);
+    m_pCurrentWidget = pWidget != nullptr ? pWidget : m_pEmptyWidget;
     Raise(m_pCurrentWidget);
     ConnectStack();
 }
 
 void CViewStackPlugin::SlotWidgetActivated(QWidget* widget)
 {
-    const auto itWidget = m_mapWidgetToView.find(widget);
-    if (itWidget == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(widget);
+    if (pView == nullptr)
     {
         return;
     }
     m_pCurrentWidget = widget;
-    m_host.PostView("FOCUS_VIEW", itWidget->second);
+    m_host.PostView("FOCUS_VIEW", pView);
 }
 
 void CViewStackPlugin::ConnectStack()

@@ -8,7 +8,6 @@
 #include <QObject>
 #include <QPointer>
 
-#include <map>
 #include <set>
 
 class QStackedWidget;
@@ -79,8 +78,7 @@ private:
     QPointer<QStackedWidget> m_pWidgetStack;
     QWidget* m_pEmptyWidget;   // child of the stack
     QWidget* m_pCurrentWidget; // not owned
-    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
-    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    CViewWidgetMap m_views;
     std::set<QWidget*> m_setDummies;      // the placeholders made here, children of the stack
     QMetaObject::Connection m_connection; // currentChanged -> SlotWidgetActivated
 };

@@ -219,8 +219,7 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     }
     const bool bShowMaximized = setup.EntryBool(Zarn::CValue_Key("showmaximized"), true);
 
-    m_mapViewToWidget.insert({view, pWidget});
-    m_mapWidgetToView.insert({pWidget, view});
+    m_views.Enter(view, pWidget);
     pWidget->installEventFilter(this);
 
     // The window keeps the widget's own position and size, frame added around it. Shown while a
@@ -269,21 +268,16 @@ QMdiSubWindow* CWorkspacePlugin::NewSubWindow(QWidget* widget)
 
 void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
 {
-    const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end())
+    if (QWidget* pWidget = m_views.Take(view); pWidget != nullptr)
     {
-        return;
+        pWidget->removeEventFilter(this);
     }
-    QWidget* pWidget = it->second;
-    m_mapViewToWidget.erase(it);
-    m_mapWidgetToView.erase(pWidget);
-    pWidget->removeEventFilter(this);
 }
 
 void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 {
     m_pActiveView = view;
-    if (m_mapViewToWidget.count(view) == 0 || Area() == nullptr || m_bActivationPending)
+    if (!m_views.HoldsView(view) || Area() == nullptr || m_bActivationPending)
     {
         return;
     }
@@ -297,12 +291,11 @@ void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 void CWorkspacePlugin::ApplyActiveView()
 {
     m_bActivationPending = false;
-    const auto it = m_mapViewToWidget.find(m_pActiveView);
-    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    QWidget* pWidget = m_views.WidgetOf(m_pActiveView);
+    if (pWidget == nullptr || Area() == nullptr)
     {
         return;
     }
-    QWidget* pWidget = it->second;
     DisconnectActivation();
     ActivateWindow(SubWindowOf(Area(), pWidget));
     pWidget->setFocus();
@@ -335,12 +328,12 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
     {
         return false;
     }
-    const auto it = m_mapWidgetToView.find(qobject_cast<QWidget*>(watched));
-    if (it == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(qobject_cast<QWidget*>(watched));
+    if (pView == nullptr)
     {
         return false;
     }
-    m_host.PostView("REMOVE_VIEW", it->second);
+    m_host.PostView("REMOVE_VIEW", pView);
     // Ignored and filtered: the widget and its window stay open until the repository removes the
     // view (INVALID_VIEW) and the view destroys the widget.
     event->ignore();
@@ -349,12 +342,10 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
 
 void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
 {
-    const auto it = m_mapWidgetToView.find(widget);
-    if (it == m_mapWidgetToView.end())
+    if (Zarn::CPluginBase* pView = m_views.ViewOf(widget); pView != nullptr)
     {
-        return;
+        m_host.PostView("FOCUS_VIEW", pView);
     }
-    m_host.PostView("FOCUS_VIEW", it->second);
 }
 
 void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
@@ -368,8 +359,8 @@ void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
     {
         return; // the workspace's own moves are no choice of the user's
     }
-    const auto it = m_mapWidgetToView.find(window->widget());
-    if (it == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(window->widget());
+    if (pView == nullptr)
     {
         return;
     }
@@ -381,7 +372,7 @@ void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
     // Qt activated a window by itself, typically the one it remembers from before the
     // repository's last ACTIVE_VIEW: the repository's choice stands. Once the area has finished
     // this activation: a nested one would leave both windows marked active.
-    if (it->second != m_pActiveView)
+    if (pView != m_pActiveView)
     {
         QMetaObject::invokeMethod(
             this, [this] { ReactivateActiveViewWindow(); }, Qt::QueuedConnection);
@@ -440,16 +431,7 @@ void CWorkspacePlugin::SlotWindowStateChanged(QMdiSubWindow* window, Qt::WindowS
 
 void CWorkspacePlugin::ForgetWidget(QWidget* widget, QMdiSubWindow* window)
 {
-    const auto it = m_mapWidgetToView.find(widget);
-    if (it != m_mapWidgetToView.end())
-    {
-        const auto itView = m_mapViewToWidget.find(it->second);
-        if (itView != m_mapViewToWidget.end() && itView->second == widget)
-        {
-            m_mapViewToWidget.erase(itView);
-        }
-        m_mapWidgetToView.erase(it);
-    }
+    m_views.TakeWidget(widget);
     // The emptied window leaves the area now rather than at its deferred deletion, so that the
     // window the area activates in its place is not taken for the user's choice.
     if (window == nullptr || Area() == nullptr || window->mdiArea() != Area())
@@ -486,8 +468,7 @@ void CWorkspacePlugin::ReleaseWidgets()
             pSubWindow->hide();
         }
     }
-    m_mapViewToWidget.clear();
-    m_mapWidgetToView.clear();
+    m_views.Clear();
     m_pActiveView = nullptr;
 }
 
@@ -498,12 +479,12 @@ QMdiArea* CWorkspacePlugin::Area() const
 
 QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
 {
-    const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    QWidget* pWidget = m_views.WidgetOf(view);
+    if (pWidget == nullptr || Area() == nullptr)
     {
         return nullptr;
     }
-    return SubWindowOf(Area(), it->second);
+    return SubWindowOf(Area(), pWidget);
 }
 
 void CWorkspacePlugin::SetCloseKeys(QMdiSubWindow* window, bool enabled)

@@ -10,7 +10,6 @@
 #include <QObject>
 #include <QPointer>
 
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -122,8 +121,7 @@ private:
     // tree owns the area.
     QPointer<QMdiArea> m_pWorkspace;
     bool m_bAreaGone = false; // set when the area starts its destruction
-    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
-    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    CViewWidgetMap m_views;
     // The view the repository last announced as active (ACTIVE_VIEW); may be unknown here.
     Zarn::CPluginBase* m_pActiveView = nullptr;
     // FOCUS_VIEW reporting; taken down while the workspace moves windows itself.
