@@ -40,9 +40,11 @@ class CValue;
 // Throws: Zarn::CException from its operations (texts such as "Invalid Documnet!" are kept as
 // other modules match them), Zarn::CExBadType / Zarn::CExBadParam for data of the wrong kind,
 // and whatever a factory or view throws. Nothing is wrapped: exceptions leave Init and
-// UpdateParameters unchanged, and the host logs them. Problems that end no operation (a view
-// factory that fails to load, a document no factory can show) go to the borrowed logger at levels
-// 4 and 3; a factory that makes no view (the user cancelled) is told on standard output.
+// UpdateParameters unchanged (Zarn::CPluginBase says what the host then does: a failed Init stops
+// the start, a failed message is logged at level 4 and delivery goes on). Problems that end no
+// operation (a view factory that fails to load, a document no factory can show) go to the borrowed
+// logger at levels 4 and 3; a factory that makes no view (the user cancelled) is told on standard
+// output.
 //
 // Handles: ADD_DOCUMENT, REMOVE_DOCUMENT, INVALID_DOCUMENT (its own echo), UPDATE_DOCUMENT,
 // CHANGED_DOCUMENT, FOCUS_DOCUMENT, ADD_VIEW, REMOVE_VIEW, INVALID_VIEW (its own echo),
