@@ -7,8 +7,9 @@ class QLabel;
 class QMovie;
 
 // The modal busy dialog: a message beside an optional animation, captioned "Working...".
-// Owned by CActivityDialogPlugin; GUI thread only. The animation plays while the dialog is
-// shown.
+// Owned by CActivityDialogPlugin; owns its labels and the animation (Qt children). GUI thread
+// only. The animation plays while the dialog is shown. Throws nothing of its own; sends and
+// handles no messages (its plug-in does).
 class CActivityDialog : public QDialog
 {
     Q_OBJECT

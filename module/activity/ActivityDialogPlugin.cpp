@@ -23,6 +23,11 @@ const char* const kDefaultMessage = "Please wait";
 CActivityDialogPlugin::CActivityDialogPlugin()
     : m_pMessageIdFactory(nullptr), m_strMessage(QString::fromLatin1(kDefaultMessage))
 {
+    m_messageTable.On("ACTIVITY_START", [this] { StartActivity(); })
+        .On("ACTIVITY_STOP", [this] { StopActivity(); })
+        .OnMessage("ACTIVITY_UPDATE",
+                   [this](const Zarn::CValueMap& message) { UpdateActivity(message); })
+        .OnData("ON_ACTION", [this](const Zarn::CValue* action) { OnAction(action); });
 }
 
 CActivityDialogPlugin::~CActivityDialogPlugin()
@@ -86,46 +91,53 @@ void CActivityDialogPlugin::HandleMessage(const Zarn::CValueMap& message)
     {
         return;
     }
-    if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_START"))
+    m_messageTable.Dispatch(m_pMessageIdFactory, message);
+}
+
+void CActivityDialogPlugin::StartActivity()
+{
+    if (m_pDialog)
     {
-        if (m_pDialog)
-        {
-            m_pDialog->SetMessage(m_strMessage);
-        }
+        m_pDialog->SetMessage(m_strMessage);
+    }
+    ShowDialog();
+}
+
+void CActivityDialogPlugin::StopActivity()
+{
+    m_strMessage = QString::fromLatin1(kDefaultMessage);
+    if (m_pDialog)
+    {
+        m_pDialog->hide();
+        m_pDialog->SetMessage(m_strMessage);
+    }
+}
+
+// The text is read as "data/message"; a message without it changes nothing.
+void CActivityDialogPlugin::UpdateActivity(const Zarn::CValueMap& message)
+{
+    const Zarn::CValue* pText = message.Entry("data/message", false);
+    if (pText == nullptr)
+    {
+        return;
+    }
+    const std::string& strText = pText->String().StdString();
+    m_strMessage = QString::fromStdString(strText);
+    // Standard output, not the log: watchers of the program's output read this line.
+    std::cout << "receiving message: " << strText << std::endl;
+    if (m_pDialog)
+    {
+        m_pDialog->SetMessage(m_strMessage);
+    }
+}
+
+// Only the text "popup_activity" shows the dialog; any other action or data is not ours.
+void CActivityDialogPlugin::OnAction(const Zarn::CValue* action)
+{
+    if (action != nullptr && action->GenericType() == Zarn::CValue::vtString &&
+        action->String().StdString() == "popup_activity")
+    {
         ShowDialog();
-    }
-    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_STOP"))
-    {
-        m_strMessage = QString::fromLatin1(kDefaultMessage);
-        if (m_pDialog)
-        {
-            m_pDialog->hide();
-            m_pDialog->SetMessage(m_strMessage);
-        }
-    }
-    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVITY_UPDATE"))
-    {
-        const Zarn::CValue* pText = message.Entry("data/message", false);
-        if (pText == nullptr)
-        {
-            return;
-        }
-        const std::string& strText = pText->String().StdString();
-        m_strMessage = QString::fromStdString(strText);
-        std::cout << "receiving message: " << strText << std::endl;
-        if (m_pDialog)
-        {
-            m_pDialog->SetMessage(m_strMessage);
-        }
-    }
-    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ON_ACTION"))
-    {
-        const Zarn::CValue* pAction = DocView::MessageData(message);
-        if (pAction != nullptr && pAction->GenericType() == Zarn::CValue::vtString &&
-            pAction->String().StdString() == "popup_activity")
-        {
-            ShowDialog();
-        }
     }
 }
 

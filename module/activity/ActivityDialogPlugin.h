@@ -1,5 +1,7 @@
 #pragma once
 
+#include "frame/MessageCatalogue.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 
 #include <QPointer>
@@ -14,11 +16,18 @@ namespace Zarn
 class CMessageIdFactory;
 } // namespace Zarn
 
-// Shows a modal busy dialog while other parts of the application work, on request by message:
-// ACTIVITY_START and the action "popup_activity" show it, ACTIVITY_UPDATE changes its text,
-// ACTIVITY_STOP hides it (no counting: every start shows, every stop hides). Created by the
-// module entry as "ActivityDialog". GUI thread only. Owns the dialog; the message id factory
-// borrowed in Init is never deleted.
+// Shows a modal busy dialog while other parts of the application work, on request by message.
+// Created by the module entry as "ActivityDialog".
+//
+// Thread: the GUI thread only; no locks.
+// Handles: ACTIVITY_START, ACTIVITY_STOP, ACTIVITY_UPDATE, ON_ACTION (compared in this order):
+// ACTIVITY_START and the action "popup_activity" show the dialog, ACTIVITY_UPDATE changes its
+// text, ACTIVITY_STOP hides it (no counting: every start shows, every stop hides). Sends nothing.
+// Throws: Init and UpdateParameters wrap every failure as one Zarn::CException naming
+// "CActivityDialogPlugin::Init" / "CActivityDialogPlugin::UpdateParameters". Borrows no logger:
+// a new text is echoed on standard output ("receiving message: ...") for watchers of the output.
+//
+// Owns the dialog; the message id factory borrowed in Init is lent by the host, never deleted.
 class CActivityDialogPlugin : public Zarn::CPluginBase
 {
 public:
@@ -45,9 +54,14 @@ public:
 
 private:
     void HandleMessage(const Zarn::CValueMap& message);
+    void StartActivity();
+    void StopActivity();
+    void UpdateActivity(const Zarn::CValueMap& message);
+    void OnAction(const Zarn::CValue* action);
     void ShowDialog();
 
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
+    Zarn::CMessageIdFactory* m_pMessageIdFactory; // lent by the host
+    DocView::CMessageTable m_messageTable;        // built once by the constructor
     // Owned; a QPointer as well so that a parent that goes first does not leave it dangling.
     QPointer<CActivityDialog> m_pDialog;
     QString m_strMessage;

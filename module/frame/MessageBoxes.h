@@ -6,6 +6,8 @@
 
 class QWidget;
 
+// The module's dialogs over the main window. Nothing here is owned past a call; the presenter
+// is kept until replaced. GUI thread only; throws nothing of its own; no messages.
 namespace DocView
 {
 

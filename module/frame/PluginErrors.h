@@ -1,5 +1,7 @@
 #pragma once
 
+// The one error wrapping of the module's plug-ins. Runs on the caller's thread, owns nothing and
+// sends no messages; what it throws is listed at each function.
 namespace DocView
 {
 

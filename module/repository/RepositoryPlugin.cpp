@@ -2,6 +2,7 @@
 
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
+#include "frame/Parameters.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Log/Logger.h>
@@ -92,6 +93,25 @@ void ReleasePlugin(Zarn::CPluginBase* plugin)
     delete plugin;
 }
 
+// The "factory" text of a "views" entry for the error lines; "UNKNWON" (deliberate spelling: log
+// readers match on it) when the entry has none.
+std::string FactoryNameOf(const Zarn::CValue* entry)
+{
+    try
+    {
+        if (entry != nullptr && entry->Map() != nullptr && entry->Map()->HasEntry(kFactory))
+        {
+            return StringEntry(*entry->Map(), kFactory, "UNKNWON");
+        }
+    }
+    catch (...)
+    {
+        // A "factory" of another kind fails again in the load itself, which reports it under the
+        // default name: nothing to report here.
+    }
+    return "UNKNWON";
+}
+
 } // namespace
 
 CRepositoryPlugin::CRepositoryPlugin()
@@ -99,6 +119,7 @@ CRepositoryPlugin::CRepositoryPlugin()
       m_pActiveDocument(nullptr), m_pActiveView(nullptr), m_pOrphanage(nullptr),
       m_bAutoRemoveDoc(false), m_bAutoSelectDoc(false), m_bAutoSelectView(false)
 {
+    m_messageTable = MakeMessageTable();
 }
 
 // Deletes none of the documents, views and factories: DeleteData() does that.
@@ -138,20 +159,8 @@ void CRepositoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameter
     LogLine(Zarn::CLogger::levelProgress,
             std::string("  autoselect view = ") + OnOff(m_bAutoSelectDoc));
 
-    const Zarn::CValue_Key viewsKey("views");
-    if (parameters.HasEntry(viewsKey))
-    {
-        const Zarn::CValue* pViews = parameters.Entry(viewsKey, true);
-        const Zarn::CValueVector* pEntries = pViews->Vector();
-        if (pEntries == nullptr)
-        {
-            throw Zarn::CExBadType(ZARN_LOCATION, pViews);
-        }
-        for (unsigned int i = 0; i < pEntries->Size(); ++i)
-        {
-            LoadViewFactory(pEntries->Entry(Zarn::CValue_Key(i), true));
-        }
-    }
+    DocView::ForEachListEntry(parameters, "views",
+                              [this](const Zarn::CValue* entry) { LoadViewFactory(entry); });
 
     UpdateControls();
 }
@@ -159,62 +168,10 @@ void CRepositoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameter
 // One "views" entry; every failure is logged here and Init goes on with the next entry.
 void CRepositoryPlugin::LoadViewFactory(const Zarn::CValue* entry)
 {
-    std::string strFactory = "UNKNWON"; // deliberate spelling: log readers match on it
+    const std::string strFactory = FactoryNameOf(entry);
     try
     {
-        if (entry != nullptr && entry->Map() != nullptr && entry->Map()->HasEntry(kFactory))
-        {
-            strFactory = StringEntry(*entry->Map(), kFactory, "UNKNWON");
-        }
-    }
-    catch (...)
-    {
-    }
-
-    try
-    {
-        Zarn::CValueMap parameters(*entry);
-        const std::string strName = parameters.EntryString(kFactory).StdString();
-        std::unique_ptr<Zarn::CPluginBase> pFactory(Zarn::GetNewPluginInstance(strName.c_str()));
-        if (pFactory == nullptr)
-        {
-            LogLine(Zarn::CLogger::levelError, "Can't load view factory plugin " + strName);
-            return;
-        }
-        QWidget* pParent = m_pOrphanage;
-        parameters.SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValuePointer<QWidget>(pParent));
-        Zarn::CPluginBase* pLoaded = pFactory.release();
-        m_setFactories.insert(pLoaded);
-        pLoaded->Init(nullptr, parameters);
-        LogLine(Zarn::CLogger::levelProgress,
-                "CRepositoryPlugin::Init Viewfactory plugin " + strName + " loaded.");
-
-        if (parameters.EntryBool(Zarn::CValue_Key("autocreate")))
-        {
-            m_lstAutoCreate.push_back(pLoaded);
-            LogLine(Zarn::CLogger::levelProgress, "  autocreate = on");
-        }
-        else
-        {
-            LogLine(Zarn::CLogger::levelProgress, "  autocreate = off");
-        }
-
-        const Zarn::CValue_Key actionKey("action");
-        if (parameters.HasEntry(actionKey))
-        {
-            const std::string strAction = parameters.EntryString(actionKey).StdString();
-            // The first factory keeps an action; a later one is logged but not registered.
-            m_mapActionFactory.emplace(strAction, pLoaded);
-            m_mapActionEnabled.emplace(strAction, false);
-            LogLine(Zarn::CLogger::levelProgress, "  action = " + strAction);
-        }
-        const Zarn::CValue_Key typeKey("type");
-        if (parameters.HasEntry(typeKey))
-        {
-            const std::string strType = parameters.EntryString(typeKey).StdString();
-            m_mapTypeFactory.emplace(strType, pLoaded);
-            LogLine(Zarn::CLogger::levelProgress, "  type = " + strType);
-        }
+        InitViewFactory(entry);
     }
     catch (const Zarn::CException& exception)
     {
@@ -234,6 +191,60 @@ void CRepositoryPlugin::LoadViewFactory(const Zarn::CValue* entry)
         // "login" is deliberate: log readers match on this line as it stands.
         LogLine(Zarn::CLogger::levelError,
                 "FATAL ERROR while login view factory plugin " + strFactory + "!");
+    }
+}
+
+// Creates the factory of one "views" entry, lends it the Orphanage as parent, keeps it from
+// before its Init on (a factory whose Init throws is released with the others) and registers it.
+void CRepositoryPlugin::InitViewFactory(const Zarn::CValue* entry)
+{
+    Zarn::CValueMap parameters(*entry);
+    const std::string strName = parameters.EntryString(kFactory).StdString();
+    std::unique_ptr<Zarn::CPluginBase> pFactory(Zarn::GetNewPluginInstance(strName.c_str()));
+    if (pFactory == nullptr)
+    {
+        LogLine(Zarn::CLogger::levelError, "Can't load view factory plugin " + strName);
+        return;
+    }
+    QWidget* pParent = m_pOrphanage;
+    parameters.SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValuePointer<QWidget>(pParent));
+    Zarn::CPluginBase* pLoaded = pFactory.release();
+    m_setFactories.insert(pLoaded);
+    pLoaded->Init(nullptr, parameters);
+    LogLine(Zarn::CLogger::levelProgress,
+            "CRepositoryPlugin::Init Viewfactory plugin " + strName + " loaded.");
+    RegisterViewFactory(parameters, pLoaded);
+}
+
+// What the factory serves: new documents ("autocreate"), an "action", a document "type".
+void CRepositoryPlugin::RegisterViewFactory(const Zarn::CValueMap& parameters,
+                                            Zarn::CPluginBase* factory)
+{
+    if (parameters.EntryBool(Zarn::CValue_Key("autocreate")))
+    {
+        m_lstAutoCreate.push_back(factory);
+        LogLine(Zarn::CLogger::levelProgress, "  autocreate = on");
+    }
+    else
+    {
+        LogLine(Zarn::CLogger::levelProgress, "  autocreate = off");
+    }
+
+    const Zarn::CValue_Key actionKey("action");
+    if (parameters.HasEntry(actionKey))
+    {
+        const std::string strAction = parameters.EntryString(actionKey).StdString();
+        // The first factory keeps an action; a later one is logged but not registered.
+        m_mapActionFactory.emplace(strAction, factory);
+        m_mapActionEnabled.emplace(strAction, false);
+        LogLine(Zarn::CLogger::levelProgress, "  action = " + strAction);
+    }
+    const Zarn::CValue_Key typeKey("type");
+    if (parameters.HasEntry(typeKey))
+    {
+        const std::string strType = parameters.EntryString(typeKey).StdString();
+        m_mapTypeFactory.emplace(strType, factory);
+        LogLine(Zarn::CLogger::levelProgress, "  type = " + strType);
     }
 }
 
@@ -284,88 +295,60 @@ void CRepositoryPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         return;
     }
-    Zarn::CMessageIdFactory* pIds = m_pMessageIdFactory;
-    if (DocView::IsMessage(pIds, message, "ADD_DOCUMENT"))
+    m_messageTable.Dispatch(m_pMessageIdFactory, message);
+}
+
+// The requests, in the order their ids are compared.
+DocView::CMessageTable CRepositoryPlugin::MakeMessageTable()
+{
+    using Zarn::CPluginBase;
+    using Zarn::CValueMap;
+    DocView::CMessageTable table;
+    table.OnPointer<CValueMap>("ADD_DOCUMENT", [this](CValueMap* doc) { AddDocument(doc); })
+        .OnPointer<CValueMap>("REMOVE_DOCUMENT", [this](CValueMap* doc) { RemoveDocument(doc); })
+        .OnPointer<CValueMap>("INVALID_DOCUMENT", [this](CValueMap* doc) { DeleteDocument(doc); })
+        .OnPointer<CValueMap>("UPDATE_DOCUMENT", [this](CValueMap* doc) { UpdateDocument(doc); })
+        .OnPointer<CValueMap>("CHANGED_DOCUMENT",
+                              [this](CValueMap* doc) { ClearDocumentUpdate(doc); })
+        .OnPointer<CValueMap>("FOCUS_DOCUMENT", [this](CValueMap* doc) { FocusDocument(doc); })
+        .OnMap("ADD_VIEW", [this](const CValueMap& request) { AddViewOnRequest(request); })
+        .OnPointer<CPluginBase>("REMOVE_VIEW",
+                                [this](CPluginBase* view) { RemoveView(view, m_bAutoRemoveDoc); })
+        .OnPointer<CPluginBase>("INVALID_VIEW", [this](CPluginBase* view) { KillView(view); })
+        .OnPointer<CPluginBase>("UPDATE_VIEW",
+                                [this](CPluginBase* view) { UpdateView(view, true); })
+        .OnPointer<CPluginBase>("FOCUS_VIEW", [this](CPluginBase* view) { FocusView(view); })
+        .OnMap("CREATE_VIEW", [this](const CValueMap& request) { CreateViewOnRequest(request); })
+        .OnText("ON_ACTION", [this](const std::string& action) { CreateViewOnAction(action); });
+    return table;
+}
+
+// ADD_VIEW: "settings" only if present (then a map), "view" and "document" always. A non-map
+// "settings" throws Zarn::CExBadType before anything changed.
+void CRepositoryPlugin::AddViewOnRequest(const Zarn::CValueMap& request)
+{
+    const Zarn::CValueMap* pSettings = nullptr;
+    if (request.HasEntry(kSettings))
     {
-        AddDocument(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "REMOVE_DOCUMENT"))
-    {
-        RemoveDocument(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "INVALID_DOCUMENT"))
-    {
-        DeleteDocument(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "UPDATE_DOCUMENT"))
-    {
-        UpdateDocument(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "CHANGED_DOCUMENT"))
-    {
-        ClearDocumentUpdate(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "FOCUS_DOCUMENT"))
-    {
-        FocusDocument(DocView::MessagePointer<Zarn::CValueMap>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "ADD_VIEW"))
-    {
-        const Zarn::CValue* pData = DocView::MessageData(message);
-        const Zarn::CValueMap* pRequest = pData->Map();
-        if (pRequest == nullptr)
+        const Zarn::CValue* pValue = request.Entry(kSettings, true);
+        pSettings = pValue->Map();
+        if (pSettings == nullptr)
         {
-            throw Zarn::CExBadType(ZARN_LOCATION, pData);
+            throw Zarn::CExBadType(ZARN_LOCATION, pValue);
         }
-        const Zarn::CValueMap* pSettings = nullptr;
-        if (pRequest->HasEntry(kSettings))
-        {
-            const Zarn::CValue* pValue = pRequest->Entry(kSettings, true);
-            pSettings = pValue->Map();
-            if (pSettings == nullptr)
-            {
-                throw Zarn::CExBadType(ZARN_LOCATION, pValue);
-            }
-        }
-        Zarn::CPluginBase* pView =
-            DocView::PointerOf<Zarn::CPluginBase>(pRequest->Entry(Zarn::CValue_Key("view"), true));
-        Zarn::CValueMap* pDoc =
-            DocView::PointerOf<Zarn::CValueMap>(pRequest->Entry(kDocument, true));
-        AddView(pDoc, pView, pSettings);
     }
-    else if (DocView::IsMessage(pIds, message, "REMOVE_VIEW"))
-    {
-        RemoveView(DocView::MessagePointer<Zarn::CPluginBase>(message), m_bAutoRemoveDoc);
-    }
-    else if (DocView::IsMessage(pIds, message, "INVALID_VIEW"))
-    {
-        KillView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "UPDATE_VIEW"))
-    {
-        UpdateView(DocView::MessagePointer<Zarn::CPluginBase>(message), true);
-    }
-    else if (DocView::IsMessage(pIds, message, "FOCUS_VIEW"))
-    {
-        FocusView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-    }
-    else if (DocView::IsMessage(pIds, message, "CREATE_VIEW"))
-    {
-        const Zarn::CValue* pData = DocView::MessageData(message);
-        const Zarn::CValueMap* pRequest = pData->Map();
-        if (pRequest == nullptr)
-        {
-            throw Zarn::CExBadType(ZARN_LOCATION, pData);
-        }
-        const std::string strType = pRequest->EntryString(Zarn::CValue_Key("type")).StdString();
-        Zarn::CValueMap* pDoc =
-            DocView::PointerOf<Zarn::CValueMap>(pRequest->Entry(kDocument, true));
-        CreateViewOnType(pDoc, strType);
-    }
-    else if (DocView::IsMessage(pIds, message, "ON_ACTION"))
-    {
-        CreateViewOnAction(DocView::MessageData(message)->String().StdString());
-    }
+    Zarn::CPluginBase* pView =
+        DocView::PointerOf<Zarn::CPluginBase>(request.Entry(Zarn::CValue_Key("view"), true));
+    Zarn::CValueMap* pDoc = DocView::PointerOf<Zarn::CValueMap>(request.Entry(kDocument, true));
+    AddView(pDoc, pView, pSettings);
+}
+
+// CREATE_VIEW: "type" and "document".
+void CRepositoryPlugin::CreateViewOnRequest(const Zarn::CValueMap& request)
+{
+    const std::string strType = request.EntryString(Zarn::CValue_Key("type")).StdString();
+    Zarn::CValueMap* pDoc = DocView::PointerOf<Zarn::CValueMap>(request.Entry(kDocument, true));
+    CreateViewOnType(pDoc, strType);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -555,6 +538,28 @@ void CRepositoryPlugin::CreateView(Zarn::CValueMap* doc, Zarn::CPluginBase* fact
         throw Zarn::CException("CRepositoryPlugin::CreateView", "Invalid Documnet!",
                                m_strName.c_str());
     }
+    Zarn::CPluginBase* pView = MakeViewWith(factory, doc);
+    if (pView == nullptr)
+    {
+        return;
+    }
+    std::optional<Zarn::CValueMap> settings;
+    try
+    {
+        settings = ActiveViewSettings();
+    }
+    catch (...)
+    {
+        ReleasePlugin(pView);
+        throw;
+    }
+    AddView(doc, pView, settings ? &*settings : nullptr);
+}
+
+// The factory's new view, owned by the caller from here on; null when the factory made none
+// (the user cancelled).
+Zarn::CPluginBase* CRepositoryPlugin::MakeViewWith(Zarn::CPluginBase* factory, Zarn::CValueMap* doc)
+{
     const std::string strLabel = LabelOf(doc);
     Zarn::CValueMap probe;
     SetDocumentProbe(probe, doc);
@@ -574,7 +579,7 @@ void CRepositoryPlugin::CreateView(Zarn::CValueMap* doc, Zarn::CPluginBase* fact
         // A normal outcome (the user cancelled), reported on standard output, not in the log.
         std::cout << "CRepositoryPlugin::CreateView - View plugin not created, user aborted?"
                   << std::endl;
-        return;
+        return nullptr;
     }
     Zarn::CPluginBase* pView = DocView::PointerOf<Zarn::CPluginBase>(pViewValue);
     if (pView == nullptr)
@@ -588,27 +593,25 @@ void CRepositoryPlugin::CreateView(Zarn::CValueMap* doc, Zarn::CPluginBase* fact
     // The repository owns the view from here on, whatever the factory's value said.
     pViewValue->Pointer()->Release();
     LogPlain("CRepositoryPlugin::CreateView - View plugin created for " + strLabel + ".");
+    return pView;
+}
 
-    std::optional<Zarn::CValueMap> settings;
-    if (m_pActiveView != nullptr)
+// A copy of the active view's "settings" map, for a new view to inherit; none without an active
+// view or such a map. What the active view's description throws passes out.
+std::optional<Zarn::CValueMap> CRepositoryPlugin::ActiveViewSettings()
+{
+    if (m_pActiveView == nullptr)
     {
-        try
-        {
-            Zarn::CValueMap active;
-            Describe(m_pActiveView, active);
-            const Zarn::CValue* pSettings = active.Entry(kSettings, false);
-            if (pSettings != nullptr && pSettings->Map() != nullptr)
-            {
-                settings.emplace(*pSettings->Map());
-            }
-        }
-        catch (...)
-        {
-            ReleasePlugin(pView);
-            throw;
-        }
+        return std::nullopt;
     }
-    AddView(doc, pView, settings ? &*settings : nullptr);
+    Zarn::CValueMap active;
+    Describe(m_pActiveView, active);
+    const Zarn::CValue* pSettings = active.Entry(kSettings, false);
+    if (pSettings == nullptr || pSettings->Map() == nullptr)
+    {
+        return std::nullopt;
+    }
+    return Zarn::CValueMap(*pSettings->Map());
 }
 
 void CRepositoryPlugin::CreateStandardView(Zarn::CValueMap* doc)

@@ -1,7 +1,8 @@
 #pragma once
 
 // The icon of a view that names none of its own: a framed picture, 32 x 32, 110 colours,
-// 2 characters per pixel, transparent first colour.
+// 2 characters per pixel, transparent first colour. Constant data of the module, readable from
+// any thread; no messages.
 namespace DocView
 {
 

@@ -65,6 +65,7 @@ CNavigatorPlugin::CNavigatorPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr),
       m_pListBox(new CViewListBox(nullptr, "")), m_pCurrentView(nullptr)
 {
+    m_messageTable = MakeMessageTable();
 }
 
 CNavigatorPlugin::~CNavigatorPlugin()
@@ -122,42 +123,47 @@ void CNavigatorPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
 
 void CNavigatorPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    DocView::RunWrapped(
-        "CNavigatorPlugin::UpdateParameters",
-        [&]
-        {
-            if (!DocView::HasMessageIdAndData(message))
-            {
-                return;
-            }
-            // Changes made on a message never echo as FOCUS_VIEW.
-            auto fnPaused = [this](auto&& handler)
-            {
-                CHighlightPause pause(Disconnect(), [this] { Connect(); });
-                handler();
-            };
-            if (DocView::IsMessage(m_pMessageIdFactory, message, "NEW_VIEW"))
-            {
-                Zarn::CPluginBase* pView = DocView::MessagePointer<Zarn::CPluginBase>(message);
-                fnPaused([&] { AddNewView(pView); });
-            }
-            if (DocView::IsMessage(m_pMessageIdFactory, message, "INVALID_VIEW"))
-            {
-                Zarn::CPluginBase* pView = DocView::MessagePointer<Zarn::CPluginBase>(message);
-                fnPaused([&] { RemoveView(pView); });
-            }
-            if (DocView::IsMessage(m_pMessageIdFactory, message, "VIEW_CHANGED"))
-            {
-                Zarn::CPluginBase* pView = DocView::MessagePointer<Zarn::CPluginBase>(message);
-                fnPaused([&] { UpdateView(pView); });
-            }
-            if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVE_VIEW") &&
-                IsPluginPointer(DocView::MessageData(message)))
-            {
-                Zarn::CPluginBase* pView = DocView::MessagePointer<Zarn::CPluginBase>(message);
-                fnPaused([&] { SetCurrent(pView); });
-            }
-        });
+    DocView::RunWrapped("CNavigatorPlugin::UpdateParameters",
+                        [&]
+                        {
+                            if (!DocView::HasMessageIdAndData(message))
+                            {
+                                return;
+                            }
+                            m_messageTable.Dispatch(m_pMessageIdFactory, message);
+                        });
+}
+
+// The view is unwrapped first, so that data of the wrong type throws before the list changes.
+DocView::CMessageTable CNavigatorPlugin::MakeMessageTable()
+{
+    using Zarn::CPluginBase;
+    DocView::CMessageTable table;
+    table
+        .OnPointer<CPluginBase>("NEW_VIEW",
+                                [this](CPluginBase* view) { RunPaused([&] { AddNewView(view); }); })
+        .OnPointer<CPluginBase>("INVALID_VIEW",
+                                [this](CPluginBase* view) { RunPaused([&] { RemoveView(view); }); })
+        .OnPointer<CPluginBase>("VIEW_CHANGED",
+                                [this](CPluginBase* view) { RunPaused([&] { UpdateView(view); }); })
+        .OnData("ACTIVE_VIEW",
+                [this](const Zarn::CValue* data)
+                {
+                    // Only a view pointer moves the mark; data of any other kind is ignored.
+                    if (IsPluginPointer(data))
+                    {
+                        CPluginBase* pView = DocView::PointerOf<CPluginBase>(data);
+                        RunPaused([&] { SetCurrent(pView); });
+                    }
+                });
+    return table;
+}
+
+void CNavigatorPlugin::RunPaused(const std::function<void()>& change)
+{
+    // Changes made on a message never echo as FOCUS_VIEW.
+    const CHighlightPause pause(Disconnect(), [this] { Connect(); });
+    change();
 }
 
 void CNavigatorPlugin::SlotHighlighted(int index)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frame/MessageCatalogue.h"
 #include "views/ViewListBox.h"
 
 #include <Zarn/Plugin/PluginBase.h>
@@ -8,6 +9,7 @@
 #include <QObject>
 #include <QPointer>
 
+#include <functional>
 #include <map>
 
 class QListWidgetItem;
@@ -18,14 +20,22 @@ class CMessageIdFactory;
 class CMessageThread;
 } // namespace Zarn
 
-// Lists every open view (caption, description, icon), follows NEW_VIEW, INVALID_VIEW,
-// VIEW_CHANGED and ACTIVE_VIEW, and posts FOCUS_VIEW when the user highlights an entry. Created
-// by the module entry as "Navigator"; the host holds its Zarn::CPluginBase part. GUI thread only.
+// Lists every open view (caption, description, icon) and posts FOCUS_VIEW when the user
+// highlights an entry. Created by the module entry as "Navigator"; the host holds its
+// Zarn::CPluginBase part.
+//
+// Thread: the GUI thread only (messages and the list's signal alike); no locks.
+// Handles: NEW_VIEW, INVALID_VIEW, VIEW_CHANGED, ACTIVE_VIEW (in this order; ACTIVE_VIEW only
+// with a view pointer as its data); sends: FOCUS_VIEW. The list's changes made on a message never
+// post FOCUS_VIEW.
+// Throws: Init and UpdateParameters wrap every failure as one Zarn::CException naming
+// "CNavigatorPlugin::Init" / "CNavigatorPlugin::UpdateParameters". Writes no log lines; a null
+// view on NEW_VIEW is reported on standard output.
 //
 // The list box exists from construction so that the setup record can name it; Init gives it its
 // parent. The destructor deletes it only while it has no parent (else the parent's owner does)
-// and never twice. Views are lent: the navigator only asks them for their description. The host
-// objects borrowed in Init are never deleted.
+// and never twice. The entries are the list box's. Views are lent: the navigator only asks them
+// for their description. The host objects borrowed in Init are never deleted.
 class CNavigatorPlugin : public QObject, public Zarn::CPluginBase
 {
     Q_OBJECT
@@ -42,8 +52,7 @@ public:
     // "tmp/commthread" and "tmp/messageidfactory", shows the list and follows its highlight.
     // Throws Zarn::CException naming "CNavigatorPlugin::Init".
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    // The list's changes made here never post FOCUS_VIEW. Throws Zarn::CException naming
-    // "CNavigatorPlugin::UpdateParameters".
+    // A map without both "id" and "data" is ignored.
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
     CViewListBox* ListBox() const { return m_pListBox.data(); }
@@ -73,6 +82,10 @@ public slots:
     QListWidgetItem* CreateListItem(Zarn::CPluginBase* pView);
 
 private:
+    DocView::CMessageTable MakeMessageTable();
+    // Runs a change of the list with the highlight connection taken down (and put back after,
+    // also when the change throws).
+    void RunPaused(const std::function<void()>& change);
     void Connect();
     bool Disconnect();
     // Enters the pair into both maps; a key already present keeps its old partner.
@@ -86,4 +99,5 @@ private:
     std::map<Zarn::CPluginBase*, QListWidgetItem*> m_mapViewToItem;
     Zarn::CPluginBase* m_pCurrentView;
     Zarn::CString m_strName;
+    DocView::CMessageTable m_messageTable; // built once by the constructor
 };

@@ -2,6 +2,7 @@
 
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
+#include "frame/Parameters.h"
 #include "frame/PluginErrors.h"
 
 #include <Zarn/Exception/Exception.h>
@@ -36,6 +37,8 @@ void PrintLine(const std::string& text)
 CViewFactoryPlugin::CViewFactoryPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pOrphanage(nullptr)
 {
+    m_messageTable.OnPointer<Zarn::CValueMap>("NEW_DOCUMENT", [this](Zarn::CValueMap* document)
+                                              { AddCreateView(document); });
 }
 
 CViewFactoryPlugin::~CViewFactoryPlugin()
@@ -56,38 +59,27 @@ void CViewFactoryPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 
 void CViewFactoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
-    DocView::RunWrapped(
-        "CViewFactoryPlugin::Init",
-        [&]
-        {
-            // Init runs once; should it run again, widgets may already hang on the orphanage.
-            if (m_pOrphanage == nullptr)
-            {
-                m_pOrphanage = new QLabel(
-                    QStringLiteral("Orphanage - If you can see this, something's wrong!"));
-                m_pOrphanage->setObjectName(QStringLiteral("Orphanage"));
-                m_pOrphanage->hide();
-            }
+    DocView::RunWrapped("CViewFactoryPlugin::Init",
+                        [&]
+                        {
+                            // Init runs once; should it run again, widgets may already hang on the
+                            // orphanage.
+                            if (m_pOrphanage == nullptr)
+                            {
+                                m_pOrphanage = new QLabel(QStringLiteral(
+                                    "Orphanage - If you can see this, something's wrong!"));
+                                m_pOrphanage->setObjectName(QStringLiteral("Orphanage"));
+                                m_pOrphanage->hide();
+                            }
 
-            m_pCommThread = DocView::BorrowCommThread();
-            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
+                            m_pCommThread = DocView::BorrowCommThread();
+                            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
 
-            const Zarn::CValue_Key viewsKey("views");
-            if (parameters.HasEntry(viewsKey))
-            {
-                const Zarn::CValue* pViews = parameters.Entry(viewsKey, true);
-                const Zarn::CValueVector* pEntries = pViews->Vector();
-                if (pEntries == nullptr)
-                {
-                    throw Zarn::CExBadType(ZARN_LOCATION, pViews);
-                }
-                const bool bHasParent = parameters.HasEntry(Zarn::CValue_Key("parent"));
-                for (unsigned int i = 0; i < pEntries->Size(); ++i)
-                {
-                    LoadFactory(pEntries->Entry(Zarn::CValue_Key(i), true), bHasParent);
-                }
-            }
-        });
+                            const bool bHasParent = parameters.HasEntry(Zarn::CValue_Key("parent"));
+                            DocView::ForEachListEntry(parameters, "views",
+                                                      [this, bHasParent](const Zarn::CValue* entry)
+                                                      { LoadFactory(entry, bHasParent); });
+                        });
 }
 
 // One "views" entry; whatever fails is printed and ends this entry only.
@@ -172,10 +164,7 @@ void CViewFactoryPlugin::UpdateParameters(const Zarn::CValueMap& message)
                             {
                                 return;
                             }
-                            if (DocView::IsMessage(m_pMessageIdFactory, message, "NEW_DOCUMENT"))
-                            {
-                                AddCreateView(DocView::MessagePointer<Zarn::CValueMap>(message));
-                            }
+                            m_messageTable.Dispatch(m_pMessageIdFactory, message);
                         });
 }
 

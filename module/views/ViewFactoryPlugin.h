@@ -1,5 +1,7 @@
 #pragma once
 
+#include "frame/MessageCatalogue.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 
 #include <list>
@@ -14,8 +16,17 @@ class CValue;
 } // namespace Zarn
 
 // Turns each new document into a view through the configured view factory plug-ins. Created by
-// the module entry as "ViewFactory". GUI thread only. The host objects borrowed in Init are never
-// deleted. Progress and error lines go to standard output, one flushed line each.
+// the module entry as "ViewFactory".
+//
+// Thread: the GUI thread only; no locks.
+// Handles: NEW_DOCUMENT; sends: ADD_VIEW (the new view goes to the repository with it).
+// Throws: Init and UpdateParameters wrap every failure as one Zarn::CException naming
+// "CViewFactoryPlugin::Init" / "CViewFactoryPlugin::UpdateParameters"; a broken "views" entry ends
+// only that entry. Borrows no logger: its progress and error lines go to standard output, one
+// flushed line each, as readers of that output expect.
+//
+// Owns the factories and the orphanage label; never the views (lent to the repository at once)
+// nor the host objects borrowed in Init.
 class CViewFactoryPlugin : public Zarn::CPluginBase
 {
 public:
@@ -46,8 +57,13 @@ private:
     // parent), since their views own them.
     void DeleteOrphanage();
 
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
-    Zarn::CMessageThread* m_pCommThread;
-    std::list<Zarn::CPluginBase*> m_lstFactories; // owned, in configuration order
-    QLabel* m_pOrphanage; // owned; hidden provisional parent of the factories' widgets
+    Zarn::CMessageIdFactory* m_pMessageIdFactory; // lent by the host
+    Zarn::CMessageThread* m_pCommThread;          // lent by the host
+    DocView::CMessageTable m_messageTable;        // built once by the constructor
+    // Owned, in configuration order. Raw pointers: DeleteData() releases each through its own
+    // DeleteData() first, and the destructor must not delete them again.
+    std::list<Zarn::CPluginBase*> m_lstFactories;
+    // Owned; hidden provisional parent of the factories' widgets. Deleted by DeleteOrphanage(),
+    // which first takes the views' widgets off it, so no unique_ptr.
+    QLabel* m_pOrphanage;
 };

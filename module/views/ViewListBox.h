@@ -8,7 +8,8 @@ class QWidget;
 
 // The navigator's list: a QListWidget whose CViewListBoxItem entries are sized and painted by
 // the items themselves (through a delegate the list owns); other entries look as usual.
-// GUI thread only.
+// Owns its entries and the delegate; lends entries to the navigator. GUI thread only. Throws
+// nothing of its own; sends and handles no messages (the navigator does).
 class CViewListBox : public QListWidget
 {
     Q_OBJECT

@@ -11,7 +11,9 @@ class QPoint;
 
 // One view's entry of the navigator: icon, caption in bold and a description two points smaller.
 // The list box's delegate asks it for its size and lets it paint itself; its geometry is fixed
-// by the fonts and the icon (see Width, Height, Paint). GUI thread only.
+// by the fonts and the icon (see Width, Height, Paint). Owned by the list it is in (or by whoever
+// took it out); owns copies of its texts, icon and fonts. GUI thread only. Throws nothing of its
+// own; no messages.
 class CViewListBoxItem : public QListWidgetItem
 {
 public:

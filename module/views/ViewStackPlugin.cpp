@@ -2,7 +2,6 @@
 
 #include "views/ContainerWidget.h"
 
-#include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
 
@@ -20,8 +19,11 @@ using CViewStackWidget = CContainerWidget<QStackedWidget>;
 } // namespace
 
 CViewStackPlugin::CViewStackPlugin()
-    : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strWidgetPath("WidgetPtr"), m_pEmptyWidget(nullptr), m_pCurrentWidget(nullptr)
+    : m_host("CViewStackPlugin"), m_messageTable(CViewContainerHost::MakeViewTable(
+                                      [this](Zarn::CPluginBase* view) { AddView(view); },
+                                      [this](Zarn::CPluginBase* view) { RemoveView(view); },
+                                      [this](Zarn::CPluginBase* view) { ActivateView(view); })),
+      m_pEmptyWidget(nullptr), m_pCurrentWidget(nullptr)
 {
     m_pWidgetStack = NewStack();
 }
@@ -58,15 +60,14 @@ QStackedWidget* CViewStackPlugin::NewStack()
 
 void CViewStackPlugin::ReleasePages()
 {
-    for (const auto& [pView, pWidget] : m_mapViewToWidget)
+    for (const auto& [pView, pWidget] : m_views.Widgets())
     {
         if (m_setDummies.count(pWidget) == 0)
         {
             Release(pWidget);
         }
     }
-    m_mapViewToWidget.clear();
-    m_mapWidgetToView.clear();
+    m_views.Clear();
 }
 
 void CViewStackPlugin::Release(QWidget* widget)
@@ -83,70 +84,41 @@ void CViewStackPlugin::Release(QWidget* widget)
 
 void CViewStackPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
-                   new Zarn::CValuePointer<QWidget>(m_pWidgetStack.data()));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("QtWidget"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ViewStack"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
+    m_host.WriteSetup(setup, m_pWidgetStack.data(), "ViewStack");
 }
 
 void CViewStackPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
-    DocView::RunWrapped(
-        "CViewStackPlugin::Init",
-        [&]
-        {
-            QWidget* pParent = nullptr;
-            const Zarn::CValue_Key parentKey("parent");
-            if (parameters.HasEntry(parentKey))
-            {
-                pParent = DocView::PointerOf<QWidget>(parameters.Entry(parentKey, true));
-            }
-            m_strName =
-                parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("CViewStackPlugin"));
-            m_pCommThread = DocView::BorrowCommThread();
-            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
-            m_strWidgetPath =
-                parameters.EntryString(Zarn::CValue_Key("widgetpath"), Zarn::CString("WidgetPtr"));
-            if (!m_pWidgetStack)
-            {
-                m_pWidgetStack = NewStack();
-            }
-            if (pParent != nullptr)
-            {
-                m_pWidgetStack->setParent(pParent);
-            }
-            m_pWidgetStack->setObjectName(QString::fromUtf8(m_strName.c_str()));
+    DocView::RunWrapped("CViewStackPlugin::Init",
+                        [&]
+                        {
+                            QWidget* pParent = m_host.ReadInit(parameters);
+                            if (!m_pWidgetStack)
+                            {
+                                m_pWidgetStack = NewStack();
+                            }
+                            if (pParent != nullptr)
+                            {
+                                m_pWidgetStack->setParent(pParent);
+                            }
+                            m_pWidgetStack->setObjectName(QString::fromUtf8(m_host.Name().c_str()));
+                            AddEmptyPage();
+                            ConnectStack();
+                        });
+}
 
-            m_pEmptyWidget = new QWidget(m_pWidgetStack);
-            m_pEmptyWidget->setObjectName(QStringLiteral("empty"));
-            m_pWidgetStack->addWidget(m_pEmptyWidget);
-            m_pEmptyWidget->show();
-            m_pCurrentWidget = m_pEmptyWidget;
-
-            ConnectStack();
-        });
+void CViewStackPlugin::AddEmptyPage()
+{
+    m_pEmptyWidget = new QWidget(m_pWidgetStack);
+    m_pEmptyWidget->setObjectName(QStringLiteral("empty"));
+    m_pWidgetStack->addWidget(m_pEmptyWidget);
+    m_pEmptyWidget->show();
+    m_pCurrentWidget = m_pEmptyWidget;
 }
 
 void CViewStackPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    if (!DocView::HasMessageIdAndData(message))
-    {
-        return;
-    }
-    if (DocView::IsMessage(m_pMessageIdFactory, message, "NEW_VIEW"))
-    {
-        AddView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-    }
-    else if (DocView::IsMessage(m_pMessageIdFactory, message, "INVALID_VIEW"))
-    {
-        RemoveView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-    }
-    else if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVE_VIEW"))
-    {
-        ActivateView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-    }
+    m_host.Dispatch(m_messageTable, message);
 }
 
 void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
@@ -159,7 +131,7 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
     view->GetPluginSetup(setup);
 
     QWidget* pWidget = nullptr;
-    const Zarn::CValue* pEntry = setup.Entry(m_strWidgetPath.c_str(), false);
+    const Zarn::CValue* pEntry = m_host.WidgetEntry(setup);
     if (pEntry != nullptr)
     {
         pWidget = DocView::PointerOf<QWidget>(pEntry);
@@ -173,8 +145,7 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
         m_setDummies.insert(pWidget);
     }
 
-    m_mapViewToWidget.emplace(view, pWidget);
-    m_mapWidgetToView.emplace(pWidget, view);
+    m_views.Enter(view, pWidget);
 
     m_pWidgetStack->addWidget(pWidget);
     // A new view comes to the front only when the repository announces it as active.
@@ -183,16 +154,8 @@ void CViewStackPlugin::AddView(Zarn::CPluginBase* view)
 
 void CViewStackPlugin::RemoveView(Zarn::CPluginBase* view)
 {
-    const auto itView = m_mapViewToWidget.find(view);
-    if (itView == m_mapViewToWidget.end())
-    {
-        return;
-    }
-    QWidget* pWidget = itView->second;
-    m_mapViewToWidget.erase(itView);
-    m_mapWidgetToView.erase(pWidget);
-
-    if (!m_pWidgetStack)
+    QWidget* pWidget = m_views.Take(view);
+    if (pWidget == nullptr || !m_pWidgetStack)
     {
         return;
     }
@@ -216,23 +179,21 @@ void CViewStackPlugin::ActivateView(Zarn::CPluginBase* view)
 {
     // Raising a page here must not come back as a focus request.
     DisconnectStack();
-    const auto itView = m_mapViewToWidget.find(view);
-    m_pCurrentWidget = itView != m_mapViewToWidget.end() ? itView->second : m_pEmptyWidget;
+    QWidget* pWidget = m_views.WidgetOf(view);
+    m_pCurrentWidget = pWidget != nullptr ? pWidget : m_pEmptyWidget;
     Raise(m_pCurrentWidget);
     ConnectStack();
 }
 
 void CViewStackPlugin::SlotWidgetActivated(QWidget* widget)
 {
-    const auto itWidget = m_mapWidgetToView.find(widget);
-    if (itWidget == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(widget);
+    if (pView == nullptr)
     {
         return;
     }
     m_pCurrentWidget = widget;
-    // The view pointer stands directly as the data, not inside a map.
-    DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, "FOCUS_VIEW",
-                         new Zarn::CValuePointer<Zarn::CPluginBase>(itWidget->second));
+    m_host.PostView("FOCUS_VIEW", pView);
 }
 
 void CViewStackPlugin::ConnectStack()

@@ -1,30 +1,28 @@
 #pragma once
 
+#include "views/ViewContainerHost.h"
+
 #include <Zarn/Plugin/PluginBase.h>
-#include <Zarn/String/String.h>
 
 #include <QMetaObject>
 #include <QObject>
 #include <QPointer>
 
-#include <map>
 #include <set>
 
 class QStackedWidget;
 class QWidget;
 
-namespace Zarn
-{
-class CLogger;
-class CMessageIdFactory;
-class CMessageThread;
-} // namespace Zarn
-
 // A stack of view widgets, showing one at a time. Created by the module entry as "ViewStack"; the
-// host holds its Zarn::CPluginBase part. GUI thread only.
+// host holds its Zarn::CPluginBase part.
 //
-// The repository decides which view is current: the stack raises a page only for ACTIVE_VIEW (or
-// when the current view goes) and reports a page the user brings up with FOCUS_VIEW.
+// Thread: the GUI thread only (messages and the stack's signal alike); no locks.
+// Handles: NEW_VIEW, INVALID_VIEW, ACTIVE_VIEW (in this order); sends: FOCUS_VIEW. The repository
+// decides which view is current: the stack raises a page only for ACTIVE_VIEW (or when the
+// current view goes) and reports a page the user brings up with FOCUS_VIEW, never one it raised.
+// Throws: Init wraps every failure as one Zarn::CException naming "CViewStackPlugin::Init";
+// UpdateParameters is not wrapped: data of the wrong type throws the unwrapping's
+// Zarn::CExBadParam to the host unchanged, before anything changed. Writes no log lines.
 //
 // Owns its QStackedWidget only while it has no parent: the destructor deletes a parentless stack
 // and leaves one with a parent to it. It never owns the views; their pages are lent by the views
@@ -41,15 +39,10 @@ public:
     ~CViewStackPlugin() override;
 
     using Zarn::CPluginBase::Init;
-    // "Version", "WidgetPtr" (the QStackedWidget, not owned by the record), "PluginType",
-    // "PluginSubType", "PluginName" (empty before Init).
+    // The setup record of CViewContainerHost::WriteSetup with the QStackedWidget, "ViewStack".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Reads "parent" (the stack's parent widget), "name" (default "CViewStackPlugin") and
-    // "widgetpath" (default "WidgetPtr"), borrows "tmp/commthread" and "tmp/messageidfactory" and
-    // puts up the empty page. Throws Zarn::CException naming "CViewStackPlugin::Init".
+    // CViewContainerHost::ReadInit (the parent is the stack's), then the empty page.
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    // NEW_VIEW, INVALID_VIEW and ACTIVE_VIEW; other messages are ignored. Not wrapped: data of
-    // the wrong type throws Zarn::CExBadParam to the host unchanged, before anything changed.
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
     // Gives the view a page (its widget, or a placeholder) without bringing it to the front.
@@ -67,6 +60,8 @@ public slots:
 private:
     // A new stack whose destruction first releases the views' pages.
     QStackedWidget* NewStack();
+    // The "empty" page, shown while no view is active.
+    void AddEmptyPage();
     // Takes every view's page off the stack (hidden, without parent) and forgets all views.
     void ReleasePages();
     // Takes one page off the stack and out of its widget tree.
@@ -76,16 +71,14 @@ private:
     // Makes `widget` current and raises it.
     void Raise(QWidget* widget);
 
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
-    Zarn::CMessageThread* m_pCommThread;
-    Zarn::CLogger* m_pLogger; // this plug-in borrows no logger: stays null
-    Zarn::CString m_strName;
-    Zarn::CString m_strWidgetPath;
+    CViewContainerHost m_host;
+    DocView::CMessageTable m_messageTable;
+    // The stack is deleted by hand (see above) rather than held by a unique_ptr: with a parent,
+    // Qt's widget tree owns it.
     QPointer<QStackedWidget> m_pWidgetStack;
     QWidget* m_pEmptyWidget;   // child of the stack
     QWidget* m_pCurrentWidget; // not owned
-    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
-    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    CViewWidgetMap m_views;
     std::set<QWidget*> m_setDummies;      // the placeholders made here, children of the stack
     QMetaObject::Connection m_connection; // currentChanged -> SlotWidgetActivated
 };

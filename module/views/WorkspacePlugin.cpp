@@ -2,7 +2,6 @@
 
 #include "views/ContainerWidget.h"
 
-#include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
 
@@ -133,8 +132,10 @@ private:
 };
 
 CWorkspacePlugin::CWorkspacePlugin()
-    : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strWidgetPath("WidgetPtr")
+    : m_host("CWorkspacePlugin"), m_messageTable(CViewContainerHost::MakeViewTable(
+                                      [this](Zarn::CPluginBase* view) { AddView(view); },
+                                      [this](Zarn::CPluginBase* view) { RemoveView(view); },
+                                      [this](Zarn::CPluginBase* view) { ActivateView(view); }))
 {
     auto* pArea = new CWorkspaceArea;
     pArea->m_fnBeforeDestruction = [this]
@@ -166,70 +167,36 @@ CWorkspacePlugin::~CWorkspacePlugin()
 
 void CWorkspacePlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("WidgetPtr"), new Zarn::CValuePointer<QWidget>(Area()));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("QtWidget"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Workspace"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
+    m_host.WriteSetup(setup, Area(), "Workspace");
 }
 
 void CWorkspacePlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
 {
-    DocView::RunWrapped(
-        "CWorkspacePlugin::Init",
-        [&]
-        {
-            QWidget* pParent = nullptr;
-            const Zarn::CValue_Key keyParent("parent");
-            if (parameters.HasEntry(keyParent))
-            {
-                pParent = DocView::PointerOf<QWidget>(parameters.Entry(keyParent, true));
-            }
-            m_strName =
-                parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("CWorkspacePlugin"));
-            m_pCommThread = DocView::BorrowCommThread();
-            m_pMessageIdFactory = DocView::BorrowMessageIdFactory();
-            m_strWidgetPath =
-                parameters.EntryString(Zarn::CValue_Key("widgetpath"), Zarn::CString("WidgetPtr"));
-            if (Area() != nullptr)
-            {
-                if (pParent != nullptr)
-                {
-                    Area()->setParent(pParent);
-                }
-                Area()->setObjectName(QString::fromUtf8(m_strName.c_str()));
-                if (!m_pInputWatch)
-                {
-                    m_pInputWatch = std::make_unique<CUserInputWatch>();
-                }
-                ConnectActivation();
-            }
-        });
+    DocView::RunWrapped("CWorkspacePlugin::Init",
+                        [&]
+                        {
+                            QWidget* pParent = m_host.ReadInit(parameters);
+                            if (Area() == nullptr)
+                            {
+                                return;
+                            }
+                            if (pParent != nullptr)
+                            {
+                                Area()->setParent(pParent);
+                            }
+                            Area()->setObjectName(QString::fromUtf8(m_host.Name().c_str()));
+                            if (!m_pInputWatch)
+                            {
+                                m_pInputWatch = std::make_unique<CUserInputWatch>();
+                            }
+                            ConnectActivation();
+                        });
 }
 
 void CWorkspacePlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
     DocView::RunWrapped("CWorkspacePlugin::UpdateParameters",
-                        [&]
-                        {
-                            if (m_pMessageIdFactory == nullptr ||
-                                !DocView::HasMessageIdAndData(message))
-                            {
-                                return;
-                            }
-                            if (DocView::IsMessage(m_pMessageIdFactory, message, "NEW_VIEW"))
-                            {
-                                AddView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-                            }
-                            if (DocView::IsMessage(m_pMessageIdFactory, message, "INVALID_VIEW"))
-                            {
-                                RemoveView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-                            }
-                            if (DocView::IsMessage(m_pMessageIdFactory, message, "ACTIVE_VIEW"))
-                            {
-                                ActivateView(DocView::MessagePointer<Zarn::CPluginBase>(message));
-                            }
-                        });
+                        [&] { m_host.Dispatch(m_messageTable, message); });
 }
 
 void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
@@ -240,7 +207,7 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     }
     Zarn::CValueMap setup;
     view->GetPluginSetup(setup);
-    const Zarn::CValue* pEntry = setup.Entry(Zarn::CValue_Path(m_strWidgetPath.StdString()), false);
+    const Zarn::CValue* pEntry = m_host.WidgetEntry(setup);
     if (pEntry == nullptr)
     {
         return; // no widget, no window: unlike the view stack there is no placeholder
@@ -252,8 +219,7 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     }
     const bool bShowMaximized = setup.EntryBool(Zarn::CValue_Key("showmaximized"), true);
 
-    m_mapViewToWidget.insert({view, pWidget});
-    m_mapWidgetToView.insert({pWidget, view});
+    m_views.Enter(view, pWidget);
     pWidget->installEventFilter(this);
 
     // The window keeps the widget's own position and size, frame added around it. Shown while a
@@ -262,26 +228,12 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     const QRect rectWidget = pWidget->geometry();
     const QMdiSubWindow* pCover = Area()->activeSubWindow();
     const bool bCovered = pCover != nullptr && pCover->isMaximized();
-    QMdiSubWindow* pSubWindow = SubWindowOf(Area(), pWidget);
     // Showing a window activates it: Qt's doing, not the user's.
     const QScopedValueRollback<bool> arranging(m_bArranging, true);
+    QMdiSubWindow* pSubWindow = SubWindowOf(Area(), pWidget);
     if (pSubWindow == nullptr)
     {
-        pSubWindow = Area()->addSubWindow(pWidget, kWindowFlags);
-        SetCloseKeys(pSubWindow, false);
-        HideStayOnTopEntry(pSubWindow);
-        // A destroyed widget is forgotten and its emptied window leaves the area at once.
-        QObject::connect(pWidget, &QObject::destroyed, this,
-                         [this, pWidget, pFrame = QPointer<QWidget>(pSubWindow)]
-                         {
-                             // When the window itself is being destroyed (its children go in
-                             // its QWidget destructor), it is no longer a sub-window: null.
-                             ForgetWidget(pWidget, qobject_cast<QMdiSubWindow*>(pFrame.data()));
-                         });
-        QObject::connect(pSubWindow, &QMdiSubWindow::windowStateChanged, this,
-                         [this, pFrame = QPointer<QMdiSubWindow>(pSubWindow)](
-                             Qt::WindowStates oldState, Qt::WindowStates newState)
-                         { SlotWindowStateChanged(pFrame.data(), oldState, newState); });
+        pSubWindow = NewSubWindow(pWidget);
     }
     pSubWindow->setGeometry(
         QRect(rectWidget.topLeft(), rectWidget.size().grownBy(pSubWindow->contentsMargins())));
@@ -294,23 +246,38 @@ void CWorkspacePlugin::AddView(Zarn::CPluginBase* view)
     SetCloseKeys(Area()->activeSubWindow(), true);
 }
 
+QMdiSubWindow* CWorkspacePlugin::NewSubWindow(QWidget* widget)
+{
+    QMdiSubWindow* pSubWindow = Area()->addSubWindow(widget, kWindowFlags);
+    SetCloseKeys(pSubWindow, false);
+    HideStayOnTopEntry(pSubWindow);
+    // A destroyed widget is forgotten and its emptied window leaves the area at once.
+    QObject::connect(widget, &QObject::destroyed, this,
+                     [this, widget, pFrame = QPointer<QWidget>(pSubWindow)]
+                     {
+                         // When the window itself is being destroyed (its children go in its
+                         // QWidget destructor), it is no longer a sub-window: null.
+                         ForgetWidget(widget, qobject_cast<QMdiSubWindow*>(pFrame.data()));
+                     });
+    QObject::connect(pSubWindow, &QMdiSubWindow::windowStateChanged, this,
+                     [this, pFrame = QPointer<QMdiSubWindow>(pSubWindow)](Qt::WindowStates oldState,
+                                                                          Qt::WindowStates newState)
+                     { SlotWindowStateChanged(pFrame.data(), oldState, newState); });
+    return pSubWindow;
+}
+
 void CWorkspacePlugin::RemoveView(Zarn::CPluginBase* view)
 {
-    const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end())
+    if (QWidget* pWidget = m_views.Take(view); pWidget != nullptr)
     {
-        return;
+        pWidget->removeEventFilter(this);
     }
-    QWidget* pWidget = it->second;
-    m_mapViewToWidget.erase(it);
-    m_mapWidgetToView.erase(pWidget);
-    pWidget->removeEventFilter(this);
 }
 
 void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 {
     m_pActiveView = view;
-    if (m_mapViewToWidget.count(view) == 0 || Area() == nullptr || m_bActivationPending)
+    if (!m_views.HoldsView(view) || Area() == nullptr || m_bActivationPending)
     {
         return;
     }
@@ -324,12 +291,11 @@ void CWorkspacePlugin::ActivateView(Zarn::CPluginBase* view)
 void CWorkspacePlugin::ApplyActiveView()
 {
     m_bActivationPending = false;
-    const auto it = m_mapViewToWidget.find(m_pActiveView);
-    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    QWidget* pWidget = m_views.WidgetOf(m_pActiveView);
+    if (pWidget == nullptr || Area() == nullptr)
     {
         return;
     }
-    QWidget* pWidget = it->second;
     DisconnectActivation();
     ActivateWindow(SubWindowOf(Area(), pWidget));
     pWidget->setFocus();
@@ -362,12 +328,12 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
     {
         return false;
     }
-    const auto it = m_mapWidgetToView.find(qobject_cast<QWidget*>(watched));
-    if (it == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(qobject_cast<QWidget*>(watched));
+    if (pView == nullptr)
     {
         return false;
     }
-    PostView("REMOVE_VIEW", it->second);
+    m_host.PostView("REMOVE_VIEW", pView);
     // Ignored and filtered: the widget and its window stay open until the repository removes the
     // view (INVALID_VIEW) and the view destroys the widget.
     event->ignore();
@@ -376,12 +342,10 @@ bool CWorkspacePlugin::eventFilter(QObject* watched, QEvent* event)
 
 void CWorkspacePlugin::SlotWidgetActivated(QWidget* widget)
 {
-    const auto it = m_mapWidgetToView.find(widget);
-    if (it == m_mapWidgetToView.end())
+    if (Zarn::CPluginBase* pView = m_views.ViewOf(widget); pView != nullptr)
     {
-        return;
+        m_host.PostView("FOCUS_VIEW", pView);
     }
-    PostView("FOCUS_VIEW", it->second);
 }
 
 void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
@@ -395,8 +359,8 @@ void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
     {
         return; // the workspace's own moves are no choice of the user's
     }
-    const auto it = m_mapWidgetToView.find(window->widget());
-    if (it == m_mapWidgetToView.end())
+    Zarn::CPluginBase* pView = m_views.ViewOf(window->widget());
+    if (pView == nullptr)
     {
         return;
     }
@@ -408,7 +372,7 @@ void CWorkspacePlugin::SlotSubWindowActivated(QMdiSubWindow* window)
     // Qt activated a window by itself, typically the one it remembers from before the
     // repository's last ACTIVE_VIEW: the repository's choice stands. Once the area has finished
     // this activation: a nested one would leave both windows marked active.
-    if (it->second != m_pActiveView)
+    if (pView != m_pActiveView)
     {
         QMetaObject::invokeMethod(
             this, [this] { ReactivateActiveViewWindow(); }, Qt::QueuedConnection);
@@ -467,16 +431,7 @@ void CWorkspacePlugin::SlotWindowStateChanged(QMdiSubWindow* window, Qt::WindowS
 
 void CWorkspacePlugin::ForgetWidget(QWidget* widget, QMdiSubWindow* window)
 {
-    const auto it = m_mapWidgetToView.find(widget);
-    if (it != m_mapWidgetToView.end())
-    {
-        const auto itView = m_mapViewToWidget.find(it->second);
-        if (itView != m_mapViewToWidget.end() && itView->second == widget)
-        {
-            m_mapViewToWidget.erase(itView);
-        }
-        m_mapWidgetToView.erase(it);
-    }
+    m_views.TakeWidget(widget);
     // The emptied window leaves the area now rather than at its deferred deletion, so that the
     // window the area activates in its place is not taken for the user's choice.
     if (window == nullptr || Area() == nullptr || window->mdiArea() != Area())
@@ -513,8 +468,7 @@ void CWorkspacePlugin::ReleaseWidgets()
             pSubWindow->hide();
         }
     }
-    m_mapViewToWidget.clear();
-    m_mapWidgetToView.clear();
+    m_views.Clear();
     m_pActiveView = nullptr;
 }
 
@@ -525,12 +479,12 @@ QMdiArea* CWorkspacePlugin::Area() const
 
 QMdiSubWindow* CWorkspacePlugin::WindowOfView(Zarn::CPluginBase* view) const
 {
-    const auto it = m_mapViewToWidget.find(view);
-    if (it == m_mapViewToWidget.end() || Area() == nullptr)
+    QWidget* pWidget = m_views.WidgetOf(view);
+    if (pWidget == nullptr || Area() == nullptr)
     {
         return nullptr;
     }
-    return SubWindowOf(Area(), it->second);
+    return SubWindowOf(Area(), pWidget);
 }
 
 void CWorkspacePlugin::SetCloseKeys(QMdiSubWindow* window, bool enabled)
@@ -587,10 +541,4 @@ void CWorkspacePlugin::DisconnectActivation()
         QObject::disconnect(m_connActivated);
         m_connActivated = QMetaObject::Connection();
     }
-}
-
-void CWorkspacePlugin::PostView(const char* szName, Zarn::CPluginBase* view)
-{
-    DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, szName,
-                         new Zarn::CValuePointer<Zarn::CPluginBase>(view));
 }

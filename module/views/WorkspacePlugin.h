@@ -1,7 +1,8 @@
 #pragma once
 
+#include "views/ViewContainerHost.h"
+
 #include <Zarn/Plugin/PluginBase.h>
-#include <Zarn/String/String.h>
 
 #include <QKeySequence>
 #include <QList>
@@ -9,7 +10,6 @@
 #include <QObject>
 #include <QPointer>
 
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -19,15 +19,13 @@ class QMdiArea;
 class QMdiSubWindow;
 class QWidget;
 
-namespace Zarn
-{
-class CLogger;
-class CMessageIdFactory;
-class CMessageThread;
-} // namespace Zarn
-
 // A multi-window area holding every view's widget. Created by the module entry as "Workspace"; the
-// host holds its Zarn::CPluginBase part. GUI thread only.
+// host holds its Zarn::CPluginBase part.
+//
+// Thread: the GUI thread only (messages, the area's signals and the event filters); no locks.
+// Handles: NEW_VIEW, INVALID_VIEW, ACTIVE_VIEW (in this order); sends: FOCUS_VIEW, REMOVE_VIEW.
+// Throws: Init and UpdateParameters wrap every failure as one Zarn::CException naming
+// "CWorkspacePlugin::Init" / "CWorkspacePlugin::UpdateParameters". Writes no log lines.
 //
 // Mirrors the repository: a window per view on NEW_VIEW, dropped on INVALID_VIEW, activated on
 // ACTIVE_VIEW without echo. Every view's window is a sub-window of the area (also those a
@@ -58,15 +56,10 @@ public:
     ~CWorkspacePlugin() override;
 
     using Zarn::CPluginBase::Init;
-    // "Version", "WidgetPtr" (the QMdiArea, not owned by the record), "PluginType",
-    // "PluginSubType", "PluginName" (empty before Init).
+    // The setup record of CViewContainerHost::WriteSetup with the QMdiArea, "Workspace".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Reads "parent" (a QWidget pointer, optional), "name" (default "CWorkspacePlugin") and
-    // "widgetpath" (default "WidgetPtr"), borrows "tmp/commthread" and "tmp/messageidfactory".
-    // Throws Zarn::CException naming "CWorkspacePlugin::Init".
+    // CViewContainerHost::ReadInit (the parent is the area's); then watches the user's input.
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    // NEW_VIEW, INVALID_VIEW, ACTIVE_VIEW; a map without both "id" and "data" and any other
-    // message are ignored. Throws Zarn::CException naming "CWorkspacePlugin::UpdateParameters".
     void UpdateParameters(const Zarn::CValueMap& message) override;
 
     // A window for the view's widget (the entry at the widget path of its setup record), shown
@@ -93,6 +86,8 @@ public slots:
 private:
     class CUserInputWatch;
 
+    // The window of a view's widget, new in the area, with its bookkeeping connected.
+    QMdiSubWindow* NewSubWindow(QWidget* widget);
     // Drops a destroyed widget from both maps and takes its emptied window out of the area;
     // only the address is used.
     void ForgetWidget(QWidget* widget, QMdiSubWindow* window);
@@ -119,17 +114,14 @@ private:
     void SetCloseKeys(QMdiSubWindow* window, bool enabled);
     void ConnectActivation();
     void DisconnectActivation();
-    void PostView(const char* szName, Zarn::CPluginBase* view);
 
-    Zarn::CMessageIdFactory* m_pMessageIdFactory;
-    Zarn::CMessageThread* m_pCommThread;
-    Zarn::CLogger* m_pLogger; // this plug-in borrows no logger: stays null
-    Zarn::CString m_strName;
-    Zarn::CString m_strWidgetPath;
+    CViewContainerHost m_host;
+    DocView::CMessageTable m_messageTable;
+    // Deleted by hand (see above) rather than held by a unique_ptr: with a parent, Qt's widget
+    // tree owns the area.
     QPointer<QMdiArea> m_pWorkspace;
     bool m_bAreaGone = false; // set when the area starts its destruction
-    std::map<Zarn::CPluginBase*, QWidget*> m_mapViewToWidget;
-    std::map<QWidget*, Zarn::CPluginBase*> m_mapWidgetToView;
+    CViewWidgetMap m_views;
     // The view the repository last announced as active (ACTIVE_VIEW); may be unknown here.
     Zarn::CPluginBase* m_pActiveView = nullptr;
     // FOCUS_VIEW reporting; taken down while the workspace moves windows itself.
