@@ -242,42 +242,29 @@ CToolboxPlugin::~CToolboxPlugin()
     WaitForRuns();
 }
 
+// A handler that runs one step of the workspace picture and then asks the tools again.
+template <class TArg> auto CToolboxPlugin::ThenUpdatePlugins(void (CToolboxPlugin::*step)(TArg))
+{
+    return [this, step](TArg argument)
+    {
+        (this->*step)(argument);
+        UpdatePlugins();
+    };
+}
+
 // The names in the order they are tested; each id matches one name only, so ON_CONFIGURE, which
 // used to be tested after the others, can stand last.
 DocView::CMessageTable CToolboxPlugin::BuildMessageTable()
 {
+    using CDocument = Zarn::CValueMap;
+    using CView = Zarn::CPluginBase;
     DocView::CMessageTable table;
-    table
-        .OnData("ACTIVE_VIEW",
-                [this](const Zarn::CValue* data)
-                {
-                    SetActiveView(data);
-                    UpdatePlugins();
-                })
-        .OnPointer<Zarn::CValueMap>("NEW_DOCUMENT",
-                                    [this](Zarn::CValueMap* document)
-                                    {
-                                        AddNewDocument(document);
-                                        UpdatePlugins();
-                                    })
-        .OnPointer<Zarn::CValueMap>("INVALID_DOCUMENT",
-                                    [this](Zarn::CValueMap* document)
-                                    {
-                                        InvalidateDocument(document);
-                                        UpdatePlugins();
-                                    })
-        .OnPointer<Zarn::CPluginBase>("NEW_VIEW",
-                                      [this](Zarn::CPluginBase* view)
-                                      {
-                                          NewView(view);
-                                          UpdatePlugins();
-                                      })
-        .OnPointer<Zarn::CPluginBase>("INVALID_VIEW",
-                                      [this](Zarn::CPluginBase* view)
-                                      {
-                                          InvalidateView(view);
-                                          UpdatePlugins();
-                                      })
+    table.OnData("ACTIVE_VIEW", ThenUpdatePlugins(&CToolboxPlugin::SetActiveView))
+        .OnPointer<CDocument>("NEW_DOCUMENT", ThenUpdatePlugins(&CToolboxPlugin::AddNewDocument))
+        .OnPointer<CDocument>("INVALID_DOCUMENT",
+                              ThenUpdatePlugins(&CToolboxPlugin::InvalidateDocument))
+        .OnPointer<CView>("NEW_VIEW", ThenUpdatePlugins(&CToolboxPlugin::NewView))
+        .OnPointer<CView>("INVALID_VIEW", ThenUpdatePlugins(&CToolboxPlugin::InvalidateView))
         .On("CHANGED_DOCUMENT", [this] { UpdatePlugins(); })
         .On("CHANGED_VIEW", [this] { UpdatePlugins(); })
         // A copy as a map: data of another kind throws the copy's Zarn::CExBadType.

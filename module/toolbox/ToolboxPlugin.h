@@ -102,6 +102,8 @@ private:
     };
 
     DocView::CMessageTable BuildMessageTable();
+    // A handler that runs `step` with the message's data and then UpdatePlugins.
+    template <class TArg> auto ThenUpdatePlugins(void (CToolboxPlugin::*step)(TArg));
 
     // Loading steps. CreatePlugin reports a failure (with the exception's text; a
     // std::exception's only when `bStdExceptionText`) and answers null.
