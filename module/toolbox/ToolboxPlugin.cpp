@@ -252,8 +252,8 @@ template <class TArg> auto CToolboxPlugin::ThenUpdatePlugins(void (CToolboxPlugi
     };
 }
 
-// The names in the order they are tested; each id matches one name only, so ON_CONFIGURE, which
-// used to be tested after the others, can stand last.
+// The names in the order they are tested. ON_CONFIGURE stands last: since one id matches one
+// name only, that is the same as testing it on its own after the others.
 DocView::CMessageTable CToolboxPlugin::BuildMessageTable()
 {
     using CDocument = Zarn::CValueMap;
