@@ -492,6 +492,7 @@ void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& message)
     }
     m_messages.Dispatch(m_pMessageIdFactory, message);
 }
+
 // ---------------------------------------------------------------------------------------------
 // The workspace picture
 
@@ -519,19 +520,8 @@ void CToolboxPlugin::InvalidateDocument(Zarn::CValueMap* document)
     {
         m_documents.erase(it);
     }
-    if (document == m_pFocusedDocument)
-    {
-        m_pFocusedDocument = nullptr;
-        m_state.RemoveEntry(Zarn::CValue_Path("documents/focused"));
-    }
-    if (m_documents.empty())
-    {
-        m_state.RemoveEntry(Zarn::CValue_Path("documents/available"));
-    }
-    else
-    {
-        RebuildAvailableDocuments();
-    }
+    ForgetRemoved(document, m_pFocusedDocument, "documents/focused", m_documents.empty(),
+                  "documents/available", &CToolboxPlugin::RebuildAvailableDocuments);
 }
 
 void CToolboxPlugin::NewView(Zarn::CPluginBase* view)
@@ -553,17 +543,26 @@ void CToolboxPlugin::InvalidateView(Zarn::CPluginBase* view)
         return;
     }
     m_views.erase(view);
-    if (view == m_pActiveView)
+    ForgetRemoved(view, m_pActiveView, "views/active", m_views.empty(), "views/available",
+                  &CToolboxPlugin::RebuildAvailableViews);
+}
+
+template <class TObject>
+void CToolboxPlugin::ForgetRemoved(TObject* object, TObject*& current, const char* currentPath,
+                                   bool bNoneLeft, const char* availablePath,
+                                   void (CToolboxPlugin::*rebuild)())
+{
+    if (object == current)
     {
-        m_pActiveView = nullptr;
-        m_state.RemoveEntry(Zarn::CValue_Path("views/active"));
+        current = nullptr;
+        m_state.RemoveEntry(Zarn::CValue_Path(currentPath));
     }
-    if (m_views.empty())
+    if (bNoneLeft)
     {
-        m_state.RemoveEntry(Zarn::CValue_Path("views/available"));
+        m_state.RemoveEntry(Zarn::CValue_Path(availablePath));
         return;
     }
-    RebuildAvailableViews();
+    (this->*rebuild)();
 }
 
 void CToolboxPlugin::SetActiveView(const Zarn::CValue* data)

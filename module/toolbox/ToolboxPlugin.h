@@ -127,6 +127,12 @@ private:
     void UpdateContext(const Zarn::CValueMap& context);
     void RebuildAvailableDocuments();
     void RebuildAvailableViews();
+    // After `object` left its list: clears `current` (and the picture's `currentPath`) when it
+    // was the object, then removes the picture's `availablePath` when none is left, or rebuilds
+    // it.
+    template <class TObject>
+    void ForgetRemoved(TObject* object, TObject*& current, const char* currentPath, bool bNoneLeft,
+                       const char* availablePath, void (CToolboxPlugin::*rebuild)());
 
     // Asks every tool whether it can run on the picture and posts the changes. The first tool
     // error ends the pass and is rethrown as a Zarn::CException naming the tool; a tool that
