@@ -1,7 +1,11 @@
 // Who owns the toolbox's entries, and how the toolbox's failures reach the host's logger.
 #include "ToolboxHarness.h"
 
+#include "toolbox/ToolboxPlugin.h"
+
+#include <future>
 #include <stdexcept>
+#include <thread>
 
 namespace ToolboxTest
 {
@@ -92,6 +96,33 @@ TEST_F(ToolboxOwnership, ReplacedEntryTakesItsConfigurationActionAlong)
     PostText("ON_ACTION", "configure_filter");
     Deliver();
     EXPECT_TRUE(dialog.m_lstConfigUser.empty());
+}
+
+TEST_F(ToolboxOwnership, EntryReplacedWhileItsToolRunsInAThreadGoesWhenTheRunIsCollected)
+{
+    SToolBehaviour& blur = RegisterTool("blur");
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    blur.m_fnRun = [released](Zarn::CValueMap&) { released.wait(); };
+    StartToolbox(ToolboxParameters({ToolDescription("blur", "run_blur", true)}));
+    PostText("ON_ACTION", "run_blur");
+    Deliver();
+    for (int i = 0; i < 2000 && blur.m_nActiveRuns == 0; ++i)
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ASSERT_EQ(blur.m_nActiveRuns, 1);
+
+    // A second description under the running tool's action: the old entry must wait for its run.
+    std::unique_ptr<Zarn::CValueMap> pDescription(ToolDescription("blur", "run_blur", true));
+    static_cast<CToolboxPlugin*>(m_pToolbox)->LoadToolPlugin(*pDescription, true);
+    EXPECT_EQ(blur.m_nInstances, 2);
+    EXPECT_EQ(blur.m_nDestroyed, 0);
+
+    release.set_value();
+    ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", 1));
+    EXPECT_EQ(blur.m_nDestroyedWhileRunning, 0);
+    EXPECT_EQ(blur.m_nDestroyed, 1);
 }
 
 TEST_F(ToolboxOwnership, ToolThatFailsToLoadIsLoggedAsAnErrorNamingIt)
