@@ -13,7 +13,9 @@ namespace DocView
 // A thread that has written the label reads back its own latest text, so that a tool thread's
 // fault names its tool even while the GUI thread labels the tools it asks meanwhile (and the
 // other way round). A thread that never wrote it reads the text written last by any thread.
-// Both calls may be made from any thread (a short lock keeps the shared text whole).
+// Both calls may be made from any thread (a short lock keeps the shared text whole). The text is
+// copied in and out: nothing is lent. Throws only what copying a string throws (std::bad_alloc).
+// Sends and handles no message.
 void SetCurrentContext(const std::string& context);
 std::string CurrentContext();
 

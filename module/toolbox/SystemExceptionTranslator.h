@@ -8,7 +8,8 @@ namespace DocView
 {
 
 // The translator that the toolbox installs on the GUI thread and every tool thread installs on
-// itself (Zarn::SetSystemExceptionTranslator). Ctrl+C (0x40010005) writes "CTRL+C detected" and a
+// itself (Zarn::SetSystemExceptionTranslator); it runs on the faulting thread. Owns and lends
+// nothing; sends and handles no message. Ctrl+C (0x40010005) writes "CTRL+C detected" and a
 // line end straight to file descriptor 2 and returns: it is called inside the signal handler, so
 // that path uses nothing but write(2) (no streams, no allocation, no locks). Any other code writes
 // the formatted error to standard error and throws a TekaDebuggableZarnException whose function is
@@ -18,6 +19,7 @@ namespace DocView
 void TranslateSystemException(std::uint32_t code, Zarn::SSystemExceptionInfo* information);
 
 // The Windows name of a fault code ("EXCEPTION_ACCESS_VIOLATION"); null for a code without one.
+// Any thread; never throws.
 const char* SystemExceptionName(std::uint32_t code);
 
 } // namespace DocView

@@ -7,7 +7,10 @@
 // the native fault behind it (code, signal, faulting address). The fault record handed to the
 // translator is lent for that call only, so the exception keeps its own copy: copies of the
 // exception copy the record, and ExceptionInformation() stays valid as long as the exception
-// lives. Null when the error was not a native fault.
+// lives. Null when the error was not a native fault. Made on the thread that faulted or failed
+// (a tool thread, or the GUI thread), thrown or recorded there and read on the GUI thread; each
+// object is used by one thread at a time. Construction throws only std::bad_alloc. Sends and
+// handles no message.
 class TekaDebuggableZarnException : public Zarn::CException
 {
 public:

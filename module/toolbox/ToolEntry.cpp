@@ -9,6 +9,20 @@ namespace
 {
 const Zarn::CValue_Key kConfigUser("config user");
 const Zarn::CValue_Key kParameters("parameters");
+
+// Runs one step of releasing a plug-in under the system-exception guard.
+template <class TCall> void ReleaseQuietly(TCall&& call)
+{
+    try
+    {
+        Zarn::RunWithSystemExceptionGuard(call);
+    }
+    catch (...)
+    {
+        // A destructor has nobody to hand an error to: a native fault has been written to
+        // standard error by the translator already, and the entry goes all the same.
+    }
+}
 } // namespace
 
 CToolEntry::CToolEntry(Zarn::CPluginBase* tool)
@@ -17,39 +31,27 @@ CToolEntry::CToolEntry(Zarn::CPluginBase* tool)
 {
 }
 
+// A plug-in broken by an earlier fault may fault again on its way out; closing a tool must not
+// end the program.
 CToolEntry::~CToolEntry()
 {
-    // A plug-in broken by an earlier fault may fault again on its way out; closing a tool must
-    // not end the program, so what the guard reports is only noted by the translator.
-    try
-    {
-        Zarn::RunWithSystemExceptionGuard(
-            [this]
+    ReleaseQuietly(
+        [this]
+        {
+            if (m_pTool != nullptr)
             {
-                if (m_pTool != nullptr)
-                {
-                    m_pTool->DeleteData();
-                    delete m_pTool;
-                }
-            });
-    }
-    catch (...)
-    {
-    }
-    try
-    {
-        Zarn::RunWithSystemExceptionGuard(
-            [this]
+                m_pTool->DeleteData();
+                delete m_pTool;
+            }
+        });
+    ReleaseQuietly(
+        [this]
+        {
+            if (m_bHasConfig)
             {
-                if (m_bHasConfig)
-                {
-                    delete m_pConfig;
-                }
-            });
-    }
-    catch (...)
-    {
-    }
+                delete m_pConfig;
+            }
+        });
 }
 
 void CToolEntry::SetConfig(Zarn::CPluginBase* config)

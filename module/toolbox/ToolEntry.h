@@ -6,11 +6,15 @@ class CPluginBase;
 } // namespace Zarn
 
 // One loaded tool of the toolbox: the tool plug-in, its optional configuration plug-in, the
-// enabled state last reported to the GUI and the number of runs in flight. Owns both plug-ins:
-// destruction calls the tool's DeleteData and deletes it, then deletes the configuration plug-in
-// (without DeleteData); a native fault in that clean-up leaves what is left of the plug-in
-// behind instead of ending the program. GUI thread only; a tool thread only borrows the tool for
-// one run, and the owner must not destroy the entry while RunsInFlight() is not zero.
+// enabled state last reported to the GUI and the number of runs in flight.
+//
+// Owns both plug-ins: destruction calls the tool's DeleteData and deletes it, then deletes the
+// configuration plug-in (without DeleteData); a native fault or an error in that clean-up leaves
+// what is left of the plug-in behind instead of ending the program, and the destructor never
+// throws. Lends the tool to a tool thread for one run and both plug-ins to the toolbox's calls.
+// Owned by the toolbox (CToolboxPlugin), which must not destroy it while RunsInFlight() is not
+// zero. Thread: the GUI thread only. Throws: Configure passes on what the plug-ins throw (a
+// native fault as the translator's exception). Sends and handles no message.
 class CToolEntry
 {
 public:

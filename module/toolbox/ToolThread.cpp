@@ -43,7 +43,6 @@ bool CToolThread::Run()
 {
     Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
     DocView::SetCurrentContext(m_strName.StdString());
-    bool bResult = true;
 
     std::unique_ptr<Zarn::CValueMap> pOutput(new Zarn::CValueMap);
     pOutput->SetEntry(Zarn::CValue_Key("toolthread"), new Zarn::CValuePointer<CToolThread>(this));
@@ -51,19 +50,31 @@ bool CToolThread::Run()
     // Prepared before the run: storing it later needs no allocation.
     std::unique_ptr<Zarn::CException> pOutOfMemory(
         new TekaDebuggableZarnException(m_strName.c_str(), "Out of Memory", nullptr));
-    std::unique_ptr<Zarn::CBuffer> pReserve;
     // Prepared before the run as well: the stop that ends the busy display when the output
     // cannot be handed back.
     std::unique_ptr<Zarn::CValueMap> pMinimalStop(new Zarn::CValueMap);
     pMinimalStop->SetEntry(Zarn::CValue_Key("toolthread"),
                            new Zarn::CValuePointer<CToolThread>(this));
 
+    bool bResult = RunTool(*pOutput, pOutOfMemory);
+    if (!PostOutput(pOutput.release(), pOutOfMemory))
+    {
+        bResult = false;
+        PostMinimalStop(pMinimalStop.release());
+    }
+    return bResult;
+}
+
+bool CToolThread::RunTool(Zarn::CValueMap& output, std::unique_ptr<Zarn::CException>& outOfMemory)
+{
+    std::unique_ptr<Zarn::CBuffer> pReserve;
+    bool bResult = true;
     try
     {
         try
         {
             pReserve = std::make_unique<Zarn::CBuffer>(kReserveSize);
-            Zarn::RunWithSystemExceptionGuard([&] { m_pTool->Run(*pOutput); });
+            Zarn::RunWithSystemExceptionGuard([&] { m_pTool->Run(output); });
         }
         catch (const Zarn::CException& exception)
         {
@@ -73,7 +84,7 @@ bool CToolThread::Run()
         catch (const std::bad_alloc&)
         {
             pReserve.reset();
-            RecordError(pOutOfMemory.release());
+            RecordError(outOfMemory.release());
             bResult = false;
         }
         catch (const std::exception& exception)
@@ -93,19 +104,12 @@ bool CToolThread::Run()
     {
         // Building the error itself ran out of memory.
         pReserve.reset();
-        if (pOutOfMemory != nullptr)
+        if (outOfMemory != nullptr)
         {
-            RecordError(pOutOfMemory.release());
+            RecordError(outOfMemory.release());
         }
         m_bFailed = true;
         bResult = false;
-    }
-    pReserve.reset();
-
-    if (!PostOutput(pOutput.release(), pOutOfMemory))
-    {
-        bResult = false;
-        PostMinimalStop(pMinimalStop.release());
     }
     return bResult;
 }
@@ -141,6 +145,7 @@ bool CToolThread::PostOutput(Zarn::CValueMap* output,
             }
             catch (...)
             {
+                // No memory left for the text: the run is still marked failed below.
             }
         }
     }
@@ -155,6 +160,7 @@ bool CToolThread::PostOutput(Zarn::CValueMap* output,
             }
             catch (...)
             {
+                // No memory left for the text: the run is still marked failed below.
             }
         }
     }

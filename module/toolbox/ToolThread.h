@@ -17,15 +17,19 @@ class CValueMap;
 // Runs one threaded tool once. The body installs the system-exception translator, calls the
 // tool's run operation with a fresh output map that holds "toolthread" (a non-owning pointer to
 // this object) and posts that map as the data of "ACTIVITY_STOP", whether the tool succeeded or
-// failed: nothing the tool throws leaves the body. When that message cannot be built or posted
-// (no memory, the registry no longer names the host objects), the body records the failure and
-// posts a stop of its own that holds only "toolthread", through the host objects the creator
-// handed over, so that the busy display always ends. The GUI thread reads the outcome from the
-// message (Failed, Error), waits for the thread and deletes it.
+// failed. When that message cannot be built or posted (no memory, the registry no longer names
+// the host objects), the body records the failure and posts a stop of its own that holds only
+// "toolthread", through the host objects the creator handed over, so that the busy display
+// always ends. The GUI thread reads the outcome from the message (Failed, Error), waits for the
+// thread and deletes it.
 //
-// The tool is lent by its CToolEntry and must outlive the run. The creator sets the name before
-// Create() and keeps no pointer: the object lives until the handler of its "ACTIVITY_STOP"
-// deletes it.
+// Owns: the recorded error. Borrows: the tool (lent by its CToolEntry, which must outlive the
+// run) and the hand-over host objects. Lends: itself, in the output map, to the GUI thread.
+// Threads: the creator (the toolbox, on the GUI thread) sets the name and the hand-over before
+// Create() and keeps the object until the handler of its "ACTIVITY_STOP" deletes it; the body
+// runs on the new thread; Failed and Error are read on the GUI thread after the stop arrived.
+// Throws: nothing leaves the body; what the tool throws is recorded as a
+// TekaDebuggableZarnException. Sends: "ACTIVITY_STOP". Handles no message.
 class CToolThread : public Zarn::CThread
 {
 public:
@@ -55,6 +59,9 @@ protected:
 
 private:
     void RecordError(Zarn::CException* error);
+    // Calls the tool with the output map and records how the call ended; true when it ran
+    // without error. Hands `outOfMemory` to the record when the tool runs out of memory.
+    bool RunTool(Zarn::CValueMap& output, std::unique_ptr<Zarn::CException>& outOfMemory);
     // Posts the output as "ACTIVITY_STOP"; false when it could not, with the failure recorded.
     bool PostOutput(Zarn::CValueMap* output, std::unique_ptr<Zarn::CException>& outOfMemory);
     // The stop holding only "toolthread", posted when the output could not be.

@@ -2,6 +2,7 @@
 
 #include "frame/HostObjects.h"
 #include "frame/MessageBoxes.h"
+#include "frame/MessageCatalogue.h"
 #include "frame/Messages.h"
 #include "toolbox/CurrentContext.h"
 #include "toolbox/SystemExceptionTranslator.h"
@@ -10,6 +11,7 @@
 #include "toolbox/ToolThread.h"
 
 #include <Zarn/Exception/Exception.h>
+#include <Zarn/Log/Logger.h>
 #include <Zarn/Plugin/PluginLoader.h>
 #include <Zarn/String/String.h>
 #include <Zarn/System/SystemException.h>
@@ -132,7 +134,7 @@ bool IsNativeFault(const Zarn::CException& exception)
     return pDebuggable != nullptr && pDebuggable->ExceptionInformation() != nullptr;
 }
 
-// Deletes a plug-in that faulted; a second fault on its way out leaves what is left of it behind.
+// Deletes a plug-in that faulted.
 void DestroyFaultedPlugin(Zarn::CPluginBase* plugin)
 {
     try
@@ -141,21 +143,16 @@ void DestroyFaultedPlugin(Zarn::CPluginBase* plugin)
     }
     catch (...)
     {
+        // A second fault on its way out leaves what is left of the plug-in behind: it was
+        // already reported, and loading goes on with the next tool.
     }
 }
 
-void WriteNotLoaded(const char* kind, const std::string& plugin, const char* what)
-{
-    std::cerr << kind << plugin << " not loaded... '"
-              << "\n\t" << what << "'" << std::endl;
-}
-
-// Runs a loading call into `plugin`. A native fault inside writes that the plug-in (`kind`
-// `name`) is not loaded, destroys it and answers false; what the plug-in throws otherwise
-// reaches the caller.
-template <class TCall>
-bool SurvivesLoadingCall(std::unique_ptr<Zarn::CPluginBase>& plugin, const char* kind,
-                         const std::string& name, TCall&& call)
+// Runs a loading call into `plugin`. A native fault inside is handed to `report` (its what
+// text), destroys the plug-in and answers false; what the plug-in throws otherwise reaches the
+// caller.
+template <class TCall, class TReport>
+bool SurvivesLoadingCall(std::unique_ptr<Zarn::CPluginBase>& plugin, TCall&& call, TReport&& report)
 {
     try
     {
@@ -167,7 +164,7 @@ bool SurvivesLoadingCall(std::unique_ptr<Zarn::CPluginBase>& plugin, const char*
         {
             throw;
         }
-        WriteNotLoaded(kind, name, exception.what());
+        report(exception.what());
         DestroyFaultedPlugin(plugin.release());
         return false;
     }
@@ -191,6 +188,8 @@ std::string PluginNameOf(CToolEntry* entry)
     }
     catch (...)
     {
+        // The name only labels an error being reported already; a tool that cannot even say
+        // its name is "<unnamed>".
     }
     return "<unnamed>";
 }
@@ -198,6 +197,13 @@ std::string PluginNameOf(CToolEntry* entry)
 QString ToQString(const std::string& text)
 {
     return QString::fromStdString(text);
+}
+
+// A log line ends at a line break: an error text of several lines is logged as one.
+std::string OneLine(std::string text)
+{
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
 }
 
 // Native view creation by tools is on its way out; every output that still uses it says so.
@@ -225,7 +231,8 @@ void WriteDeprecationBanner()
 // purpose: hosts see both in setup records and rely on them.
 CToolboxPlugin::CToolboxPlugin()
     : m_pMessageIdFactory(nullptr), m_pCommThread(nullptr), m_pLogger(nullptr),
-      m_strName("CToolboxPlugin"), m_pFocusedDocument(nullptr), m_pActiveView(nullptr)
+      m_strName("CToolboxPlugin"), m_pFocusedDocument(nullptr), m_pActiveView(nullptr),
+      m_messages(BuildMessageTable())
 {
 }
 
@@ -233,6 +240,45 @@ CToolboxPlugin::CToolboxPlugin()
 CToolboxPlugin::~CToolboxPlugin()
 {
     WaitForRuns();
+}
+
+// A handler that runs one step of the workspace picture and then asks the tools again.
+template <class TArg> auto CToolboxPlugin::ThenUpdatePlugins(void (CToolboxPlugin::*step)(TArg))
+{
+    return [this, step](TArg argument)
+    {
+        (this->*step)(argument);
+        UpdatePlugins();
+    };
+}
+
+// The names in the order they are tested. ON_CONFIGURE stands last: since one id matches one
+// name only, that is the same as testing it on its own after the others.
+DocView::CMessageTable CToolboxPlugin::BuildMessageTable()
+{
+    using CDocument = Zarn::CValueMap;
+    using CView = Zarn::CPluginBase;
+    DocView::CMessageTable table;
+    table.OnData("ACTIVE_VIEW", ThenUpdatePlugins(&CToolboxPlugin::SetActiveView))
+        .OnPointer<CDocument>("NEW_DOCUMENT", ThenUpdatePlugins(&CToolboxPlugin::AddNewDocument))
+        .OnPointer<CDocument>("INVALID_DOCUMENT",
+                              ThenUpdatePlugins(&CToolboxPlugin::InvalidateDocument))
+        .OnPointer<CView>("NEW_VIEW", ThenUpdatePlugins(&CToolboxPlugin::NewView))
+        .OnPointer<CView>("INVALID_VIEW", ThenUpdatePlugins(&CToolboxPlugin::InvalidateView))
+        .On("CHANGED_DOCUMENT", [this] { UpdatePlugins(); })
+        .On("CHANGED_VIEW", [this] { UpdatePlugins(); })
+        // A copy as a map: data of another kind throws the copy's Zarn::CExBadType.
+        .OnData("UPDATE_CONTEXT",
+                [this](const Zarn::CValue* data)
+                {
+                    UpdateContext(Zarn::CValueMap(*data));
+                    UpdatePlugins();
+                })
+        .OnData("ON_ACTION", [this](const Zarn::CValue* data) { OnAction(data); })
+        .OnMessage("ACTIVITY_STOP",
+                   [this](const Zarn::CValueMap& message) { OnActivityStop(message); })
+        .OnData("ON_CONFIGURE", [this](const Zarn::CValue* data) { OnConfigure(data); });
+    return table;
 }
 
 void CToolboxPlugin::GetPluginSetup(Zarn::CValueMap& setup)
@@ -277,55 +323,34 @@ void CToolboxPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
     m_state.SetEntry(kViews, new Zarn::CValueMap);
 }
 
+// ---------------------------------------------------------------------------------------------
+// Loading tools
+
 void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRegister)
 {
     const std::string strPlugin = StringEntry(description, Zarn::CValue_Key("plugin"));
     DocView::SetCurrentContext(strPlugin);
-
-    std::unique_ptr<Zarn::CPluginBase> pTool;
-    try
-    {
-        pTool.reset(Zarn::GetNewPluginInstance(strPlugin.c_str()));
-    }
-    catch (const Zarn::CException& exception)
-    {
-        std::cerr << "Tool plugin " << strPlugin << " not loaded... '"
-                  << "\n\t" << exception.what() << "'" << std::endl;
-        return;
-    }
-    catch (const std::exception& exception)
-    {
-        std::cerr << "Tool plugin " << strPlugin << " not loaded... '"
-                  << "\n\t" << exception.what() << "'" << std::endl;
-        return;
-    }
-    catch (...)
-    {
-        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
-        return;
-    }
+    std::unique_ptr<Zarn::CPluginBase> pTool = CreatePlugin("Tool plugin ", strPlugin, true);
     if (pTool == nullptr)
     {
-        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
         return;
     }
-
-    const Zarn::CValue_Key callActionKey("callaction");
-    if (!description.HasEntry(callActionKey, Zarn::CValue::vtString))
+    if (!description.HasEntry(Zarn::CValue_Key("callaction"), Zarn::CValue::vtString))
     {
         return;
     }
     std::cerr << "Tool plugin " << strPlugin << " loaded." << std::endl;
-    const std::string strShortName = ShortName(strPlugin);
 
     // A native fault skips the tool like a failed creation; what the tool throws reaches the
     // caller.
-    if (!SurvivesLoadingCall(pTool, "Tool plugin ", strPlugin,
-                             [&]
-                             {
-                                 pTool->Init(nullptr, description);
-                                 pTool->UpdateParameters(description);
-                             }))
+    if (!SurvivesLoadingCall(
+            pTool,
+            [&]
+            {
+                pTool->Init(nullptr, description);
+                pTool->UpdateParameters(description);
+            },
+            [&](const char* what) { ReportNotLoaded("Tool plugin ", strPlugin, what); }))
     {
         return;
     }
@@ -336,59 +361,108 @@ void CToolboxPlugin::LoadToolPlugin(const Zarn::CValueMap& description, bool bRe
     {
         pEntry->SetThreaded(description.EntryBool(threadedKey));
     }
-
     std::string strConfigAction;
-    const Zarn::CValue_Key configPluginKey("configplugin");
-    if (description.HasEntry(configPluginKey))
+    if (description.HasEntry(Zarn::CValue_Key("configplugin")) &&
+        !AttachConfigPlugin(description, *pEntry, strConfigAction))
     {
-        const std::string strConfig = StringEntry(description, configPluginKey);
-        std::unique_ptr<Zarn::CPluginBase> pConfig;
-        try
-        {
-            pConfig.reset(Zarn::GetNewPluginInstance(strConfig.c_str()));
-        }
-        catch (const Zarn::CException& exception)
-        {
-            std::cerr << "Tool's config plugin " << strConfig << " not loaded... '"
-                      << "\n\t" << exception.what() << "'" << std::endl;
-            return;
-        }
-        catch (...)
-        {
-            std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
-            return;
-        }
-        if (pConfig == nullptr)
-        {
-            std::cerr << "Tool's config plugin " << strConfig << " not loaded." << std::endl;
-            return;
-        }
-        if (!SurvivesLoadingCall(pConfig, "Tool's config plugin ", strConfig,
-                                 [&] { pConfig->Init(nullptr, description); }))
-        {
-            return;
-        }
-        pEntry->SetConfig(pConfig.release());
-        std::clog << "Tool's config plugin " << strConfig << " loaded." << std::endl;
-        strConfigAction = StringEntry(description, Zarn::CValue_Key("configaction"));
+        // The whole tool goes with its configuration plug-in.
+        return;
     }
+    RegisterEntry(description, bRegister, ShortName(strPlugin), strConfigAction, std::move(pEntry));
+}
 
-    const std::string strCallAction = description.EntryString(callActionKey).StdString();
+std::unique_ptr<Zarn::CPluginBase>
+CToolboxPlugin::CreatePlugin(const char* kind, const std::string& name, bool bStdExceptionText)
+{
+    std::unique_ptr<Zarn::CPluginBase> pPlugin;
+    try
+    {
+        pPlugin.reset(Zarn::GetNewPluginInstance(name.c_str()));
+    }
+    catch (const Zarn::CException& exception)
+    {
+        ReportNotLoaded(kind, name, exception.what());
+        return nullptr;
+    }
+    catch (const std::exception& exception)
+    {
+        ReportNotLoaded(kind, name, bStdExceptionText ? exception.what() : nullptr);
+        return nullptr;
+    }
+    catch (...)
+    {
+        ReportNotLoaded(kind, name, nullptr);
+        return nullptr;
+    }
+    if (pPlugin == nullptr)
+    {
+        ReportNotLoaded(kind, name, nullptr);
+    }
+    return pPlugin;
+}
+
+bool CToolboxPlugin::AttachConfigPlugin(const Zarn::CValueMap& description, CToolEntry& entry,
+                                        std::string& strConfigAction)
+{
+    const std::string strConfig = StringEntry(description, Zarn::CValue_Key("configplugin"));
+    std::unique_ptr<Zarn::CPluginBase> pConfig =
+        CreatePlugin("Tool's config plugin ", strConfig, false);
+    if (pConfig == nullptr)
+    {
+        return false;
+    }
+    if (!SurvivesLoadingCall(
+            pConfig, [&] { pConfig->Init(nullptr, description); },
+            [&](const char* what) { ReportNotLoaded("Tool's config plugin ", strConfig, what); }))
+    {
+        return false;
+    }
+    entry.SetConfig(pConfig.release());
+    std::clog << "Tool's config plugin " << strConfig << " loaded." << std::endl;
+    strConfigAction = StringEntry(description, Zarn::CValue_Key("configaction"));
+    return true;
+}
+
+void CToolboxPlugin::RegisterEntry(const Zarn::CValueMap& description, bool bRegister,
+                                   const std::string& shortName, const std::string& configAction,
+                                   std::unique_ptr<CToolEntry> entry)
+{
+    const std::string strCallAction =
+        description.EntryString(Zarn::CValue_Key("callaction")).StdString();
     if (bRegister)
     {
         Zarn::CValueMap& saved = m_actionParameters[strCallAction];
         saved.Clear();
         saved = description;
     }
-    m_actionNames[strCallAction] = strShortName;
-    CToolEntry* pLoaded = pEntry.release();
-    if (!strConfigAction.empty())
+    m_actionNames[strCallAction] = shortName;
+
+    // A second description with the same call action takes the slot; the entry it replaces is
+    // released with every slot that named it.
+    const auto itOld = m_actions.find(strCallAction);
+    if (itOld != m_actions.end())
     {
-        m_configActions[strConfigAction] = pLoaded;
+        ReleaseEntry(TakeEntry(itOld->second.get()));
     }
-    // A second description with the same call action takes the slot; the earlier entry is
-    // left as it is (descriptions are loaded once).
-    m_actions[strCallAction] = pLoaded;
+    if (!configAction.empty())
+    {
+        m_configActions[configAction] = entry.get();
+    }
+    m_actions[strCallAction] = std::move(entry);
+}
+
+void CToolboxPlugin::ReportNotLoaded(const char* kind, const std::string& plugin, const char* what)
+{
+    if (what != nullptr)
+    {
+        std::cerr << kind << plugin << " not loaded... '"
+                  << "\n\t" << what << "'" << std::endl;
+        LogLine(Zarn::CLogger::levelError,
+                std::string(kind) + plugin + " not loaded: " + OneLine(what));
+        return;
+    }
+    std::cerr << kind << plugin << " not loaded." << std::endl;
+    LogLine(Zarn::CLogger::levelError, std::string(kind) + plugin + " not loaded.");
 }
 
 void CToolboxPlugin::DeleteData()
@@ -398,17 +472,13 @@ void CToolboxPlugin::DeleteData()
     Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
     // No tool may go while a thread still runs it.
     WaitForRuns();
+    m_configActions.clear();
+    // In key order, one tool after the other.
     for (auto& [strAction, pEntry] : m_actions)
     {
-        delete pEntry;
-        pEntry = nullptr;
+        pEntry.reset();
     }
     m_actions.clear();
-    m_configActions.clear();
-    for (CToolEntry* pEntry : m_retiredEntries)
-    {
-        delete pEntry;
-    }
     m_retiredEntries.clear();
 }
 
@@ -420,57 +490,7 @@ void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& message)
     {
         return;
     }
-    Zarn::CMessageIdFactory* pIds = m_pMessageIdFactory;
-    const Zarn::CValue* pData = DocView::MessageData(message);
-
-    if (DocView::IsMessage(pIds, message, "ACTIVE_VIEW"))
-    {
-        SetActiveView(pData);
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "NEW_DOCUMENT"))
-    {
-        AddNewDocument(DocView::PointerOf<Zarn::CValueMap>(pData));
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "INVALID_DOCUMENT"))
-    {
-        InvalidateDocument(DocView::PointerOf<Zarn::CValueMap>(pData));
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "NEW_VIEW"))
-    {
-        NewView(DocView::PointerOf<Zarn::CPluginBase>(pData));
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "INVALID_VIEW"))
-    {
-        InvalidateView(DocView::PointerOf<Zarn::CPluginBase>(pData));
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "CHANGED_DOCUMENT") ||
-             DocView::IsMessage(pIds, message, "CHANGED_VIEW"))
-    {
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "UPDATE_CONTEXT"))
-    {
-        UpdateContext(Zarn::CValueMap(*pData));
-        UpdatePlugins();
-    }
-    else if (DocView::IsMessage(pIds, message, "ON_ACTION"))
-    {
-        OnAction(pData);
-    }
-    else if (DocView::IsMessage(pIds, message, "ACTIVITY_STOP"))
-    {
-        OnActivityStop(message);
-    }
-
-    if (DocView::IsMessage(pIds, message, "ON_CONFIGURE"))
-    {
-        OnConfigure(pData);
-    }
+    m_messages.Dispatch(m_pMessageIdFactory, message);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -500,19 +520,8 @@ void CToolboxPlugin::InvalidateDocument(Zarn::CValueMap* document)
     {
         m_documents.erase(it);
     }
-    if (document == m_pFocusedDocument)
-    {
-        m_pFocusedDocument = nullptr;
-        m_state.RemoveEntry(Zarn::CValue_Path("documents/focused"));
-    }
-    if (m_documents.empty())
-    {
-        m_state.RemoveEntry(Zarn::CValue_Path("documents/available"));
-    }
-    else
-    {
-        RebuildAvailableDocuments();
-    }
+    ForgetRemoved(document, m_pFocusedDocument, "documents/focused", m_documents.empty(),
+                  "documents/available", &CToolboxPlugin::RebuildAvailableDocuments);
 }
 
 void CToolboxPlugin::NewView(Zarn::CPluginBase* view)
@@ -534,17 +543,26 @@ void CToolboxPlugin::InvalidateView(Zarn::CPluginBase* view)
         return;
     }
     m_views.erase(view);
-    if (view == m_pActiveView)
+    ForgetRemoved(view, m_pActiveView, "views/active", m_views.empty(), "views/available",
+                  &CToolboxPlugin::RebuildAvailableViews);
+}
+
+template <class TObject>
+void CToolboxPlugin::ForgetRemoved(TObject* object, TObject*& current, const char* currentPath,
+                                   bool bNoneLeft, const char* availablePath,
+                                   void (CToolboxPlugin::*rebuild)())
+{
+    if (object == current)
     {
-        m_pActiveView = nullptr;
-        m_state.RemoveEntry(Zarn::CValue_Path("views/active"));
+        current = nullptr;
+        m_state.RemoveEntry(Zarn::CValue_Path(currentPath));
     }
-    if (m_views.empty())
+    if (bNoneLeft)
     {
-        m_state.RemoveEntry(Zarn::CValue_Path("views/available"));
+        m_state.RemoveEntry(Zarn::CValue_Path(availablePath));
         return;
     }
-    RebuildAvailableViews();
+    (this->*rebuild)();
 }
 
 void CToolboxPlugin::SetActiveView(const Zarn::CValue* data)
@@ -617,47 +635,69 @@ void CToolboxPlugin::UpdatePlugins()
         controls.SetEntry(Zarn::CValue_Key(strAction.c_str()), new Zarn::CValueBool(true));
     }
 
-    CToolEntry* pCurrent = nullptr;
-    std::string strCurrentAction;
+    SAskedTool asked;
     bool bChanged = false;
     // While a tool is asked, its action is the origin of a fault; the caller's label comes back
     // afterwards.
     const std::string strContext = DocView::CurrentContext();
     try
     {
-        for (const auto& [strAction, pEntry] : m_actions)
+        bChanged = AskTools(input, controls, asked);
+    }
+    catch (...)
+    {
+        RethrowToolError(asked, strContext);
+    }
+    DocView::SetCurrentContext(strContext);
+
+    if (bChanged)
+    {
+        Send("UPDATE_CONTROLS", controls.Clone(Zarn::CValue::tfShare));
+    }
+}
+
+bool CToolboxPlugin::AskTools(const Zarn::CValueMap& input, Zarn::CValueMap& controls,
+                              SAskedTool& asked)
+{
+    for (const auto& [strAction, pEntry] : m_actions)
+    {
+        if (pEntry != nullptr && pEntry->HasConfig() && pEntry->Config() != nullptr)
         {
-            if (pEntry != nullptr && pEntry->HasConfig() && pEntry->Config() != nullptr)
-            {
-                pCurrent = pEntry;
-                strCurrentAction = strAction;
-                DocView::SetCurrentContext(strAction);
-                CallPlugin([&] { pEntry->Config()->UpdateParameters(input); });
-            }
-        }
-        for (const auto& [strAction, pEntry] : m_actions)
-        {
-            pCurrent = pEntry;
-            strCurrentAction = strAction;
+            asked = SAskedTool{pEntry.get(), strAction};
             DocView::SetCurrentContext(strAction);
-            bool bEnabled = false;
-            if (pEntry != nullptr)
-            {
-                CallPlugin([&] { bEnabled = pEntry->Tool()->TestParameters(input); });
-            }
-            if (pEntry != nullptr && bEnabled != pEntry->IsEnabled())
-            {
-                controls.SetEntry(Zarn::CValue_Key(strAction.c_str()),
-                                  new Zarn::CValueBool(bEnabled));
-                pEntry->SetEnabled(bEnabled);
-                bChanged = true;
-            }
-            // A disabled tool is not told about the new input.
-            if (bEnabled)
-            {
-                CallPlugin([&] { pEntry->Tool()->UpdateParameters(input); });
-            }
+            CallPlugin([&] { pEntry->Config()->UpdateParameters(input); });
         }
+    }
+    bool bChanged = false;
+    for (const auto& [strAction, pEntry] : m_actions)
+    {
+        asked = SAskedTool{pEntry.get(), strAction};
+        DocView::SetCurrentContext(strAction);
+        bool bEnabled = false;
+        if (pEntry != nullptr)
+        {
+            CallPlugin([&] { bEnabled = pEntry->Tool()->TestParameters(input); });
+        }
+        if (pEntry != nullptr && bEnabled != pEntry->IsEnabled())
+        {
+            controls.SetEntry(Zarn::CValue_Key(strAction.c_str()), new Zarn::CValueBool(bEnabled));
+            pEntry->SetEnabled(bEnabled);
+            bChanged = true;
+        }
+        // A disabled tool is not told about the new input.
+        if (bEnabled)
+        {
+            CallPlugin([&] { pEntry->Tool()->UpdateParameters(input); });
+        }
+    }
+    return bChanged;
+}
+
+void CToolboxPlugin::RethrowToolError(const SAskedTool& asked, const std::string& context)
+{
+    try
+    {
+        throw;
     }
     catch (const Zarn::CException& exception)
     {
@@ -668,38 +708,32 @@ void CToolboxPlugin::UpdatePlugins()
                 .c_str(),
             exception.what(),
             Zarn::CStringTools::Printf("GUICommunicationThread -> %s",
-                                       strInstance.empty() ? PluginNameOf(pCurrent).c_str()
+                                       strInstance.empty() ? PluginNameOf(asked.m_pEntry).c_str()
                                                            : strInstance.c_str())
                 .c_str());
         // A tool that faulted natively may be broken: it starts afresh before anything else
         // reaches it.
         if (IsNativeFault(exception))
         {
-            ReloadFaultedTool(strCurrentAction);
+            ReloadFaultedTool(asked.m_strAction);
         }
-        DocView::SetCurrentContext(strContext);
+        DocView::SetCurrentContext(context);
         throw error;
     }
     catch (const std::exception& exception)
     {
-        DocView::SetCurrentContext(strContext);
+        DocView::SetCurrentContext(context);
         throw Zarn::CException(
             "CToolboxPlugin::UpdatePlugins",
             Zarn::CStringTools::Printf("STL-EXCEPTION %s", exception.what()).c_str(),
-            PluginNameOf(pCurrent).c_str());
+            PluginNameOf(asked.m_pEntry).c_str());
     }
     catch (...)
     {
-        DocView::SetCurrentContext(strContext);
+        DocView::SetCurrentContext(context);
         throw Zarn::CException("CToolboxPlugin::UpdatePlugins",
                                "UNKNOWN EXCEPTION! Someone has done mischief!",
-                               PluginNameOf(pCurrent).c_str());
-    }
-    DocView::SetCurrentContext(strContext);
-
-    if (bChanged)
-    {
-        Send("UPDATE_CONTROLS", controls.Clone(Zarn::CValue::tfShare));
+                               PluginNameOf(asked.m_pEntry).c_str());
     }
 }
 
@@ -718,7 +752,7 @@ void CToolboxPlugin::OnAction(const Zarn::CValue* data)
     const auto it = m_actions.find(strAction);
     if (it != m_actions.end() && it->second != nullptr && it->second->HasConfig())
     {
-        CToolEntry* pEntry = it->second;
+        CToolEntry* pEntry = it->second.get();
         bool bConfigured = false;
         // The dialog may deliver messages meanwhile; none of them may delete the entry.
         pEntry->BeginRun();
@@ -727,6 +761,8 @@ void CToolboxPlugin::OnAction(const Zarn::CValue* data)
         FinishRun(pEntry);
         if (!strError.empty())
         {
+            LogLine(Zarn::CLogger::levelError,
+                    "Configuration of " + strAction + " failed: " + OneLine(strError));
             DocView::ShowCriticalMessage(QStringLiteral("Error During Configuration"),
                                          ToQString(strError));
             ReloadTool(strAction, false);
@@ -743,6 +779,7 @@ void CToolboxPlugin::OnAction(const Zarn::CValue* data)
     const std::string strError = RunGuardedStep(kRunTexts, [&] { ExecuteAction(strAction); });
     if (!strError.empty())
     {
+        LogLine(Zarn::CLogger::levelError, "Run of " + strAction + " failed: " + OneLine(strError));
         DocView::ShowCriticalMessage(QStringLiteral("Plugin Error"), ToQString(strError));
         ReloadTool(strAction, false);
     }
@@ -755,59 +792,14 @@ void CToolboxPlugin::ExecuteAction(const std::string& action)
     const auto it = m_actions.find(action);
     if (it != m_actions.end() && it->second != nullptr)
     {
-        CToolEntry* pEntry = it->second;
-        if (pEntry->IsThreaded())
+        if (it->second->IsThreaded())
         {
-            auto* pStart = new Zarn::CValueMap;
-            pStart->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
-            Send("ACTIVITY_START", pStart);
-
-            auto pThread = std::make_unique<CToolThread>(pEntry->Tool());
-            const auto itName = m_actionNames.find(action);
-            pThread->SetName(Zarn::CString(itName != m_actionNames.end() ? itName->second : ""));
-            pThread->SetHandOver(m_pCommThread, m_pMessageIdFactory);
-            // The entry stays until the run's "ACTIVITY_STOP" is collected.
-            m_runs[pThread.get()] = pEntry;
-            pEntry->BeginRun();
-            if (!pThread->Create())
-            {
-                m_runs.erase(pThread.get());
-                FinishRun(pEntry);
-                // The activity display waits for a stop that no thread will send.
-                auto* pStop = new Zarn::CValueMap;
-                pStop->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
-                Send("ACTIVITY_STOP", pStop);
-                throw Zarn::CException("CToolboxPlugin::ExecuteAction",
-                                       "The tool thread could not be started.", action.c_str());
-            }
-            // Deleted by the handler of the "ACTIVITY_STOP" the thread posts.
-            pThread.release();
-            return;
+            StartToolThread(action, it->second.get());
         }
-
-        std::unique_ptr<Zarn::CValueMap> pData(new Zarn::CValueMap);
-        pData->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
-        // A tool may run an event loop (a dialog of its own); no message may delete it meanwhile.
-        pEntry->BeginRun();
-        try
+        else
         {
-            CallPlugin([&] { pEntry->Tool()->Run(*pData); });
+            RunOnThisThread(action, it->second.get());
         }
-        catch (...)
-        {
-            FinishRun(pEntry);
-            // The tool's error is the one to report.
-            try
-            {
-                SendActivityStop(action, pData.release());
-            }
-            catch (...)
-            {
-            }
-            throw;
-        }
-        FinishRun(pEntry);
-        SendActivityStop(action, pData.release());
         return;
     }
 
@@ -815,18 +807,77 @@ void CToolboxPlugin::ExecuteAction(const std::string& action)
     if (itConfig != m_configActions.end() && itConfig->second != nullptr)
     {
         CToolEntry* pEntry = itConfig->second;
-        pEntry->BeginRun();
+        WhileRunning(pEntry, [pEntry] { pEntry->Configure(0); });
+    }
+}
+
+void CToolboxPlugin::StartToolThread(const std::string& action, CToolEntry* entry)
+{
+    auto* pStart = new Zarn::CValueMap;
+    pStart->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+    Send("ACTIVITY_START", pStart);
+
+    auto pThread = std::make_unique<CToolThread>(entry->Tool());
+    const auto itName = m_actionNames.find(action);
+    pThread->SetName(Zarn::CString(itName != m_actionNames.end() ? itName->second : ""));
+    pThread->SetHandOver(m_pCommThread, m_pMessageIdFactory);
+    // The entry stays until the run's "ACTIVITY_STOP" is collected.
+    CToolThread* pStarted = pThread.get();
+    m_runs[pStarted] = SRun{std::move(pThread), entry};
+    entry->BeginRun();
+    if (!pStarted->Create())
+    {
+        m_runs.erase(pStarted);
+        FinishRun(entry);
+        // The activity display waits for a stop that no thread will send.
+        auto* pStop = new Zarn::CValueMap;
+        pStop->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+        Send("ACTIVITY_STOP", pStop);
+        throw Zarn::CException("CToolboxPlugin::ExecuteAction",
+                               "The tool thread could not be started.", action.c_str());
+    }
+}
+
+void CToolboxPlugin::RunOnThisThread(const std::string& action, CToolEntry* entry)
+{
+    std::unique_ptr<Zarn::CValueMap> pData(new Zarn::CValueMap);
+    pData->SetEntry(kAction, new Zarn::CValueString(action.c_str()));
+    // A tool may run an event loop (a dialog of its own); no message may delete it meanwhile.
+    entry->BeginRun();
+    try
+    {
+        CallPlugin([&] { entry->Tool()->Run(*pData); });
+    }
+    catch (...)
+    {
+        FinishRun(entry);
         try
         {
-            pEntry->Configure(0);
+            SendActivityStop(action, pData.release());
         }
         catch (...)
         {
-            FinishRun(pEntry);
-            throw;
+            // The tool's error is the one to report; the stop's own failure would hide it.
         }
-        FinishRun(pEntry);
+        throw;
     }
+    FinishRun(entry);
+    SendActivityStop(action, pData.release());
+}
+
+template <class TCall> void CToolboxPlugin::WhileRunning(CToolEntry* entry, TCall&& call)
+{
+    entry->BeginRun();
+    try
+    {
+        call();
+    }
+    catch (...)
+    {
+        FinishRun(entry);
+        throw;
+    }
+    FinishRun(entry);
 }
 
 void CToolboxPlugin::SendActivityStop(const std::string& action, Zarn::CValueMap* output)
@@ -848,6 +899,7 @@ void CToolboxPlugin::SendActivityStop(const std::string& action, Zarn::CValueMap
         }
         catch (...)
         {
+            // Nothing is left to post with; the first failure is the one to report.
         }
         std::rethrow_exception(pFailure);
     }
@@ -861,6 +913,7 @@ void CToolboxPlugin::OnActivityStop(const Zarn::CValueMap& message)
         UpdatePlugins();
         return;
     }
+    LogLine(Zarn::CLogger::levelError, "Tool run failed: " + OneLine(strError));
     DocView::ShowCriticalMessage(QStringLiteral("Plugin Error"), ToQString(strError));
     // Only a run on this thread names its action; a tool thread's run is not reloaded.
     const Zarn::CValue* pAction = message.Entry("data/action", false);
@@ -885,16 +938,14 @@ void CToolboxPlugin::OnConfigure(const Zarn::CValue* data)
     if (it != m_actions.end() && it->second != nullptr)
     {
         DocView::SetCurrentContext(strAction);
-        CToolEntry* pEntry = it->second;
-        pEntry->BeginRun();
+        CToolEntry* pEntry = it->second.get();
         try
         {
             // Silent: the configuration plug-in delivers its parameters without a dialog.
-            pEntry->Configure(2);
+            WhileRunning(pEntry, [pEntry] { pEntry->Configure(2); });
         }
         catch (const Zarn::CException& exception)
         {
-            FinishRun(pEntry);
             // The error goes to the host as it is; a plug-in broken by a fault starts afresh.
             if (IsNativeFault(exception))
             {
@@ -902,12 +953,6 @@ void CToolboxPlugin::OnConfigure(const Zarn::CValue* data)
             }
             throw;
         }
-        catch (...)
-        {
-            FinishRun(pEntry);
-            throw;
-        }
-        FinishRun(pEntry);
     }
     UpdatePlugins();
 }
@@ -971,10 +1016,12 @@ void CToolboxPlugin::CollectRun(CToolThread* thread)
     {
         return;
     }
-    CToolEntry* pEntry = it->second;
+    CToolEntry* pEntry = it->second.m_pEntry;
+    std::unique_ptr<CToolThread> pThread = std::move(it->second.m_pThread);
     m_runs.erase(it);
-    thread->Wait();
-    delete thread;
+    // Joined before it goes: a thread object is never deleted while its thread may still run.
+    pThread->Wait();
+    pThread.reset();
     FinishRun(pEntry);
 }
 
@@ -1022,19 +1069,24 @@ void CToolboxPlugin::PostToolOutput(const Zarn::CValueMap& data)
         }
         if (pOutput->HasEntry(Zarn::CValue_Key("error")))
         {
-            const Zarn::CValue* pText = pOutput->Entry("error/message", false);
-            const std::string strText =
-                pText != nullptr && pText->GenericType() == Zarn::CValue::vtString
-                    ? pText->String().StdString()
-                    : std::string();
-            DocView::ShowCriticalMessage(QStringLiteral("Error while running plugin"),
-                                         ToQString(strText));
-            const Zarn::CValue* pExit = pOutput->Entry("error/exit", false);
-            if (pExit != nullptr && pExit->GenericType() == Zarn::CValue::vtBool && pExit->Bool())
-            {
-                Send("SHUTDOWN", nullptr);
-            }
+            ReportToolError(*pOutput);
         }
+    }
+}
+
+void CToolboxPlugin::ReportToolError(const Zarn::CValueMap& output)
+{
+    const Zarn::CValue* pText = output.Entry("error/message", false);
+    const std::string strText = pText != nullptr && pText->GenericType() == Zarn::CValue::vtString
+                                    ? pText->String().StdString()
+                                    : std::string();
+    // The tool ran and says what went wrong itself: a warning, not an error of the toolbox.
+    LogLine(Zarn::CLogger::levelWarning, "Tool reported an error: " + OneLine(strText));
+    DocView::ShowCriticalMessage(QStringLiteral("Error while running plugin"), ToQString(strText));
+    const Zarn::CValue* pExit = output.Entry("error/exit", false);
+    if (pExit != nullptr && pExit->GenericType() == Zarn::CValue::vtBool && pExit->Bool())
+    {
+        Send("SHUTDOWN", nullptr);
     }
 }
 
@@ -1045,7 +1097,7 @@ void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
     const auto it = m_actions.find(action);
     if (it != m_actions.end())
     {
-        pEntry = it->second;
+        pEntry = it->second.get();
         strCallAction = action;
     }
     else
@@ -1054,7 +1106,7 @@ void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
         pEntry = itConfig != m_configActions.end() ? itConfig->second : nullptr;
         for (const auto& [strName, pCandidate] : m_actions)
         {
-            if (pCandidate == pEntry && pEntry != nullptr)
+            if (pCandidate.get() == pEntry && pEntry != nullptr)
             {
                 strCallAction = strName;
             }
@@ -1062,15 +1114,7 @@ void CToolboxPlugin::ReloadTool(const std::string& action, bool bRegister)
     }
 
     // No slot may name the entry once it is gone; a successful reload fills them again.
-    for (auto itSlot = m_actions.begin(); itSlot != m_actions.end();)
-    {
-        itSlot = itSlot->second == pEntry ? m_actions.erase(itSlot) : std::next(itSlot);
-    }
-    for (auto itSlot = m_configActions.begin(); itSlot != m_configActions.end();)
-    {
-        itSlot = itSlot->second == pEntry ? m_configActions.erase(itSlot) : std::next(itSlot);
-    }
-    ReleaseEntry(pEntry);
+    ReleaseEntry(TakeEntry(pEntry));
 
     const auto itDescription = m_actionParameters.find(strCallAction);
     if (strCallAction.empty() || itDescription == m_actionParameters.end())
@@ -1089,25 +1133,54 @@ void CToolboxPlugin::ReloadFaultedTool(const std::string& action)
         itDescription != m_actionParameters.end()
             ? StringEntry(itDescription->second, Zarn::CValue_Key("plugin"))
             : action;
+    LogLine(Zarn::CLogger::levelError, "Tool plugin " + strPlugin + " faulted and is reloaded.");
     try
     {
         ReloadTool(action, false);
     }
     catch (const Zarn::CException& exception)
     {
-        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
+        ReportNotLoaded("Tool plugin ", strPlugin, exception.what());
     }
     catch (const std::exception& exception)
     {
-        WriteNotLoaded("Tool plugin ", strPlugin, exception.what());
+        ReportNotLoaded("Tool plugin ", strPlugin, exception.what());
     }
     catch (...)
     {
-        std::cerr << "Tool plugin " << strPlugin << " not loaded." << std::endl;
+        ReportNotLoaded("Tool plugin ", strPlugin, nullptr);
     }
 }
 
-void CToolboxPlugin::ReleaseEntry(CToolEntry* entry)
+std::unique_ptr<CToolEntry> CToolboxPlugin::TakeEntry(CToolEntry* entry)
+{
+    std::unique_ptr<CToolEntry> pOwned;
+    if (entry == nullptr)
+    {
+        return pOwned;
+    }
+    for (auto itSlot = m_actions.begin(); itSlot != m_actions.end();)
+    {
+        if (itSlot->second.get() != entry)
+        {
+            ++itSlot;
+            continue;
+        }
+        // One entry stands under one call action; a second slot would only be a moved-out one.
+        if (pOwned == nullptr)
+        {
+            pOwned = std::move(itSlot->second);
+        }
+        itSlot = m_actions.erase(itSlot);
+    }
+    for (auto itSlot = m_configActions.begin(); itSlot != m_configActions.end();)
+    {
+        itSlot = itSlot->second == entry ? m_configActions.erase(itSlot) : std::next(itSlot);
+    }
+    return pOwned;
+}
+
+void CToolboxPlugin::ReleaseEntry(std::unique_ptr<CToolEntry> entry)
 {
     if (entry == nullptr)
     {
@@ -1115,10 +1188,8 @@ void CToolboxPlugin::ReleaseEntry(CToolEntry* entry)
     }
     if (entry->RunsInFlight() > 0)
     {
-        m_retiredEntries.push_back(entry);
-        return;
+        m_retiredEntries.push_back(std::move(entry));
     }
-    delete entry;
 }
 
 void CToolboxPlugin::FinishRun(CToolEntry* entry)
@@ -1128,11 +1199,12 @@ void CToolboxPlugin::FinishRun(CToolEntry* entry)
     {
         return;
     }
-    const auto it = std::find(m_retiredEntries.begin(), m_retiredEntries.end(), entry);
+    const auto it = std::find_if(m_retiredEntries.begin(), m_retiredEntries.end(),
+                                 [entry](const std::unique_ptr<CToolEntry>& pRetired)
+                                 { return pRetired.get() == entry; });
     if (it != m_retiredEntries.end())
     {
         m_retiredEntries.erase(it);
-        delete entry;
     }
 }
 
@@ -1147,4 +1219,13 @@ void CToolboxPlugin::WaitForRuns()
 void CToolboxPlugin::Send(const char* name, Zarn::CValue* data)
 {
     DocView::SendMessage(m_pCommThread, m_pMessageIdFactory, name, data);
+}
+
+void CToolboxPlugin::LogLine(int level, const std::string& text)
+{
+    // LoadToolPlugin may be called before Init has borrowed the logger.
+    if (m_pLogger != nullptr)
+    {
+        m_pLogger->SetLevel(level) << text << Zarn::notype << std::endl;
+    }
 }
