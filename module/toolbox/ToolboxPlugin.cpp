@@ -4,6 +4,7 @@
 #include "frame/MessageBoxes.h"
 #include "frame/MessageCatalogue.h"
 #include "frame/Messages.h"
+#include "frame/Parameters.h"
 #include "toolbox/CurrentContext.h"
 #include "toolbox/SystemExceptionTranslator.h"
 #include "toolbox/TekaDebuggableZarnException.h"
@@ -298,24 +299,17 @@ void CToolboxPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
     m_pLogger = DocView::BorrowLogger();
     m_strName = parameters.EntryString(Zarn::CValue_Key("name"), Zarn::CString("CToolBoxPlugin"));
 
-    const Zarn::CValue_Key toolsKey("tool plugins");
-    if (parameters.HasEntry(toolsKey))
+    if (parameters.HasEntry(Zarn::CValue_Key("tool plugins")))
     {
-        const Zarn::CValue* pTools = parameters.Entry(toolsKey, true);
-        const Zarn::CValueVector* pDescriptions = pTools->Vector();
-        if (pDescriptions == nullptr)
-        {
-            throw Zarn::CExBadType(ZARN_LOCATION, pTools);
-        }
-        // The size is read again after every tool.
-        for (unsigned int i = 0; i < pDescriptions->Size(); ++i)
-        {
-            const Zarn::CValue* pDescription = pDescriptions->Entry(Zarn::CValue_Key(i), true);
-            if (pDescription != nullptr && pDescription->GenericType() == Zarn::CValue::vtMap)
-            {
-                LoadToolPlugin(*pDescription->Map(), true);
-            }
-        }
+        DocView::ForEachListEntry(parameters, "tool plugins",
+                                  [this](const Zarn::CValue* pDescription)
+                                  {
+                                      if (pDescription != nullptr &&
+                                          pDescription->GenericType() == Zarn::CValue::vtMap)
+                                      {
+                                          LoadToolPlugin(*pDescription->Map(), true);
+                                      }
+                                  });
         UpdatePlugins();
     }
 
