@@ -97,8 +97,14 @@ private slots:
     void SlotValidate();
 
 private:
-    std::vector<CParameterDefinition> m_lstDefinitions;
+    // One form row: the parameter's editor showing its given value when that fits, else the
+    // default.
+    void AddRow(const CParameterDefinition& definition, const Zarn::CValueMap& values);
+    // A new editor of the parameter's kind, a child of the dialog.
+    QWidget* NewEditor(const CParameterDefinition& definition, const Zarn::CValue& value);
     void Mark(const std::string& name, const QString& reason);
+
+    std::vector<CParameterDefinition> m_lstDefinitions;
 
     std::map<std::string, QWidget*> m_mapEditors;
     QFormLayout* m_pForm;

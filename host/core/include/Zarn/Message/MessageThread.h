@@ -87,6 +87,8 @@ private:
 
     void DeliverOne(CMessage& message);
     void CallReceivers(const CMessage& message, const CValue* data);
+    // Hands the delivery map to one receiver; what it throws is logged, never passed on.
+    void CallReceiver(const CMessage& message, size_t nIndex, CPluginBase* receiver);
     void ReportReceiverFailure(const CMessage& message, size_t nIndex, CPluginBase* receiver,
                                const std::string& failure);
     // Moves the messages of the batch not delivered yet back to the front of the queue.
