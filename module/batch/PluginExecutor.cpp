@@ -203,6 +203,7 @@ Zarn::CImage* RunImageToolPlugin(const std::string& name, Zarn::CImage* image,
     Zarn::CValueMap mapParameters(parameters);
     mapParameters.SetEntry(Zarn::CValue_Key("input"), new Zarn::CValueMap(mapDocuments));
 
+    // Standard output, not the logger: these lines are part of the executor's fixed output.
     std::cout << "EXECUTETEKAPLUGIN: calling RunPlugin(...)" << std::endl;
     RunPlugin(name, mapParameters);
     std::cout << "EXECUTETEKAPLUGIN: RunPlugin(...) finished" << std::endl;
