@@ -49,6 +49,14 @@ void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* docu
     pList->Vector()->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(document));
 }
 
+void WriteDocumentToolSetup(Zarn::CValueMap& setup, const std::string& name)
+{
+    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
+    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Document"));
+    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(name));
+}
+
 void ReportError(Zarn::CValueMap& data, const std::string& message)
 {
     data.SetEntry("output/error/message", new Zarn::CValueString(message));

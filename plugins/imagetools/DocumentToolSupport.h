@@ -17,6 +17,10 @@ Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& parameters);
 // making the vector when it is missing.
 void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* document);
 
+// The set-up record of a document tool: "Version", "PluginType" = "Tool", "PluginSubType" =
+// "Document", "PluginName" = name.
+void WriteDocumentToolSetup(Zarn::CValueMap& setup, const std::string& name);
+
 // Sets "output/error/message"; the toolbox shows it when "output/error" exists, which the
 // message makes.
 void ReportError(Zarn::CValueMap& data, const std::string& message);
