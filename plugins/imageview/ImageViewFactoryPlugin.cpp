@@ -3,6 +3,7 @@
 #include "ImageViewPlugin.h"
 #include "ImageViewValues.h"
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -32,7 +33,7 @@ void CImageViewFactoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& par
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewFactoryPlugin::Init");
+        Zarn::RethrowWithOperation("CImageViewFactoryPlugin::Init");
     }
 }
 

@@ -3,6 +3,7 @@
 #include "ImageViewValues.h"
 #include "ImageViewWidget.h"
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Message/Message.h>
 #include <Zarn/Message/MessageIdFactory.h>
@@ -204,7 +205,7 @@ void CImageViewPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewPlugin::Init");
+        Zarn::RethrowWithOperation("CImageViewPlugin::Init");
     }
 }
 
@@ -276,7 +277,7 @@ void CImageViewPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewPlugin::UpdateParameters");
+        Zarn::RethrowWithOperation("CImageViewPlugin::UpdateParameters");
     }
 }
 

@@ -85,6 +85,16 @@ protected:
     const char* Type() const override;
 };
 
+// Rethrows the exception being handled as one CException naming `szOperation`
+// ("CImageViewPlugin::Init"); only to be called from inside a catch clause. Plug-ins wrap their
+// Init and UpdateParameters with it:
+//   CException     -> function "<szOperation> - " + the caught "Function" entry, what and
+//                     instance of the caught one;
+//   std::exception -> function szOperation, what = what(), no instance;
+//   anything else  -> function szOperation, what "UNKNWON EXCEPTION!" (so spelled: other
+//                     modules match the text), no instance.
+[[noreturn]] ZARN_CORE_API void RethrowWithOperation(const char* szOperation);
+
 } // namespace Zarn
 
 // A location record for the current source line.
