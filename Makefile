@@ -5,7 +5,10 @@ BENCH_BUILD_DIR ?= build-bench
 JOBS           ?= $(shell nproc)
 CMAKE_FLAGS    ?=
 
-.PHONY: all deps configure build run test sanitize bench format clean
+# What `make run` needs: the two programs (their targets build the modules they load).
+PROGRAMS       := docview-app docview-batch
+
+.PHONY: all deps configure build programs run test sanitize bench format check-format check-docs clean
 
 all: build
 
@@ -20,7 +23,10 @@ configure: deps $(BUILD_DIR)/build.ninja
 build: configure
 	cmake --build $(BUILD_DIR) -j $(JOBS)
 
-run: build
+programs: configure
+	cmake --build $(BUILD_DIR) -j $(JOBS) --target $(PROGRAMS)
+
+run: programs
 	@scripts/run-app $(BUILD_DIR)
 
 test: build
@@ -39,6 +45,12 @@ bench: deps
 
 format:
 	clang-format -i $$(git ls-files '*.h' '*.cpp')
+
+check-format:
+	clang-format --dry-run -Werror $$(git ls-files '*.h' '*.cpp')
+
+check-docs:
+	@scripts/check-doc-references
 
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_BUILD_DIR) $(BENCH_BUILD_DIR)
