@@ -30,6 +30,11 @@ class CPluginBase;
 // operation and message of ProcessDescription; what plug-ins and the host's image functions throw
 // passes unchanged. A failing run ends at once and leaves the parameter map as it was then (the
 // next run clears it); the current image is never left null.
+//
+// Thread: the one that calls Run, synchronously; a batcher is never shared between threads.
+// Messages: sends none and handles none; the lent host objects are kept for the steps only. A
+// missing loop condition is written to standard error and "FIRST PLUGIN: <name>" to standard
+// output, as fixed parts of its output.
 class CImageProcessBatcher : public Zarn::CValueVector
 {
 public:

@@ -17,6 +17,8 @@ class CImageProcessBatcher;
 //
 // Every rejection is a Zarn::CException whose function is the interpreter operation that rejects
 // ("CImageProcessBatcher::RunLoop( const Zarn::CValueMap& )") and whose what is the message.
+// Nothing here owns anything beyond what it returns; the readers lend parts of the step they are
+// given. Free of state, so any thread may call it; no messages.
 namespace ProcessDescription
 {
 

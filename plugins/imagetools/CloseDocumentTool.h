@@ -9,7 +9,7 @@
 //
 // Closing lists the document under "output/documents/remove"; the repository then removes and
 // deletes it. A failed save is reported in "output/error/message" and the document stays.
-// GUI thread only ("threaded": false).
+// GUI thread only ("threaded": false). Ownership, errors and messages: as CDocumentToolBase.
 class CCloseDocumentTool : public CDocumentToolBase
 {
 public:

@@ -9,6 +9,7 @@
 // default uint8), "scaling" ("none", "min-max": cv::normalize onto the target's range, 0..1 for
 // floats; "factor": every value times "factor"; default "none") and "factor" (a number, default
 // 1). Takes every type that OpenCV has (not uint32).
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
 namespace ImageTools
 {
 struct SConvertType

@@ -5,7 +5,8 @@
 #include <string>
 
 // What the document tools (open, save, close) share: reading their input, writing their output,
-// and saving a document. GUI thread only: saving may ask the user.
+// and saving a document. GUI thread only: saving may ask the user. The documents handled are lent
+// by the caller; saving reports failures in its result instead of throwing. No messages.
 namespace ImageTools
 {
 

@@ -43,6 +43,11 @@
 // Run may be called on a tool thread: it reads only its data map, its own members and the input
 // image, and writes only its data map and its own members. Everything else runs on the GUI
 // thread.
+//
+// Owns its parameters; the focused document is lent (by the toolbox's input or the run data) and
+// the new document is handed to whoever takes up "output/documents/add". Sends no messages and
+// handles none: UpdateParameters reads only "parameters" and "input", which a delivered host
+// message does not have.
 class CImageToolBase : public Zarn::CPluginBase
 {
 public:

@@ -7,6 +7,7 @@
 // and 1..n for the components; the header's "number of labels" holds n (the background is not
 // counted; for several planes, the largest n of any plane). Parameter "connectivity" (4 or 8,
 // default 8).
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
 namespace ImageTools
 {
 struct SLabel

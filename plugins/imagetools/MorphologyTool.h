@@ -8,6 +8,7 @@
 // Parameters "operation" (erode, dilate, open, close; default erode), "shape" (rect, ellipse,
 // cross; default rect) and "size" (odd integer, 3 to 255, default 3). Takes uint8, uint16,
 // int16, float32 and float64 with any channel count.
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
 namespace ImageTools
 {
 struct SMorphology

@@ -11,7 +11,8 @@
 // the repository marks it saved (see ImageTools::SaveImageDocument). A failure (a format that
 // cannot store the image, a write error) is reported in "output/error/message" and leaves the
 // document unsaved. The document is lent by the toolbox, or given at "input/documents/focused"
-// of the run data by a batch process. GUI thread only ("threaded": false).
+// of the run data by a batch process. GUI thread only ("threaded": false). Ownership, errors
+// and messages: as CDocumentToolBase.
 class CSaveImageTool : public CDocumentToolBase
 {
 public:

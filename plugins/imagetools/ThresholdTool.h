@@ -10,6 +10,7 @@
 // "fixed" takes uint8, uint16, int16, float32 and float64 with any channel count; "otsu" takes
 // single-channel uint8 and uint16 (OpenCV's Otsu histograms the full 16-bit range) and reports
 // the level it found as "level" of the effective parameters.
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
 namespace ImageTools
 {
 struct SThreshold

@@ -2,6 +2,7 @@
 
 #include "ImageViewPlugin.h"
 #include "ImageViewValues.h"
+#include "frame/Messages.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
@@ -57,7 +58,7 @@ bool CImageViewFactoryPlugin::TestParameters(const Zarn::CValueMap& parameters)
 
 void CImageViewFactoryPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
 {
-    if (!ImageViewValues::IsMessage(parameters))
+    if (!DocView::HasMessageId(parameters))
     {
         m_pDocument = ImageViewValues::DocumentOf(parameters);
     }

@@ -21,9 +21,4 @@ Zarn::CValueMap* DocumentOf(const Zarn::CValueMap& parameters)
     return static_cast<Zarn::CValueMap*>(const_cast<void*>(pValue->Pointer()->Void()));
 }
 
-bool IsMessage(const Zarn::CValueMap& parameters)
-{
-    return parameters.HasEntry(Zarn::CValue_Key("id"));
-}
-
 } // namespace ImageViewValues

@@ -30,6 +30,10 @@ struct StExLocation
 // The host's exception: three texts (function, what, instance) kept as string entries "Function",
 // "What" and "Instance" of the exception's own map, which derived exceptions extend. A null text
 // is stored as an empty one.
+//
+// Contract: owns its texts (copies of what it was given) and lends them through what() and
+// Entry; copyable, used by one thread at a time. Constructing one throws only std::bad_alloc. No
+// messages.
 class ZARN_CORE_API CException : public std::exception
 {
 public:

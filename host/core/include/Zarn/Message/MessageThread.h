@@ -34,6 +34,11 @@ class CValue;
 //
 // Thread use: TakeMessage, PendingCount and WaitForMessage from any thread; everything else from
 // the delivering thread only.
+//
+// Contract: owns the queued messages and the delivery map; the subscribers, the id factory and
+// the logger are lent and must outlive their use. Sends no messages of its own and handles none:
+// it carries every plug-in's messages. Receivers' exceptions are logged, never passed on;
+// TakeMessage and Subscribe throw CExBadParam for a null message or receiver.
 class ZARN_CORE_API CMessageThread
 {
 public:

@@ -35,6 +35,10 @@ public:
 //   0 destructor, 1 SetInstance, 2 GetPluginSetup, 3 Init(const CValueMap*), 4 TestInterface,
 //   5 Init(context, parameters), 6 DeleteData, 7 Run, 8 TestParameters, 9 UpdateParameters.
 // Every operation runs on the GUI thread except Run, which a tool thread may call.
+//
+// Contract: what a plug-in owns and lends is its own (see each plug-in); the base owns only the
+// instance name. The base's default operations throw nothing and send no messages; a plug-in
+// receives every delivered message through UpdateParameters.
 class ZARN_CORE_API CPluginBase : public IPluginObject
 {
 public:

@@ -36,6 +36,10 @@ inline constexpr std::uint32_t kControlC = 0x40010005;
 } // namespace SystemExceptionCode
 
 // What the translator learns about a fault, besides its code. Lent for the translator's call only.
+//
+// Contract: the guard and translator own nothing of the guarded code; the alternate signal stack
+// belongs to the thread and is freed with it. What the translator throws is what the guard
+// throws. No messages.
 struct SSystemExceptionInfo
 {
     std::uint32_t code; // the Windows exception code
