@@ -109,6 +109,7 @@ private:
 
     std::vector<CParameterDefinition> m_lstDefinitions;
 
+    // Lent: the editors are the dialog's Qt children, which Qt deletes with it.
     std::map<std::string, QWidget*> m_mapEditors;
     QFormLayout* m_pForm;
     FitCheck m_fnFitCheck;

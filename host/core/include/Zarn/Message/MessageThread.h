@@ -111,7 +111,8 @@ private:
 
     // The delivering thread's own.
     MessageList m_lstBatch; // swapped with the queue, so both keep their capacity
-    std::vector<CPluginBase*> m_lstSubscribers; // null: unsubscribed during a delivery
+    // Lent by the subscribers, which their owners delete; null: unsubscribed during a delivery.
+    std::vector<CPluginBase*> m_lstSubscribers;
     bool m_bDelivering = false;
     bool m_bHasGaps = false;
     // The map handed to the receivers, reused for every message: only the id and the data
