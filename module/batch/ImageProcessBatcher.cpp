@@ -66,6 +66,8 @@ Zarn::CPluginBase* CImageProcessBatcher::FindFirstPlugin()
     }
     catch (...)
     {
+        // Any failure of the search means "no first plug-in": the plug-in then refuses every
+        // parameter set, which is how a broken description shows.
         return nullptr;
     }
 }
@@ -92,53 +94,16 @@ void CImageProcessBatcher::RunStep(const Zarn::CValueMap& step)
     {
         return;
     }
-    const std::string strType = StepType(step);
+    const SStepKind& kind = StepKindOf(StepType(step));
     // The handlers get a copy, so that a step run many times (in a loop) is never changed.
     Zarn::CValueMap work(step);
-    if (strType == "plugin")
+    if (kind.bDefaultsThreaded && !work.HasEntry(Zarn::CValue_Key("threaded")))
     {
-        if (!work.HasEntry(Zarn::CValue_Key("threaded")))
-        {
-            work.SetEntry(Zarn::CValue_Key("threaded"), new Zarn::CValueBool(false));
-        }
-        RunPlugin(work);
+        work.SetEntry(Zarn::CValue_Key("threaded"), new Zarn::CValueBool(false));
     }
-    else if (strType == "config plugin")
-    {
-        RunConfigPlugin(work);
-    }
-    else if (strType == "loop")
-    {
-        RunLoop(work);
-    }
-    else if (strType == "condition")
-    {
-        RunCondition(work);
-    }
-    else if (strType == "save image")
-    {
-        RunSaveImage(work);
-    }
-    else if (strType == "delete image")
-    {
-        RunDeleteImage(work);
-    }
-    else if (strType == "swap image")
-    {
-        RunSwapImage(work);
-    }
-    else if (strType == "copy image")
-    {
-        RunCopyImage(work);
-    }
-    else if (strType == "quen header tools")
-    {
-        RunQuenHeaderTools(work);
-    }
-    else
-    {
-        ThrowUnknownElement(strType);
-    }
+    // Each handler relies on its kind's structural check having passed.
+    kind.pfnCheck(work);
+    (this->*kind.pfnRun)(work);
 }
 
 Zarn::CValueMap CImageProcessBatcher::ParametersForPlugin(const Zarn::CValueMap& step) const
@@ -164,7 +129,6 @@ Zarn::CValueMap CImageProcessBatcher::ParametersForPlugin(const Zarn::CValueMap&
 
 void CImageProcessBatcher::RunPlugin(const Zarn::CValueMap& step)
 {
-    CheckPluginStep(step);
     static_cast<void>(PresentBool(step, "threaded")); // the plug-in always runs in this thread
     const std::string strLabel = StringOr(step, "title", "<unknown>");
     const Zarn::CValueMap parameters = ParametersForPlugin(step);
@@ -180,7 +144,6 @@ void CImageProcessBatcher::RunPlugin(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunConfigPlugin(const Zarn::CValueMap& step)
 {
-    CheckConfigPluginStep(step);
     Zarn::CValueMap parameters = ParametersForPlugin(step);
     PluginExecutor::RunPlugin(PresentString(step, "plugin"), parameters);
     if (HasBool(parameters, "cancelled") &&
@@ -233,7 +196,6 @@ void CImageProcessBatcher::AddToParameterHistory(const Zarn::CValueMap& answered
 
 void CImageProcessBatcher::RunLoop(const Zarn::CValueMap& step)
 {
-    CheckLoopStep(step);
     const bool bRepeatUntil = PresentString(step, "subtype") == "repeat-until";
     const Zarn::CValueVector& body = PresentVector(step, "loopbody");
     std::unique_ptr<Zarn::CImage> pSnapshot;
@@ -269,6 +231,7 @@ bool CImageProcessBatcher::EvalLoopCondition(const Zarn::CValueMap& step)
     }
     catch (const Zarn::CException& caught)
     {
+        // Standard error, not the logger: this line is part of the interpreter's fixed output.
         std::cerr << "CImageProcessBatcher::EvalLoopCondition( const Zarn::CValueMap& ): "
                   << caught.what() << std::endl;
         return false;
@@ -297,7 +260,6 @@ const Zarn::CValue* CImageProcessBatcher::FindConditionValue(const std::string& 
 
 void CImageProcessBatcher::RunCondition(const Zarn::CValueMap& step)
 {
-    CheckConditionStep(step);
     const Zarn::CValue* pFound = FindConditionValue(PresentString(step, "condition identifier"));
     const Zarn::CValue* pExpected = step.Entry(Zarn::CValue_Key("condition value"), false);
     if (pFound->Equal(*pExpected))
@@ -312,7 +274,6 @@ void CImageProcessBatcher::RunCondition(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunSaveImage(const Zarn::CValueMap& step)
 {
-    CheckSaveImageStep(step);
     std::unique_ptr<Zarn::CImage> pKept = CloneImage(*m_pCurrentImage);
     RunProcess(PresentVector(step, "save process"));
     std::unique_ptr<Zarn::CImage> pResult = std::move(m_pCurrentImage);
@@ -322,7 +283,6 @@ void CImageProcessBatcher::RunSaveImage(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunDeleteImage(const Zarn::CValueMap& step)
 {
-    CheckDeleteImageStep(step);
     const Zarn::CValue_Path path(PresentString(step, "map position"));
     // Checks that an image is there; removing its entry frees it (the entry owns it).
     Zarn::UnwrapPointer<Zarn::CImage>(m_mapParameters.Entry(path, true));
@@ -331,7 +291,6 @@ void CImageProcessBatcher::RunDeleteImage(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunSwapImage(const Zarn::CValueMap& step)
 {
-    CheckSwapImageStep(step);
     const std::string strPath = PresentString(step, "map position");
     Zarn::CImage& stored = StoredImage(strPath);
     Zarn::CValuePointerBase* pEntry =
@@ -354,7 +313,6 @@ void CImageProcessBatcher::RunSwapImage(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunCopyImage(const Zarn::CValueMap& step)
 {
-    CheckCopyImageStep(step);
     std::unique_ptr<Zarn::CImage> pCopy =
         CloneImage(StoredImage(PresentString(step, "from position")));
     StoreImage(PresentString(step, "to position"), std::move(pCopy));
@@ -362,47 +320,56 @@ void CImageProcessBatcher::RunCopyImage(const Zarn::CValueMap& step)
 
 void CImageProcessBatcher::RunQuenHeaderTools(const Zarn::CValueMap& step)
 {
-    CheckQuenHeaderToolsStep(step);
-    const std::string strOperation = PresentString(step, "operation");
+    const SHeaderOperation* pOperation = FindHeaderOperation(PresentString(step, "operation"));
     // One key at the top of the parameter map, not a path.
     const Zarn::CValue_Key key(PresentString(step, "map position"));
-    Zarn::CImage& image = *m_pCurrentImage;
-    if (strOperation == "get attributes")
+    (this->*pOperation->pfnRun)(step, key);
+}
+
+void CImageProcessBatcher::GetAttributes(const Zarn::CValueMap& /*step*/,
+                                         const Zarn::CValue_Key& key)
+{
+    m_mapParameters.SetEntry(key, new Zarn::CValueMap(m_pCurrentImage->Attributes()));
+}
+
+void CImageProcessBatcher::SetAttributes(const Zarn::CValueMap& /*step*/,
+                                         const Zarn::CValue_Key& key)
+{
+    const Zarn::CValue* pAttributes = m_mapParameters.Entry(key, true);
+    if (pAttributes->Map() == nullptr)
     {
-        m_mapParameters.SetEntry(key, new Zarn::CValueMap(image.Attributes()));
+        throw Zarn::CExBadType(ZARN_LOCATION, pAttributes);
     }
-    else if (strOperation == "set attributes")
+    Zarn::CTekaHeaderTools::SetAttributes(*m_pCurrentImage, *pAttributes->Map());
+}
+
+void CImageProcessBatcher::GetNumberOfLabels(const Zarn::CValueMap& /*step*/,
+                                             const Zarn::CValue_Key& key)
+{
+    std::uint64_t uCount = 0;
+    Zarn::CTekaHeaderTools::GetNumberOfLabels(*m_pCurrentImage, uCount);
+    m_mapParameters.SetEntry(key, new Zarn::CValueLong(static_cast<long>(uCount)));
+}
+
+void CImageProcessBatcher::SetNumberOfLabels(const Zarn::CValueMap& /*step*/,
+                                             const Zarn::CValue_Key& key)
+{
+    const auto nCount = static_cast<std::int32_t>(m_mapParameters.Entry(key, true)->Long());
+    Zarn::CTekaHeaderTools::SetNumberOfLabels(*m_pCurrentImage, static_cast<std::uint64_t>(nCount));
+}
+
+void CImageProcessBatcher::AddToHistory(const Zarn::CValueMap& step,
+                                        const Zarn::CValue_Key& /*key*/)
+{
+    std::string strEntry = StringOr(step, "process id", "unknown");
+    strEntry.append("(").append(m_strParameterHistory).append(")");
+    if (HasString(step, "label map position"))
     {
-        const Zarn::CValue* pAttributes = m_mapParameters.Entry(key, true);
-        if (pAttributes->Map() == nullptr)
-        {
-            throw Zarn::CExBadType(ZARN_LOCATION, pAttributes);
-        }
-        Zarn::CTekaHeaderTools::SetAttributes(image, *pAttributes->Map());
+        const Zarn::CValue_Path path(PresentString(step, "label map position"));
+        const long lLabels = m_mapParameters.Entry(path, true)->Long();
+        strEntry.append("<").append(std::to_string(lLabels)).append(">");
     }
-    else if (strOperation == "get number of labels")
-    {
-        std::uint64_t uCount = 0;
-        Zarn::CTekaHeaderTools::GetNumberOfLabels(image, uCount);
-        m_mapParameters.SetEntry(key, new Zarn::CValueLong(static_cast<long>(uCount)));
-    }
-    else if (strOperation == "set number of labels")
-    {
-        const auto nCount = static_cast<std::int32_t>(m_mapParameters.Entry(key, true)->Long());
-        Zarn::CTekaHeaderTools::SetNumberOfLabels(image, static_cast<std::uint64_t>(nCount));
-    }
-    else
-    {
-        std::string strEntry = StringOr(step, "process id", "unknown");
-        strEntry.append("(").append(m_strParameterHistory).append(")");
-        if (HasString(step, "label map position"))
-        {
-            const Zarn::CValue_Path path(PresentString(step, "label map position"));
-            const long lLabels = m_mapParameters.Entry(path, true)->Long();
-            strEntry.append("<").append(std::to_string(lLabels)).append(">");
-        }
-        Zarn::CTekaHeaderTools::AddToHistory(image, Zarn::CValueString(strEntry.c_str()));
-    }
+    Zarn::CTekaHeaderTools::AddToHistory(*m_pCurrentImage, Zarn::CValueString(strEntry.c_str()));
 }
 
 Zarn::CImage& CImageProcessBatcher::StoredImage(const std::string& path)
@@ -431,45 +398,34 @@ Zarn::CPluginBase* CImageProcessBatcher::FindFirstPluginIn(const Zarn::CValueVec
     for (unsigned int uIndex = 0; uIndex < process.Size(); ++uIndex)
     {
         const Zarn::CValueMap& step = StepAt(process.Entry(Zarn::CValue_Key(uIndex), false));
-        const std::string strType = StepType(step);
-        if (strType == "plugin" || strType == "config plugin")
+        const SStepKind& kind = StepKindOf(StepType(step));
+        if (kind.bNamesPlugin)
         {
-            const std::string strName = step.EntryString(Zarn::CValue_Key("plugin")).StdString();
-            std::cout << "\nFIRST PLUGIN: " << strName << "\n" << std::endl;
-            OwnedPluginPtr pPlugin(Zarn::GetNewPluginInstance(strName.c_str()));
-            if (pPlugin)
+            return NewFirstPlugin(step);
+        }
+        for (const char* szBody : kind.aszBodies)
+        {
+            Zarn::CPluginBase* pFound =
+                szBody != nullptr ? FindFirstPluginIn(PresentVector(step, szBody)) : nullptr;
+            if (pFound != nullptr)
             {
-                const Zarn::CValueMap initMap(step);
-                pPlugin->Init(nullptr, initMap);
+                return pFound;
             }
-            return pPlugin.release();
-        }
-        Zarn::CPluginBase* pFound = nullptr;
-        if (strType == "loop")
-        {
-            pFound = FindFirstPluginIn(PresentVector(step, "loopbody"));
-        }
-        else if (strType == "condition")
-        {
-            pFound = FindFirstPluginIn(PresentVector(step, "thenbody"));
-            if (pFound == nullptr && step.HasEntry(Zarn::CValue_Key("elsebody")))
-            {
-                pFound = FindFirstPluginIn(PresentVector(step, "elsebody"));
-            }
-        }
-        else if (strType == "save image")
-        {
-            pFound = FindFirstPluginIn(PresentVector(step, "save process"));
-        }
-        else if (strType != "delete image" && strType != "swap image" && strType != "copy image" &&
-                 strType != "quen header tools")
-        {
-            ThrowUnknownElement(strType);
-        }
-        if (pFound != nullptr)
-        {
-            return pFound;
         }
     }
     return nullptr;
+}
+
+Zarn::CPluginBase* CImageProcessBatcher::NewFirstPlugin(const Zarn::CValueMap& step)
+{
+    const std::string strName = step.EntryString(Zarn::CValue_Key("plugin")).StdString();
+    // Standard output, not the logger: this line is part of the interpreter's fixed output.
+    std::cout << "\nFIRST PLUGIN: " << strName << "\n" << std::endl;
+    OwnedPluginPtr pPlugin(Zarn::GetNewPluginInstance(strName.c_str()));
+    if (pPlugin)
+    {
+        const Zarn::CValueMap initMap(step);
+        pPlugin->Init(nullptr, initMap);
+    }
+    return pPlugin.release();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "batch/ProcessDescription.h"
+
 #include <Zarn/Image/Image.h>
 #include <Zarn/Value/ValueContainer.h>
 
@@ -28,6 +30,11 @@ class CPluginBase;
 // operation and message of ProcessDescription; what plug-ins and the host's image functions throw
 // passes unchanged. A failing run ends at once and leaves the parameter map as it was then (the
 // next run clears it); the current image is never left null.
+//
+// Thread: the one that calls Run, synchronously; a batcher is never shared between threads.
+// Messages: sends none and handles none; the lent host objects are kept for the steps only. A
+// missing loop condition is written to standard error and "FIRST PLUGIN: <name>" to standard
+// output, as fixed parts of its output.
 class CImageProcessBatcher : public Zarn::CValueVector
 {
 public:
@@ -53,6 +60,11 @@ public:
     const Zarn::CValueMap& Parameters() const { return m_mapParameters; }
 
 private:
+    // The step kinds' table names the step handlers below.
+    friend std::span<const ProcessDescription::SStepKind> ProcessDescription::StepKinds();
+    friend const ProcessDescription::SHeaderOperation*
+    ProcessDescription::FindHeaderOperation(const std::string& name);
+
     void RunProcess(const Zarn::CValueVector& process);
     void RunStep(const Zarn::CValueMap& step);
     void RunPlugin(const Zarn::CValueMap& step);
@@ -66,6 +78,12 @@ private:
     void RunSwapImage(const Zarn::CValueMap& step);
     void RunCopyImage(const Zarn::CValueMap& step);
     void RunQuenHeaderTools(const Zarn::CValueMap& step);
+    // The "quen header tools" operations on the current image; `key` is the step's "map position".
+    void GetAttributes(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
+    void SetAttributes(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
+    void GetNumberOfLabels(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
+    void SetNumberOfLabels(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
+    void AddToHistory(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
 
     // The map a plug-in step hands to its plug-in: the step, the parameter map's entries the step
     // lacks, and "parameters" merged with the step's own winning.
@@ -76,6 +94,8 @@ private:
     Zarn::CImage& StoredImage(const std::string& path);
     void StoreImage(const std::string& path, std::unique_ptr<Zarn::CImage> image);
     Zarn::CPluginBase* FindFirstPluginIn(const Zarn::CValueVector& process);
+    // Announces the plug-in step's plug-in, creates it and initialises it with a copy of the step.
+    Zarn::CPluginBase* NewFirstPlugin(const Zarn::CValueMap& step);
     void ClearRunState();
 
     bool m_bRunning;

@@ -91,6 +91,8 @@ bool CImageProcessPlugin::TestParameters(const Zarn::CValueMap& parameters)
     }
     catch (...)
     {
+        // Asking never fails: whatever stops the check (a pointer of another type, a first
+        // plug-in that throws) means the process cannot run on this input.
         return false;
     }
 }

@@ -7,12 +7,8 @@
 
 #include <memory>
 
-namespace Zarn
-{
-class CLogger;
-class CMessageIdFactory;
-class CMessageThread;
-} // namespace Zarn
+// The host objects (Zarn::CLogger, CMessageThread, CMessageIdFactory) are declared with the
+// batcher, which is given them.
 
 // Runs a process description against one image and behaves towards the rest of the system like a
 // single image tool: it takes the focused document at "input/documents/focused" and hands the
@@ -25,6 +21,9 @@ class CMessageThread;
 // or a plug-in executor), and its image to the document's "content".
 //
 // Nothing is wrapped in Init and UpdateParameters: what they throw reaches the caller unchanged.
+//
+// Messages: sends none and handles none. UpdateParameters takes a tool's input map ({"input":
+// {"documents": {"focused": ...}}}); a delivered host message has no "input" and changes nothing.
 class CImageProcessPlugin : public Zarn::CPluginBase
 {
 public:

@@ -12,9 +12,10 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
-#include <set>
+#include <vector>
 
 namespace PluginExecutor
 {
@@ -87,22 +88,17 @@ public:
             }
             auto* pDocument =
                 static_cast<Zarn::CValueMap*>(const_cast<void*>(pEntry->Pointer()->Void()));
-            if (pDocument != nullptr && pDocument != ownDocument)
+            // A document listed twice is still deleted once.
+            if (pDocument != nullptr && pDocument != ownDocument && !Owns(pDocument))
             {
-                m_setOwned.insert(pDocument);
+                m_lstOwned.emplace_back(pDocument);
             }
         }
     }
     CAddedDocuments(const CAddedDocuments&) = delete;
     CAddedDocuments& operator=(const CAddedDocuments&) = delete;
 
-    ~CAddedDocuments()
-    {
-        for (Zarn::CValueMap* pDocument : m_setOwned)
-        {
-            delete pDocument;
-        }
-    }
+    ~CAddedDocuments() = default;
 
     // The first document; null when there is none. A first entry that is not a document
     // pointer throws the unwrapping's type mismatch.
@@ -118,8 +114,14 @@ public:
     }
 
 private:
+    bool Owns(const Zarn::CValueMap* document) const
+    {
+        return std::any_of(m_lstOwned.begin(), m_lstOwned.end(),
+                           [document](const auto& pOwned) { return pOwned.get() == document; });
+    }
+
     const Zarn::CValueVector* m_pAdded;
-    std::set<Zarn::CValueMap*> m_setOwned;
+    std::vector<std::unique_ptr<Zarn::CValueMap>> m_lstOwned;
 };
 
 // The image of a document's "content", made the caller's: an owned image is released from the
@@ -203,6 +205,7 @@ Zarn::CImage* RunImageToolPlugin(const std::string& name, Zarn::CImage* image,
     Zarn::CValueMap mapParameters(parameters);
     mapParameters.SetEntry(Zarn::CValue_Key("input"), new Zarn::CValueMap(mapDocuments));
 
+    // Standard output, not the logger: these lines are part of the executor's fixed output.
     std::cout << "EXECUTETEKAPLUGIN: calling RunPlugin(...)" << std::endl;
     RunPlugin(name, mapParameters);
     std::cout << "EXECUTETEKAPLUGIN: RunPlugin(...) finished" << std::endl;

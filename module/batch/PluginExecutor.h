@@ -12,6 +12,9 @@ class CImage;
 // Runs one plug-in, named as the host's plug-in loader knows it, to completion in the calling
 // thread. Every run creates a new instance of the plug-in and destroys it (DeleteData, then the
 // destructor) before returning, also when the run fails. No state of its own.
+//
+// Thread: the calling one. Messages: sends none and handles none. An image tool run is framed by
+// two lines on standard output ("EXECUTETEKAPLUGIN: ..."), a fixed part of its output.
 namespace PluginExecutor
 {
 

@@ -1,5 +1,7 @@
 #include "batch/ProcessDescription.h"
 
+#include "batch/ImageProcessBatcher.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Serial/JsonValueFile.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -43,58 +45,16 @@ bool Has(const Zarn::CValueMap& step, const char* key)
     return step.HasEntry(Zarn::CValue_Key(key));
 }
 
-bool NeedsMapPosition(const std::string& strOperation)
-{
-    return strOperation == "get attributes" || strOperation == "set attributes" ||
-           strOperation == "get number of labels" || strOperation == "set number of labels";
-}
-
 void ValidateStep(const Zarn::CValueMap& step)
 {
-    const std::string strType = StepType(step);
-    if (strType == "plugin")
+    const SStepKind& kind = StepKindOf(StepType(step));
+    kind.pfnCheck(step);
+    for (const char* szBody : kind.aszBodies)
     {
-        CheckPluginStep(step);
-    }
-    else if (strType == "config plugin")
-    {
-        CheckConfigPluginStep(step);
-    }
-    else if (strType == "loop")
-    {
-        CheckLoopStep(step);
-        Validate(PresentVector(step, "loopbody"));
-    }
-    else if (strType == "condition")
-    {
-        CheckConditionStep(step);
-        Validate(PresentVector(step, "thenbody"));
-        Validate(PresentVector(step, "elsebody"));
-    }
-    else if (strType == "save image")
-    {
-        CheckSaveImageStep(step);
-        Validate(PresentVector(step, "save process"));
-    }
-    else if (strType == "delete image")
-    {
-        CheckDeleteImageStep(step);
-    }
-    else if (strType == "swap image")
-    {
-        CheckSwapImageStep(step);
-    }
-    else if (strType == "copy image")
-    {
-        CheckCopyImageStep(step);
-    }
-    else if (strType == "quen header tools")
-    {
-        CheckQuenHeaderToolsStep(step);
-    }
-    else
-    {
-        ThrowUnknownElement(strType);
+        if (szBody != nullptr)
+        {
+            Validate(PresentVector(step, szBody));
+        }
     }
 }
 
@@ -164,6 +124,61 @@ const Zarn::CValueMap& StepAt(const Zarn::CValue* element)
 std::string StepType(const Zarn::CValueMap& step)
 {
     return PresentString(step, "type");
+}
+
+std::span<const SStepKind> StepKinds()
+{
+    // A friend of the batcher, so that its step handlers can stand in the table.
+    using B = CImageProcessBatcher;
+    static const SStepKind s_aKinds[] = {
+        {"plugin", CheckPluginStep, &B::RunPlugin, true, true, {}},
+        {"config plugin", CheckConfigPluginStep, &B::RunConfigPlugin, true, false, {}},
+        {"loop", CheckLoopStep, &B::RunLoop, false, false, {"loopbody", nullptr}},
+        {"condition", CheckConditionStep, &B::RunCondition, false, false, {"thenbody", "elsebody"}},
+        {"save image",
+         CheckSaveImageStep,
+         &B::RunSaveImage,
+         false,
+         false,
+         {"save process", nullptr}},
+        {"delete image", CheckDeleteImageStep, &B::RunDeleteImage, false, false, {}},
+        {"swap image", CheckSwapImageStep, &B::RunSwapImage, false, false, {}},
+        {"copy image", CheckCopyImageStep, &B::RunCopyImage, false, false, {}},
+        {"quen header tools", CheckQuenHeaderToolsStep, &B::RunQuenHeaderTools, false, false, {}},
+    };
+    return s_aKinds;
+}
+
+const SStepKind& StepKindOf(const std::string& type)
+{
+    for (const SStepKind& kind : StepKinds())
+    {
+        if (type == kind.szType)
+        {
+            return kind;
+        }
+    }
+    ThrowUnknownElement(type);
+}
+
+const SHeaderOperation* FindHeaderOperation(const std::string& name)
+{
+    using B = CImageProcessBatcher;
+    static const SHeaderOperation s_aOperations[] = {
+        {"get attributes", true, &B::GetAttributes},
+        {"set attributes", true, &B::SetAttributes},
+        {"get number of labels", true, &B::GetNumberOfLabels},
+        {"set number of labels", true, &B::SetNumberOfLabels},
+        {"add to history", false, &B::AddToHistory},
+    };
+    for (const SHeaderOperation& operation : s_aOperations)
+    {
+        if (name == operation.szName)
+        {
+            return &operation;
+        }
+    }
+    return nullptr;
 }
 
 void CheckPluginStep(const Zarn::CValueMap& step)
@@ -254,17 +269,15 @@ void CheckQuenHeaderToolsStep(const Zarn::CValueMap& step)
         Reject(kRunQuenHeaderTools, "invalid quen header tools section ('operation' required)");
     }
     const std::string strOperation = PresentString(step, "operation");
-    if (NeedsMapPosition(strOperation))
-    {
-        if (!Has(step, "map position"))
-        {
-            Reject(kRunQuenHeaderTools,
-                   "invalid quen header tools section (operation requires 'map position')");
-        }
-    }
-    else if (strOperation != "add to history")
+    const SHeaderOperation* pOperation = FindHeaderOperation(strOperation);
+    if (pOperation == nullptr)
     {
         Reject(kRunQuenHeaderTools, "unknown operation (\"" + strOperation + "\")");
+    }
+    if (pOperation->bNeedsMapPosition && !Has(step, "map position"))
+    {
+        Reject(kRunQuenHeaderTools,
+               "invalid quen header tools section (operation requires 'map position')");
     }
 }
 

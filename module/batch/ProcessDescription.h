@@ -2,8 +2,12 @@
 
 #include <Zarn/Value/ValueContainer.h>
 
+#include <array>
 #include <memory>
+#include <span>
 #include <string>
+
+class CImageProcessBatcher;
 
 // Process descriptions: the scripts that CImageProcessBatcher runs. A description is a
 // Zarn::CValueVector of steps, each a Zarn::CValueMap with a "type"; docs/process-format.md has
@@ -13,6 +17,8 @@
 //
 // Every rejection is a Zarn::CException whose function is the interpreter operation that rejects
 // ("CImageProcessBatcher::RunLoop( const Zarn::CValueMap& )") and whose what is the message.
+// Nothing here owns anything beyond what it returns; the readers lend parts of the step they are
+// given. Free of state, so any thread may call it; no messages.
 namespace ProcessDescription
 {
 
@@ -37,6 +43,35 @@ const Zarn::CValueMap& StepAt(const Zarn::CValue* element);
 
 // The step's "type"; a "type" that is not a text reads as empty (an unknown element).
 std::string StepType(const Zarn::CValueMap& step);
+
+// One kind of step and all that the walks over a description (running, validating, searching
+// for the first plug-in) need to know of it. The kinds are listed once, in StepKinds().
+struct SStepKind
+{
+    const char* szType;                            // the step's "type"
+    void (*pfnCheck)(const Zarn::CValueMap& step); // the structural check, as run makes it
+    void (CImageProcessBatcher::*pfnRun)(const Zarn::CValueMap& work); // runs a working copy
+    bool bNamesPlugin;      // its "plugin" names the plug-in that a first-plug-in search wants
+    bool bDefaultsThreaded; // a working copy without "threaded" gets "threaded" = false
+    std::array<const char*, 2> aszBodies; // nested processes, in search order; null when unused
+};
+
+// The step kinds in the order in which the interpreter tests a step's "type".
+std::span<const SStepKind> StepKinds();
+// The kind of the type; an unknown one throws "unknown process element (\"<type>\")".
+const SStepKind& StepKindOf(const std::string& type);
+
+// One operation of a "quen header tools" step. The handler gets the step and its "map position"
+// as one key at the top of the parameter map (empty when the operation needs none).
+struct SHeaderOperation
+{
+    const char* szName;
+    bool bNeedsMapPosition;
+    void (CImageProcessBatcher::*pfnRun)(const Zarn::CValueMap& step, const Zarn::CValue_Key& key);
+};
+
+// The header operations; null for an unknown name.
+const SHeaderOperation* FindHeaderOperation(const std::string& name);
 
 // The structural checks of each step kind, as the interpreter makes them before it runs a step.
 // They look only at the step itself, never at the parameter map.

@@ -66,47 +66,46 @@ std::pair<double, double> TargetRange(Zarn::IImage::EnElementType enType)
 
 } // namespace
 
-CConvertTypeTool::CConvertTypeTool()
-    : CImageToolBase("ConvertType", "Converted"), m_strTarget("uint8"), m_strScaling("none"),
-      m_dFactor(1.0)
+namespace ImageTools
 {
-}
 
-void CConvertTypeTool::TakeParameters(const Zarn::CValueMap& parameters)
+void ReadParameters(SConvertType& values, const CImageToolBase& tool,
+                    const Zarn::CValueMap& parameters)
 {
     const std::string strTarget =
-        ReadChoice(parameters, "target", m_strTarget,
-                   {"uint8", "int8", "uint16", "int16", "int32", "float32", "float64"});
+        tool.ReadChoice(parameters, "target", values.m_strTarget,
+                        {"uint8", "int8", "uint16", "int16", "int32", "float32", "float64"});
     const std::string strScaling =
-        ReadChoice(parameters, "scaling", m_strScaling, {"none", "min-max", "factor"});
-    const double dFactor = ReadDouble(parameters, "factor", m_dFactor);
-    m_strTarget = strTarget;
-    m_strScaling = strScaling;
-    m_dFactor = dFactor;
+        tool.ReadChoice(parameters, "scaling", values.m_strScaling, {"none", "min-max", "factor"});
+    const double dFactor = tool.ReadDouble(parameters, "factor", values.m_dFactor);
+    values.m_strTarget = strTarget;
+    values.m_strScaling = strScaling;
+    values.m_dFactor = dFactor;
 }
 
-CImageToolBase::ParameterList CConvertTypeTool::Parameters() const
+CImageToolBase::ParameterList ListParameters(const SConvertType& values)
 {
-    ParameterList parameters;
-    parameters.emplace_back("target", std::make_unique<Zarn::CValueString>(m_strTarget));
-    parameters.emplace_back("scaling", std::make_unique<Zarn::CValueString>(m_strScaling));
-    parameters.emplace_back("factor", std::make_unique<Zarn::CValueDouble>(m_dFactor));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("target", std::make_unique<Zarn::CValueString>(values.m_strTarget));
+    parameters.emplace_back("scaling", std::make_unique<Zarn::CValueString>(values.m_strScaling));
+    parameters.emplace_back("factor", std::make_unique<Zarn::CValueDouble>(values.m_dFactor));
     return parameters;
 }
 
-bool CConvertTypeTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SConvertType& /*values*/, const Zarn::IImage::CType& type)
 {
     return type.ElementType() != Zarn::IImage::etUInt32;
 }
 
-Zarn::CImage* CConvertTypeTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SConvertType& values, const Zarn::CImage& input)
 {
-    const Zarn::IImage::CType targetType(ElementTypeOf(m_strTarget), input.Type().Channels());
+    const Zarn::IImage::CType targetType(ElementTypeOf(values.m_strTarget),
+                                         input.Type().Channels());
     const int nTarget = Zarn::OpenCVType(targetType);
-    const std::string strScaling = m_strScaling;
-    const double dFactor = m_dFactor;
+    const std::string strScaling = values.m_strScaling;
+    const double dFactor = values.m_dFactor;
     const auto [dLow, dHigh] = TargetRange(targetType.ElementType());
-    return ForEachPlane(
+    return CImageToolBase::ForEachPlane(
         input, targetType,
         [&](const cv::Mat& source, cv::Mat& result)
         {
@@ -120,3 +119,7 @@ Zarn::CImage* CConvertTypeTool::Process(const Zarn::CImage& input)
             }
         });
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SConvertType>;

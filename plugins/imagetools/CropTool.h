@@ -13,7 +13,8 @@
 // image; without a non-empty rectangle the tool is disabled. Takes every image type.
 //
 // The view is asked for its description (its Run) only in TestParameters and UpdateParameters,
-// which run on the GUI thread; Run uses the rectangle kept then.
+// which run on the GUI thread; Run uses the rectangle kept then. Otherwise the contract of
+// CImageToolBase: the active view is lent for the call only, nothing of it is kept.
 class CCropTool : public CImageToolBase
 {
 public:

@@ -7,7 +7,8 @@
 
 // The questions the document tools ask the user. Each goes through a replaceable function, so
 // that a headless run or a test answers instead of a modal dialog. GUI thread only; installing
-// an empty function brings the real dialog back.
+// an empty function brings the real dialog back. The installed functions are owned here until
+// replaced; nothing is lent. Throws only what an installed function throws. No messages.
 namespace ImageTools
 {
 

@@ -49,6 +49,14 @@ void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* docu
     pList->Vector()->PushBack(new Zarn::CValuePointer<Zarn::CValueMap>(document));
 }
 
+void WriteDocumentToolSetup(Zarn::CValueMap& setup, const std::string& name)
+{
+    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
+    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Document"));
+    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(name));
+}
+
 void ReportError(Zarn::CValueMap& data, const std::string& message)
 {
     data.SetEntry("output/error/message", new Zarn::CValueString(message));
@@ -74,6 +82,84 @@ std::string ProposedFileName(const std::string& label)
     return Zarn::CImageFile::IsSupportedPath(label) ? label : label + ".tif";
 }
 
+namespace
+{
+
+// The absolute path to save to: the preset, or what the user chooses starting from the
+// document's own folder (or the last used one); empty when the user cancels.
+std::string SavePathToUse(const std::string& strLabel, const std::string& strOldPath,
+                          const std::string& presetPath)
+{
+    std::string strPath = presetPath;
+    if (strPath.empty())
+    {
+        const std::string strFolder =
+            strOldPath.empty() ? LastUsedFolder()
+                               : std::filesystem::path(strOldPath).parent_path().string();
+        const std::string strProposed =
+            (std::filesystem::path(strFolder) / ProposedFileName(strLabel)).string();
+        strPath = ChooseSavePath(QStringLiteral("Save Image As"),
+                                 QString::fromStdString(strProposed), ImageFileFilters())
+                      .toStdString();
+        if (strPath.empty())
+        {
+            return strPath;
+        }
+        // The dialog adds no extension of its own; a bare name is saved as TIFF.
+        if (!std::filesystem::path(strPath).has_extension())
+        {
+            strPath += ".tif";
+        }
+        RememberFolderOf(strPath);
+    }
+    return AbsolutePath(strPath);
+}
+
+// Writes the image to the path; the text that says why it could not, or empty when written.
+std::string WriteProblem(Zarn::CValueMap& document, const Zarn::CImage& image,
+                         const std::string& strLabel, const std::string& strPath)
+{
+    if (!Zarn::CImageFile::IsSupportedPath(strPath))
+    {
+        return "Cannot save '" + strLabel + "' as '" + strPath +
+               "': unknown image format (known: .png, .tif, .tiff, .jpg, .jpeg, .bmp).";
+    }
+    if (!Zarn::CImageFile::CanStore(strPath, image.Type(), image.Size().Z()))
+    {
+        return "Cannot save '" + strLabel + "' as '" + strPath + "': this file type cannot store " +
+               image.Type().ToString() + " images.";
+    }
+    try
+    {
+        Zarn::ImageDocument::Write(document, strPath);
+    }
+    catch (const Zarn::CException& exception)
+    {
+        return "Cannot save '" + strLabel + "': " + exception.what();
+    }
+    return std::string();
+}
+
+// The document's "update" map for the repository, its new "filename" and, when the file name
+// changed, its new "label".
+void MarkSaved(Zarn::CValueMap& document, const std::string& strPath, bool bNewName)
+{
+    auto* pUpdate = new Zarn::CValueMap;
+    pUpdate->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueBool(bNewName));
+    pUpdate->SetEntry(Zarn::CValue_Key("content"), new Zarn::CValueBool(false));
+    pUpdate->SetEntry("is_saved/image", new Zarn::CValueBool(true));
+    document.SetEntry(Zarn::CValue_Key("update"), pUpdate);
+    document.SetEntry(Zarn::CValue_Key("filename"), new Zarn::CValueString(strPath));
+    if (bNewName)
+    {
+        document.SetEntry(
+            Zarn::CValue_Key("label"),
+            new Zarn::CValueString(std::filesystem::path(strPath).filename().string()));
+    }
+}
+
+} // namespace
+
 SSaveResult SaveImageDocument(Zarn::CValueMap& document, bool bAskPath,
                               const std::string& presetPath)
 {
@@ -87,74 +173,22 @@ SSaveResult SaveImageDocument(Zarn::CValueMap& document, bool bAskPath,
         result.m_strError = "Cannot save '" + strLabel + "': the document holds no image.";
         return result;
     }
-
     std::string strPath = strOldPath;
-    const bool bAsk = bAskPath || strOldPath.empty();
-    if (bAsk)
+    if (bAskPath || strOldPath.empty())
     {
-        strPath = presetPath;
+        strPath = SavePathToUse(strLabel, strOldPath, presetPath);
         if (strPath.empty())
         {
-            const std::string strFolder =
-                strOldPath.empty() ? LastUsedFolder()
-                                   : std::filesystem::path(strOldPath).parent_path().string();
-            const std::string strProposed =
-                (std::filesystem::path(strFolder) / ProposedFileName(strLabel)).string();
-            strPath = ChooseSavePath(QStringLiteral("Save Image As"),
-                                     QString::fromStdString(strProposed), ImageFileFilters())
-                          .toStdString();
-            if (strPath.empty())
-            {
-                return result; // cancelled
-            }
-            // The dialog adds no extension of its own; a bare name is saved as TIFF.
-            if (!std::filesystem::path(strPath).has_extension())
-            {
-                strPath += ".tif";
-            }
-            RememberFolderOf(strPath);
+            return result; // cancelled
         }
-        strPath = AbsolutePath(strPath);
     }
-
     result.m_enOutcome = SSaveResult::soFailed;
-    if (!Zarn::CImageFile::IsSupportedPath(strPath))
+    result.m_strError = WriteProblem(document, *pImage, strLabel, strPath);
+    if (!result.m_strError.empty())
     {
-        result.m_strError =
-            "Cannot save '" + strLabel + "' as '" + strPath +
-            "': unknown image format (known: .png, .tif, .tiff, .jpg, .jpeg, .bmp).";
         return result;
     }
-    if (!Zarn::CImageFile::CanStore(strPath, pImage->Type(), pImage->Size().Z()))
-    {
-        result.m_strError = "Cannot save '" + strLabel + "' as '" + strPath +
-                            "': this file type cannot store " + pImage->Type().ToString() +
-                            " images.";
-        return result;
-    }
-    try
-    {
-        Zarn::ImageDocument::Write(document, strPath);
-    }
-    catch (const Zarn::CException& exception)
-    {
-        result.m_strError = "Cannot save '" + strLabel + "': " + exception.what();
-        return result;
-    }
-
-    const bool bNewName = strPath != strOldPath;
-    auto* pUpdate = new Zarn::CValueMap;
-    pUpdate->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueBool(bNewName));
-    pUpdate->SetEntry(Zarn::CValue_Key("content"), new Zarn::CValueBool(false));
-    pUpdate->SetEntry("is_saved/image", new Zarn::CValueBool(true));
-    document.SetEntry(Zarn::CValue_Key("update"), pUpdate);
-    document.SetEntry(Zarn::CValue_Key("filename"), new Zarn::CValueString(strPath));
-    if (bNewName)
-    {
-        document.SetEntry(
-            Zarn::CValue_Key("label"),
-            new Zarn::CValueString(std::filesystem::path(strPath).filename().string()));
-    }
+    MarkSaved(document, strPath, strPath != strOldPath);
     result.m_enOutcome = SSaveResult::soSaved;
     return result;
 }

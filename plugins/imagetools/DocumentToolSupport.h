@@ -5,7 +5,8 @@
 #include <string>
 
 // What the document tools (open, save, close) share: reading their input, writing their output,
-// and saving a document. GUI thread only: saving may ask the user.
+// and saving a document. GUI thread only: saving may ask the user. The documents handled are lent
+// by the caller; saving reports failures in its result instead of throwing. No messages.
 namespace ImageTools
 {
 
@@ -16,6 +17,10 @@ Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& parameters);
 // Appends a lent pointer to the document to the vector at `path` ("output/documents/update"),
 // making the vector when it is missing.
 void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* document);
+
+// The set-up record of a document tool: "Version", "PluginType" = "Tool", "PluginSubType" =
+// "Document", "PluginName" = name.
+void WriteDocumentToolSetup(Zarn::CValueMap& setup, const std::string& name);
 
 // Sets "output/error/message"; the toolbox shows it when "output/error" exists, which the
 // message makes.

@@ -15,37 +15,41 @@ namespace
 constexpr double kMaxSigma = 1000.0;
 } // namespace
 
-CGaussianBlurTool::CGaussianBlurTool()
-    : CImageToolBase("GaussianBlur", "Gaussian blur"), m_dSigma(1.0)
+namespace ImageTools
 {
-}
 
-void CGaussianBlurTool::TakeParameters(const Zarn::CValueMap& parameters)
+void ReadParameters(SGaussianBlur& values, const CImageToolBase& tool,
+                    const Zarn::CValueMap& parameters)
 {
-    const double dSigma = ReadDouble(parameters, "sigma", m_dSigma);
+    const double dSigma = tool.ReadDouble(parameters, "sigma", values.m_dSigma);
     if (!(dSigma > 0.0) || dSigma > kMaxSigma)
     {
-        ThrowBadParameter("parameter \"sigma\" must be greater than 0 and at most 1000.");
+        tool.ThrowBadParameter("parameter \"sigma\" must be greater than 0 and at most 1000.");
     }
-    m_dSigma = dSigma;
+    values.m_dSigma = dSigma;
 }
 
-CImageToolBase::ParameterList CGaussianBlurTool::Parameters() const
+CImageToolBase::ParameterList ListParameters(const SGaussianBlur& values)
 {
-    ParameterList parameters;
-    parameters.emplace_back("sigma", std::make_unique<Zarn::CValueDouble>(m_dSigma));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("sigma", std::make_unique<Zarn::CValueDouble>(values.m_dSigma));
     return parameters;
 }
 
-bool CGaussianBlurTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SGaussianBlur& /*values*/, const Zarn::IImage::CType& type)
 {
-    return IsFilterType(type.ElementType());
+    return CImageToolBase::IsFilterType(type.ElementType());
 }
 
-Zarn::CImage* CGaussianBlurTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SGaussianBlur& values, const Zarn::CImage& input)
 {
-    const double dSigma = m_dSigma;
-    return ForEachPlane(input, input.Type(),
-                        [dSigma](const cv::Mat& source, cv::Mat& result)
-                        { cv::GaussianBlur(source, result, cv::Size(), dSigma, dSigma); });
+    const double dSigma = values.m_dSigma;
+    return CImageToolBase::ForEachPlane(
+        input, input.Type(),
+        [dSigma](const cv::Mat& source, cv::Mat& result)
+        { cv::GaussianBlur(source, result, cv::Size(), dSigma, dSigma); });
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SGaussianBlur>;

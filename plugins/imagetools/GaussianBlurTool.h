@@ -5,17 +5,16 @@
 // "GaussianBlur": cv::GaussianBlur with the same sigma along x and y, the kernel size derived from
 // sigma, reflected borders. Parameter "sigma" (double > 0, default 1). Takes every type OpenCV
 // filters: uint8, uint16, int16, float32, float64, 1 to 4 channels.
-class CGaussianBlurTool : public CImageToolBase
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
+namespace ImageTools
 {
-public:
-    CGaussianBlurTool();
-
-protected:
-    void TakeParameters(const Zarn::CValueMap& parameters) override;
-    ParameterList Parameters() const override;
-    bool Accepts(const Zarn::IImage::CType& type) const override;
-    Zarn::CImage* Process(const Zarn::CImage& input) override;
-
-private:
-    double m_dSigma;
+struct SGaussianBlur
+{
+    static constexpr const char* kszName = "GaussianBlur";
+    static constexpr const char* kszLabel = "Gaussian blur";
+    double m_dSigma = 1.0;
 };
+} // namespace ImageTools
+
+extern template class CImageTool<ImageTools::SGaussianBlur>;
+using CGaussianBlurTool = CImageTool<ImageTools::SGaussianBlur>;

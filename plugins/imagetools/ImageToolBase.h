@@ -43,6 +43,11 @@
 // Run may be called on a tool thread: it reads only its data map, its own members and the input
 // image, and writes only its data map and its own members. Everything else runs on the GUI
 // thread.
+//
+// Owns its parameters; the focused document is lent (by the toolbox's input or the run data) and
+// the new document is handed to whoever takes up "output/documents/add". Sends no messages and
+// handles none: UpdateParameters reads only "parameters" and "input", which a delivered host
+// message does not have.
 class CImageToolBase : public Zarn::CPluginBase
 {
 public:
@@ -82,10 +87,27 @@ public:
     // The document at "documents/focused" of a toolbox picture, or null.
     static const Zarn::CValueMap* FocusedDocument(const Zarn::CValueMap& input);
 
-protected:
     // One named value, in the order the tool lists its parameters.
     using ParameterList = std::vector<std::pair<std::string, std::unique_ptr<Zarn::CValue>>>;
 
+    // Readers for TakeParameters: the map's value for the key, or `current` when it is absent.
+    // A value of another kind or outside the limits throws CExBadParam naming tool and key.
+    double ReadDouble(const Zarn::CValueMap& parameters, const char* key, double current) const;
+    long ReadLong(const Zarn::CValueMap& parameters, const char* key, long current) const;
+    std::string ReadChoice(const Zarn::CValueMap& parameters, const char* key,
+                           const std::string& current,
+                           std::initializer_list<const char*> choices) const;
+    [[noreturn]] void ThrowBadParameter(const std::string& text) const;
+
+    // The element types OpenCV's filters work on: uint8, uint16, int16, float32 and float64.
+    static bool IsFilterType(Zarn::IImage::EnElementType type);
+    // A new image of the input's size with `type`, each plane filled by `operation(source,
+    // result)`; the result matrix must come out with the OpenCV type of `type`.
+    static Zarn::CImage*
+    ForEachPlane(const Zarn::CImage& input, const Zarn::IImage::CType& type,
+                 const std::function<void(const cv::Mat&, cv::Mat&)>& operation);
+
+protected:
     // name: the plug-in name ("GaussianBlur"); label: what the new document's label gets
     // appended ("Gaussian blur").
     CImageToolBase(const char* name, const char* label);
@@ -109,23 +131,6 @@ protected:
     virtual bool TestInput(const Zarn::CValueMap& input, const Zarn::CImage& image);
     virtual void KeepInput(const Zarn::CValueMap& input, const Zarn::CImage* image);
 
-    // Readers for TakeParameters: the map's value for the key, or `current` when it is absent.
-    // A value of another kind or outside the limits throws CExBadParam naming tool and key.
-    double ReadDouble(const Zarn::CValueMap& parameters, const char* key, double current) const;
-    long ReadLong(const Zarn::CValueMap& parameters, const char* key, long current) const;
-    std::string ReadChoice(const Zarn::CValueMap& parameters, const char* key,
-                           const std::string& current,
-                           std::initializer_list<const char*> choices) const;
-    [[noreturn]] void ThrowBadParameter(const std::string& text) const;
-
-    // The element types OpenCV's filters work on: uint8, uint16, int16, float32 and float64.
-    static bool IsFilterType(Zarn::IImage::EnElementType type);
-    // A new image of the input's size with `type`, each plane filled by `operation(source,
-    // result)`; the result matrix must come out with the OpenCV type of `type`.
-    static Zarn::CImage*
-    ForEachPlane(const Zarn::CImage& input, const Zarn::IImage::CType& type,
-                 const std::function<void(const cv::Mat&, cv::Mat&)>& operation);
-
 private:
     const Zarn::CValueMap* DocumentToRun(const Zarn::CValueMap& data) const;
 
@@ -134,3 +139,73 @@ private:
     // Written by the GUI thread while a threaded run may read it.
     std::atomic<const Zarn::CValueMap*> m_pFocusedDocument;
 };
+
+namespace ImageTools
+{
+// Tools whose values have nothing that fails on some image types find no misfit.
+template <class TValues>
+std::optional<CImageToolBase::SParameterMisfit> FindMisfit(const TValues& /*values*/,
+                                                           const Zarn::IImage::CType& /*type*/)
+{
+    return std::nullopt;
+}
+} // namespace ImageTools
+
+// The image tool of one parameter set. TValues, a struct in namespace ImageTools, holds the tool's
+// plug-in name (kszName), the label its documents get (kszLabel) and its parameter values with
+// their defaults. The tool's source file gives its operations as functions of namespace
+// ImageTools, found through TValues:
+//   void ReadParameters(TValues&, const CImageToolBase&, const Zarn::CValueMap& parameters)
+//   CImageToolBase::ParameterList ListParameters(const TValues&)
+//   bool AcceptsType(const TValues&, const Zarn::IImage::CType&)
+//   Zarn::CImage* ProcessImage(TValues&, const Zarn::CImage& input)
+//   std::optional<CImageToolBase::SParameterMisfit> FindMisfit(const TValues&, const CType&)
+//     (optional: without it, no misfit)
+// each meaning what the virtual operation of CImageToolBase it stands for means, and ends with
+// `template class CImageTool<ImageTools::TValues>;` (its header declares that extern). Reading
+// is all or nothing: ReadParameters works on a copy that replaces the values only when it
+// returns. Owns its values; threads as CImageToolBase.
+template <class TValues> class CImageTool final : public CImageToolBase
+{
+public:
+    CImageTool() : CImageToolBase(TValues::kszName, TValues::kszLabel) {}
+
+protected:
+    void TakeParameters(const Zarn::CValueMap& parameters) override;
+    ParameterList Parameters() const override;
+    bool Accepts(const Zarn::IImage::CType& type) const override;
+    std::optional<SParameterMisfit> Misfit(const Zarn::IImage::CType& type) const override;
+    Zarn::CImage* Process(const Zarn::CImage& input) override;
+
+private:
+    TValues m_values;
+};
+
+template <class TValues> void CImageTool<TValues>::TakeParameters(const Zarn::CValueMap& parameters)
+{
+    TValues values = m_values;
+    ReadParameters(values, *this, parameters);
+    m_values = values;
+}
+
+template <class TValues> CImageToolBase::ParameterList CImageTool<TValues>::Parameters() const
+{
+    return ListParameters(m_values);
+}
+
+template <class TValues> bool CImageTool<TValues>::Accepts(const Zarn::IImage::CType& type) const
+{
+    return AcceptsType(m_values, type);
+}
+
+template <class TValues>
+std::optional<CImageToolBase::SParameterMisfit>
+CImageTool<TValues>::Misfit(const Zarn::IImage::CType& type) const
+{
+    return FindMisfit(m_values, type);
+}
+
+template <class TValues> Zarn::CImage* CImageTool<TValues>::Process(const Zarn::CImage& input)
+{
+    return ProcessImage(m_values, input);
+}

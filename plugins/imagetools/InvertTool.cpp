@@ -8,16 +8,20 @@
 
 DOCVIEW_REGISTER_PLUGIN("Invert", CInvertTool);
 
-CInvertTool::CInvertTool() : CImageToolBase("Invert", "Inverted") {}
-
-void CInvertTool::TakeParameters(const Zarn::CValueMap& /*parameters*/) {}
-
-CImageToolBase::ParameterList CInvertTool::Parameters() const
+namespace ImageTools
 {
-    return ParameterList();
+
+void ReadParameters(SInvert& /*values*/, const CImageToolBase& /*tool*/,
+                    const Zarn::CValueMap& /*parameters*/)
+{
 }
 
-bool CInvertTool::Accepts(const Zarn::IImage::CType& type) const
+CImageToolBase::ParameterList ListParameters(const SInvert& /*values*/)
+{
+    return CImageToolBase::ParameterList();
+}
+
+bool AcceptsType(const SInvert& /*values*/, const Zarn::IImage::CType& type)
 {
     switch (type.ElementType())
     {
@@ -31,19 +35,23 @@ bool CInvertTool::Accepts(const Zarn::IImage::CType& type) const
     }
 }
 
-Zarn::CImage* CInvertTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SInvert& /*values*/, const Zarn::CImage& input)
 {
     const bool bFloat = input.Type().IsFloat();
-    return ForEachPlane(input, input.Type(),
-                        [bFloat](const cv::Mat& source, cv::Mat& result)
-                        {
-                            if (bFloat)
-                            {
-                                cv::subtract(cv::Scalar::all(1.0), source, result);
-                            }
-                            else
-                            {
-                                cv::bitwise_not(source, result);
-                            }
-                        });
+    return CImageToolBase::ForEachPlane(input, input.Type(),
+                                        [bFloat](const cv::Mat& source, cv::Mat& result)
+                                        {
+                                            if (bFloat)
+                                            {
+                                                cv::subtract(cv::Scalar::all(1.0), source, result);
+                                            }
+                                            else
+                                            {
+                                                cv::bitwise_not(source, result);
+                                            }
+                                        });
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SInvert>;

@@ -12,35 +12,37 @@
 
 DOCVIEW_REGISTER_PLUGIN("Label", CLabelTool);
 
-CLabelTool::CLabelTool() : CImageToolBase("Label", "Labels"), m_lConnectivity(8) {}
-
-void CLabelTool::TakeParameters(const Zarn::CValueMap& parameters)
+namespace ImageTools
 {
-    const long lConnectivity = ReadLong(parameters, "connectivity", m_lConnectivity);
+
+void ReadParameters(SLabel& values, const CImageToolBase& tool, const Zarn::CValueMap& parameters)
+{
+    const long lConnectivity = tool.ReadLong(parameters, "connectivity", values.m_lConnectivity);
     if (lConnectivity != 4 && lConnectivity != 8)
     {
-        ThrowBadParameter("parameter \"connectivity\" must be 4 or 8.");
+        tool.ThrowBadParameter("parameter \"connectivity\" must be 4 or 8.");
     }
-    m_lConnectivity = lConnectivity;
+    values.m_lConnectivity = lConnectivity;
 }
 
-CImageToolBase::ParameterList CLabelTool::Parameters() const
+CImageToolBase::ParameterList ListParameters(const SLabel& values)
 {
-    ParameterList parameters;
-    parameters.emplace_back("connectivity", std::make_unique<Zarn::CValueLong>(m_lConnectivity));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("connectivity",
+                            std::make_unique<Zarn::CValueLong>(values.m_lConnectivity));
     return parameters;
 }
 
-bool CLabelTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SLabel& /*values*/, const Zarn::IImage::CType& type)
 {
     return type.ElementType() == Zarn::IImage::etUInt8 && type.Channels() == 1;
 }
 
-Zarn::CImage* CLabelTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SLabel& values, const Zarn::CImage& input)
 {
-    const int nConnectivity = static_cast<int>(m_lConnectivity);
+    const int nConnectivity = static_cast<int>(values.m_lConnectivity);
     int nMostLabels = 0;
-    std::unique_ptr<Zarn::CImage> pResult(ForEachPlane(
+    std::unique_ptr<Zarn::CImage> pResult(CImageToolBase::ForEachPlane(
         input, Zarn::IImage::CType(Zarn::IImage::etInt32, 1),
         [&](const cv::Mat& source, cv::Mat& result)
         {
@@ -51,3 +53,7 @@ Zarn::CImage* CLabelTool::Process(const Zarn::CImage& input)
     Zarn::CTekaHeaderTools::SetNumberOfLabels(*pResult, static_cast<std::uint64_t>(nMostLabels));
     return pResult.release();
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SLabel>;

@@ -7,17 +7,16 @@
 // and 1..n for the components; the header's "number of labels" holds n (the background is not
 // counted; for several planes, the largest n of any plane). Parameter "connectivity" (4 or 8,
 // default 8).
-class CLabelTool : public CImageToolBase
+// The tool is a CImageTool (ImageToolBase.h), whose contract it follows.
+namespace ImageTools
 {
-public:
-    CLabelTool();
-
-protected:
-    void TakeParameters(const Zarn::CValueMap& parameters) override;
-    ParameterList Parameters() const override;
-    bool Accepts(const Zarn::IImage::CType& type) const override;
-    Zarn::CImage* Process(const Zarn::CImage& input) override;
-
-private:
-    long m_lConnectivity;
+struct SLabel
+{
+    static constexpr const char* kszName = "Label";
+    static constexpr const char* kszLabel = "Labels";
+    long m_lConnectivity = 8;
 };
+} // namespace ImageTools
+
+extern template class CImageTool<ImageTools::SLabel>;
+using CLabelTool = CImageTool<ImageTools::SLabel>;

@@ -19,26 +19,27 @@ bool IsSupportedChannelCount(unsigned int uChannels)
 }
 } // namespace
 
-CMedianTool::CMedianTool() : CImageToolBase("Median", "Median"), m_lSize(3) {}
-
-void CMedianTool::TakeParameters(const Zarn::CValueMap& parameters)
+namespace ImageTools
 {
-    const long lSize = ReadLong(parameters, "size", m_lSize);
+
+void ReadParameters(SMedian& values, const CImageToolBase& tool, const Zarn::CValueMap& parameters)
+{
+    const long lSize = tool.ReadLong(parameters, "size", values.m_lSize);
     if (lSize < 3 || lSize > kMaxSize || lSize % 2 == 0)
     {
-        ThrowBadParameter("parameter \"size\" must be an odd integer from 3 to 255.");
+        tool.ThrowBadParameter("parameter \"size\" must be an odd integer from 3 to 255.");
     }
-    m_lSize = lSize;
+    values.m_lSize = lSize;
 }
 
-CImageToolBase::ParameterList CMedianTool::Parameters() const
+CImageToolBase::ParameterList ListParameters(const SMedian& values)
 {
-    ParameterList parameters;
-    parameters.emplace_back("size", std::make_unique<Zarn::CValueLong>(m_lSize));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("size", std::make_unique<Zarn::CValueLong>(values.m_lSize));
     return parameters;
 }
 
-bool CMedianTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SMedian& /*values*/, const Zarn::IImage::CType& type)
 {
     if (!IsSupportedChannelCount(type.Channels()))
     {
@@ -55,21 +56,25 @@ bool CMedianTool::Accepts(const Zarn::IImage::CType& type) const
     }
 }
 
-std::optional<CImageToolBase::SParameterMisfit>
-CMedianTool::Misfit(const Zarn::IImage::CType& type) const
+std::optional<CImageToolBase::SParameterMisfit> FindMisfit(const SMedian& values,
+                                                           const Zarn::IImage::CType& type)
 {
     // OpenCV's median takes sizes above 5 only for 8-bit images.
-    if (m_lSize > 5 && type.ElementType() != Zarn::IImage::etUInt8)
+    if (values.m_lSize > 5 && type.ElementType() != Zarn::IImage::etUInt8)
     {
-        return SParameterMisfit{"size", "only 8-bit images take sizes above 5"};
+        return CImageToolBase::SParameterMisfit{"size", "only 8-bit images take sizes above 5"};
     }
     return std::nullopt;
 }
 
-Zarn::CImage* CMedianTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SMedian& values, const Zarn::CImage& input)
 {
-    const int nSize = static_cast<int>(m_lSize);
-    return ForEachPlane(input, input.Type(),
-                        [nSize](const cv::Mat& source, cv::Mat& result)
-                        { cv::medianBlur(source, result, nSize); });
+    const int nSize = static_cast<int>(values.m_lSize);
+    return CImageToolBase::ForEachPlane(input, input.Type(),
+                                        [nSize](const cv::Mat& source, cv::Mat& result)
+                                        { cv::medianBlur(source, result, nSize); });
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SMedian>;

@@ -46,49 +46,52 @@ int ShapeCode(const std::string& shape)
 
 } // namespace
 
-CMorphologyTool::CMorphologyTool()
-    : CImageToolBase("Morphology", "Morphology"), m_strOperation("erode"), m_strShape("rect"),
-      m_lSize(3)
+namespace ImageTools
 {
-}
 
-void CMorphologyTool::TakeParameters(const Zarn::CValueMap& parameters)
+void ReadParameters(SMorphology& values, const CImageToolBase& tool,
+                    const Zarn::CValueMap& parameters)
 {
-    const std::string strOperation =
-        ReadChoice(parameters, "operation", m_strOperation, {"erode", "dilate", "open", "close"});
+    const std::string strOperation = tool.ReadChoice(parameters, "operation", values.m_strOperation,
+                                                     {"erode", "dilate", "open", "close"});
     const std::string strShape =
-        ReadChoice(parameters, "shape", m_strShape, {"rect", "ellipse", "cross"});
-    const long lSize = ReadLong(parameters, "size", m_lSize);
+        tool.ReadChoice(parameters, "shape", values.m_strShape, {"rect", "ellipse", "cross"});
+    const long lSize = tool.ReadLong(parameters, "size", values.m_lSize);
     if (lSize < 3 || lSize > kMaxSize || lSize % 2 == 0)
     {
-        ThrowBadParameter("parameter \"size\" must be an odd integer from 3 to 255.");
+        tool.ThrowBadParameter("parameter \"size\" must be an odd integer from 3 to 255.");
     }
-    m_strOperation = strOperation;
-    m_strShape = strShape;
-    m_lSize = lSize;
+    values.m_strOperation = strOperation;
+    values.m_strShape = strShape;
+    values.m_lSize = lSize;
 }
 
-CImageToolBase::ParameterList CMorphologyTool::Parameters() const
+CImageToolBase::ParameterList ListParameters(const SMorphology& values)
 {
-    ParameterList parameters;
-    parameters.emplace_back("operation", std::make_unique<Zarn::CValueString>(m_strOperation));
-    parameters.emplace_back("shape", std::make_unique<Zarn::CValueString>(m_strShape));
-    parameters.emplace_back("size", std::make_unique<Zarn::CValueLong>(m_lSize));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("operation",
+                            std::make_unique<Zarn::CValueString>(values.m_strOperation));
+    parameters.emplace_back("shape", std::make_unique<Zarn::CValueString>(values.m_strShape));
+    parameters.emplace_back("size", std::make_unique<Zarn::CValueLong>(values.m_lSize));
     return parameters;
 }
 
-bool CMorphologyTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SMorphology& /*values*/, const Zarn::IImage::CType& type)
 {
-    return IsFilterType(type.ElementType());
+    return CImageToolBase::IsFilterType(type.ElementType());
 }
 
-Zarn::CImage* CMorphologyTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SMorphology& values, const Zarn::CImage& input)
 {
-    const int nSize = static_cast<int>(m_lSize);
+    const int nSize = static_cast<int>(values.m_lSize);
     const cv::Mat element =
-        cv::getStructuringElement(ShapeCode(m_strShape), cv::Size(nSize, nSize));
-    const int nOperation = OperationCode(m_strOperation);
-    return ForEachPlane(input, input.Type(),
-                        [&](const cv::Mat& source, cv::Mat& result)
-                        { cv::morphologyEx(source, result, nOperation, element); });
+        cv::getStructuringElement(ShapeCode(values.m_strShape), cv::Size(nSize, nSize));
+    const int nOperation = OperationCode(values.m_strOperation);
+    return CImageToolBase::ForEachPlane(input, input.Type(),
+                                        [&](const cv::Mat& source, cv::Mat& result)
+                                        { cv::morphologyEx(source, result, nOperation, element); });
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SMorphology>;

@@ -21,10 +21,7 @@ COpenImageTool::COpenImageTool() : m_bHasFiles(false)
 
 void COpenImageTool::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Document"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString("OpenImage"));
+    ImageTools::WriteDocumentToolSetup(setup, "OpenImage");
 }
 
 void COpenImageTool::Init(void* /*context*/, const Zarn::CValueMap& parameters)

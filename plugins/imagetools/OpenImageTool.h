@@ -13,6 +13,8 @@
 // Run lists every document read under "output/documents/add" (lent; the receiver owns them).
 // Files that cannot be read are skipped and named in "output/error/message", one line each with
 // the path and the reason. GUI thread only ("threaded": false): it may show a dialog.
+// Owns nothing after a run. Init throws a Zarn::CException for "files" that is not a list of
+// texts; Run reports unreadable files instead of throwing. Sends and handles no messages.
 class COpenImageTool : public Zarn::CPluginBase
 {
 public:

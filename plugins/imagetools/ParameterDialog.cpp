@@ -48,50 +48,38 @@ int ToInt(double dValue)
                                                std::numeric_limits<int>::max()));
 }
 
-} // namespace
-
-// ---------------------------------------------------------------------------------------------
-// CParameterDefinition
-
-CParameterDefinition CParameterDefinition::FromValue(const Zarn::CValueMap& entry)
+void ReadType(CParameterDefinition& definition, const Zarn::CValueMap& entry)
 {
-    CParameterDefinition definition;
-    if (!entry.HasEntry(Zarn::CValue_Key("name"), Zarn::CValue::vtString))
-    {
-        ThrowBadEntry("?", "has no \"name\".");
-    }
-    definition.m_strName = entry.EntryString(Zarn::CValue_Key("name")).StdString();
-    definition.m_strLabel =
-        entry.EntryString(Zarn::CValue_Key("label"), Zarn::CString(definition.m_strName))
-            .StdString();
-    definition.m_strUnit = entry.EntryString(Zarn::CValue_Key("unit"), Zarn::CString()).StdString();
-
     const std::string strType =
         entry.EntryString(Zarn::CValue_Key("type"), Zarn::CString()).StdString();
     if (strType == "double")
     {
-        definition.m_enType = ptDouble;
+        definition.m_enType = CParameterDefinition::ptDouble;
     }
     else if (strType == "int")
     {
-        definition.m_enType = ptInt;
+        definition.m_enType = CParameterDefinition::ptInt;
         definition.m_dMin = std::numeric_limits<int>::min();
         definition.m_dMax = std::numeric_limits<int>::max();
     }
     else if (strType == "bool")
     {
-        definition.m_enType = ptBool;
+        definition.m_enType = CParameterDefinition::ptBool;
     }
     else if (strType == "choice")
     {
-        definition.m_enType = ptChoice;
+        definition.m_enType = CParameterDefinition::ptChoice;
     }
     else
     {
         ThrowBadEntry(definition.m_strName,
                       "has type \"" + strType + "\"; known are double, int, bool and choice.");
     }
+}
 
+// "min", "max", "step" and "decimals"; an int parameter's limits start at the int range.
+void ReadLimits(CParameterDefinition& definition, const Zarn::CValueMap& entry)
+{
     for (const auto& [szKey, pLimit] :
          {std::pair<const char*, double*>{"min", &definition.m_dMin}, {"max", &definition.m_dMax}})
     {
@@ -117,25 +105,49 @@ CParameterDefinition CParameterDefinition::FromValue(const Zarn::CValueMap& entr
     }
     definition.m_nDecimals =
         static_cast<int>(std::clamp(entry.EntryLong(Zarn::CValue_Key("decimals"), 2L), 0L, 10L));
+}
 
+void ReadChoices(CParameterDefinition& definition, const Zarn::CValueMap& entry)
+{
+    const Zarn::CValue* pChoices = entry.Entry(Zarn::CValue_Key("choices"), false);
+    if (pChoices == nullptr || pChoices->Vector() == nullptr || pChoices->Vector()->Size() == 0)
+    {
+        ThrowBadEntry(definition.m_strName, "has no \"choices\".");
+    }
+    for (unsigned int i = 0; i < pChoices->Vector()->Size(); ++i)
+    {
+        const Zarn::CValue* pChoice = pChoices->Vector()->Entry(Zarn::CValue_Key(i), true);
+        if (pChoice->GenericType() != Zarn::CValue::vtString)
+        {
+            ThrowBadEntry(definition.m_strName, "has a choice that is not a text.");
+        }
+        definition.m_lstChoices.push_back(pChoice->String().StdString());
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------------
+// CParameterDefinition
+
+CParameterDefinition CParameterDefinition::FromValue(const Zarn::CValueMap& entry)
+{
+    CParameterDefinition definition;
+    if (!entry.HasEntry(Zarn::CValue_Key("name"), Zarn::CValue::vtString))
+    {
+        ThrowBadEntry("?", "has no \"name\".");
+    }
+    definition.m_strName = entry.EntryString(Zarn::CValue_Key("name")).StdString();
+    definition.m_strLabel =
+        entry.EntryString(Zarn::CValue_Key("label"), Zarn::CString(definition.m_strName))
+            .StdString();
+    definition.m_strUnit = entry.EntryString(Zarn::CValue_Key("unit"), Zarn::CString()).StdString();
+    ReadType(definition, entry);
+    ReadLimits(definition, entry);
     if (definition.m_enType == ptChoice)
     {
-        const Zarn::CValue* pChoices = entry.Entry(Zarn::CValue_Key("choices"), false);
-        if (pChoices == nullptr || pChoices->Vector() == nullptr || pChoices->Vector()->Size() == 0)
-        {
-            ThrowBadEntry(definition.m_strName, "has no \"choices\".");
-        }
-        for (unsigned int i = 0; i < pChoices->Vector()->Size(); ++i)
-        {
-            const Zarn::CValue* pChoice = pChoices->Vector()->Entry(Zarn::CValue_Key(i), true);
-            if (pChoice->GenericType() != Zarn::CValue::vtString)
-            {
-                ThrowBadEntry(definition.m_strName, "has a choice that is not a text.");
-            }
-            definition.m_lstChoices.push_back(pChoice->String().StdString());
-        }
+        ReadChoices(definition, entry);
     }
-
     const Zarn::CValue* pDefault = entry.Entry(kDefault, false);
     if (pDefault != nullptr)
     {
@@ -243,73 +255,10 @@ CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& defi
     auto* pLayout = new QVBoxLayout(this);
     m_pForm = new QFormLayout;
     pLayout->addLayout(m_pForm);
-
     for (const CParameterDefinition& definition : m_lstDefinitions)
     {
-        const Zarn::CValue* pGiven =
-            values.Entry(Zarn::CValue_Key(definition.m_strName.c_str()), false);
-        std::unique_ptr<Zarn::CValue> pDefault(definition.NewDefault());
-        const Zarn::CValue& value =
-            pGiven != nullptr && definition.Fits(*pGiven) ? *pGiven : *pDefault;
-        const QString strUnit = definition.m_strUnit.empty()
-                                    ? QString()
-                                    : " " + QString::fromStdString(definition.m_strUnit);
-
-        QWidget* pEditor = nullptr;
-        switch (definition.m_enType)
-        {
-        case CParameterDefinition::ptDouble:
-        {
-            auto* pSpin = new QDoubleSpinBox(this);
-            pSpin->setDecimals(definition.m_nDecimals);
-            pSpin->setRange(definition.m_dMin, definition.m_dMax);
-            pSpin->setSuffix(strUnit);
-            pSpin->setValue(value.Double());
-            pEditor = pSpin;
-            break;
-        }
-        case CParameterDefinition::ptInt:
-        {
-            auto* pSpin = new QSpinBox(this);
-            pSpin->setRange(ToInt(definition.m_dMin), ToInt(definition.m_dMax));
-            pSpin->setSingleStep(ToInt(static_cast<double>(definition.m_lStep)));
-            pSpin->setSuffix(strUnit);
-            pSpin->setValue(ToInt(static_cast<double>(value.Long())));
-            pEditor = pSpin;
-            break;
-        }
-        case CParameterDefinition::ptBool:
-        {
-            auto* pCheck = new QCheckBox(this);
-            pCheck->setChecked(value.Bool());
-            connect(pCheck, &QCheckBox::toggled, this, &CParameterDialog::SlotValidate);
-            pEditor = pCheck;
-            break;
-        }
-        case CParameterDefinition::ptChoice:
-        {
-            auto* pCombo = new QComboBox(this);
-            for (const std::string& strChoice : definition.m_lstChoices)
-            {
-                pCombo->addItem(QString::fromStdString(strChoice));
-            }
-            pCombo->setCurrentText(QString::fromStdString(value.String().StdString()));
-            connect(pCombo, &QComboBox::currentIndexChanged, this, &CParameterDialog::SlotValidate);
-            pEditor = pCombo;
-            break;
-        }
-        }
-        if (auto* pSpin = qobject_cast<QAbstractSpinBox*>(pEditor))
-        {
-            // The spin box itself signals only acceptable texts; its editor signals every key.
-            connect(pSpin->findChild<QLineEdit*>(), &QLineEdit::textChanged, this,
-                    &CParameterDialog::SlotValidate);
-        }
-        pEditor->setObjectName(QString::fromStdString(definition.m_strName));
-        m_mapEditors[definition.m_strName] = pEditor;
-        m_pForm->addRow(QString::fromStdString(definition.m_strLabel) + ":", pEditor);
+        AddRow(definition, values);
     }
-
     m_pMessage = new QLabel(this);
     m_pMessage->setObjectName("message");
     pLayout->addWidget(m_pMessage);
@@ -318,6 +267,70 @@ CParameterDialog::CParameterDialog(const std::vector<CParameterDefinition>& defi
     connect(m_pButtons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     pLayout->addWidget(m_pButtons);
     SlotValidate();
+}
+
+void CParameterDialog::AddRow(const CParameterDefinition& definition, const Zarn::CValueMap& values)
+{
+    const Zarn::CValue* pGiven =
+        values.Entry(Zarn::CValue_Key(definition.m_strName.c_str()), false);
+    std::unique_ptr<Zarn::CValue> pDefault(definition.NewDefault());
+    const Zarn::CValue& value = pGiven != nullptr && definition.Fits(*pGiven) ? *pGiven : *pDefault;
+    QWidget* pEditor = NewEditor(definition, value);
+    if (auto* pSpin = qobject_cast<QAbstractSpinBox*>(pEditor))
+    {
+        // The spin box itself signals only acceptable texts; its editor signals every key.
+        connect(pSpin->findChild<QLineEdit*>(), &QLineEdit::textChanged, this,
+                &CParameterDialog::SlotValidate);
+    }
+    pEditor->setObjectName(QString::fromStdString(definition.m_strName));
+    m_mapEditors[definition.m_strName] = pEditor;
+    m_pForm->addRow(QString::fromStdString(definition.m_strLabel) + ":", pEditor);
+}
+
+QWidget* CParameterDialog::NewEditor(const CParameterDefinition& definition,
+                                     const Zarn::CValue& value)
+{
+    const QString strUnit = definition.m_strUnit.empty()
+                                ? QString()
+                                : " " + QString::fromStdString(definition.m_strUnit);
+    switch (definition.m_enType)
+    {
+    case CParameterDefinition::ptDouble:
+    {
+        auto* pSpin = new QDoubleSpinBox(this);
+        pSpin->setDecimals(definition.m_nDecimals);
+        pSpin->setRange(definition.m_dMin, definition.m_dMax);
+        pSpin->setSuffix(strUnit);
+        pSpin->setValue(value.Double());
+        return pSpin;
+    }
+    case CParameterDefinition::ptInt:
+    {
+        auto* pSpin = new QSpinBox(this);
+        pSpin->setRange(ToInt(definition.m_dMin), ToInt(definition.m_dMax));
+        pSpin->setSingleStep(ToInt(static_cast<double>(definition.m_lStep)));
+        pSpin->setSuffix(strUnit);
+        pSpin->setValue(ToInt(static_cast<double>(value.Long())));
+        return pSpin;
+    }
+    case CParameterDefinition::ptBool:
+    {
+        auto* pCheck = new QCheckBox(this);
+        pCheck->setChecked(value.Bool());
+        connect(pCheck, &QCheckBox::toggled, this, &CParameterDialog::SlotValidate);
+        return pCheck;
+    }
+    case CParameterDefinition::ptChoice:
+        break;
+    }
+    auto* pCombo = new QComboBox(this);
+    for (const std::string& strChoice : definition.m_lstChoices)
+    {
+        pCombo->addItem(QString::fromStdString(strChoice));
+    }
+    pCombo->setCurrentText(QString::fromStdString(value.String().StdString()));
+    connect(pCombo, &QComboBox::currentIndexChanged, this, &CParameterDialog::SlotValidate);
+    return pCombo;
 }
 
 Zarn::CValueMap CParameterDialog::Values() const

@@ -21,7 +21,7 @@ class QWidget;
 //   {"name", "label", "type": "double" | "int" | "bool" | "choice", "min", "max", "default",
 //    "unit", "choices": [texts] (choice only), "decimals" (double only), "step" (int only: the
 //    allowed values are min, min + step, ...; 2 from 3 makes odd sizes)}
-// Only "name" and "type" are required.
+// Only "name" and "type" are required. A value type owning its strings and default; any thread.
 class CParameterDefinition
 {
 public:
@@ -67,6 +67,9 @@ public:
 // do not fit what the tool will work on; the row of the parameter at fault is marked (its label
 // in red, the reason as the editor's tool tip). Values that do not fit are shown as they are, not
 // changed behind the user's back.
+//
+// GUI thread only. The editors are the dialog's Qt children: m_mapEditors only lends them. Throws
+// nothing of its own (definitions are checked when they are read). No host messages.
 class CParameterDialog : public QDialog
 {
     Q_OBJECT
@@ -97,9 +100,16 @@ private slots:
     void SlotValidate();
 
 private:
-    std::vector<CParameterDefinition> m_lstDefinitions;
+    // One form row: the parameter's editor showing its given value when that fits, else the
+    // default.
+    void AddRow(const CParameterDefinition& definition, const Zarn::CValueMap& values);
+    // A new editor of the parameter's kind, a child of the dialog.
+    QWidget* NewEditor(const CParameterDefinition& definition, const Zarn::CValue& value);
     void Mark(const std::string& name, const QString& reason);
 
+    std::vector<CParameterDefinition> m_lstDefinitions;
+
+    // Lent: the editors are the dialog's Qt children, which Qt deletes with it.
     std::map<std::string, QWidget*> m_mapEditors;
     QFormLayout* m_pForm;
     FitCheck m_fnFitCheck;

@@ -28,6 +28,10 @@
 // do not fit (a median size only 8-bit images take, on a 16-bit image) are shown as they are,
 // their row is marked and OK stays disabled until they fit. A silent answer is not checked: the
 // tool's own run names the parameter that does not fit.
+//
+// Owns its definitions and values; the dialog lives only inside Run; lends nothing. Init throws
+// the Zarn::CExBadParam of CParameterDefinition for a bad "parameter list". Sends no messages and
+// handles none: UpdateParameters reads only "input", which a delivered host message lacks.
 class CParameterDialogPlugin : public Zarn::CPluginBase
 {
 public:

@@ -6,7 +6,9 @@
 #include <string>
 
 // The plug-ins of this module by name. Each plug-in's source file registers itself with a static
-// CPluginRegistration, so adding a tool touches no shared list.
+// CPluginRegistration, so adding a tool touches no shared list. Owns the creators; Create hands
+// the new plug-in to the caller (DeleteData, then delete). Registration runs during static
+// initialisation, creation on the GUI thread; neither throws of its own. No messages.
 class CPluginCatalogue
 {
 public:

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <Zarn/Plugin/PluginBase.h>
-
-#include <string>
+#include "DocumentToolBase.h"
 
 // "SaveImage": writes the focused document's image with its header to the document's file; a
 // document without one is saved as with "SaveImageAs". Runnable while the focused document
@@ -13,21 +11,13 @@
 // the repository marks it saved (see ImageTools::SaveImageDocument). A failure (a format that
 // cannot store the image, a write error) is reported in "output/error/message" and leaves the
 // document unsaved. The document is lent by the toolbox, or given at "input/documents/focused"
-// of the run data by a batch process. GUI thread only ("threaded": false).
-class CSaveImageTool : public Zarn::CPluginBase
+// of the run data by a batch process. GUI thread only ("threaded": false). Ownership, errors
+// and messages: as CDocumentToolBase.
+class CSaveImageTool : public CDocumentToolBase
 {
 public:
     CSaveImageTool();
-    CSaveImageTool(const CSaveImageTool&) = delete;
-    CSaveImageTool& operator=(const CSaveImageTool&) = delete;
 
-    using Zarn::CPluginBase::Init;
-    void GetPluginSetup(Zarn::CValueMap& setup) override;
-    // Reads "file".
-    void Init(void* context, const Zarn::CValueMap& parameters) override;
-    bool TestParameters(const Zarn::CValueMap& parameters) override;
-    // Keeps the focused document of a toolbox input; other maps are ignored.
-    void UpdateParameters(const Zarn::CValueMap& message) override;
     void Run(Zarn::CValueMap& data) override;
 
 protected:
@@ -35,10 +25,7 @@ protected:
     CSaveImageTool(const char* name, bool bAlwaysAsk);
 
 private:
-    std::string m_strName;
     bool m_bAlwaysAsk;
-    std::string m_strFile;
-    Zarn::CValueMap* m_pDocument; // lent by the toolbox; null when nothing can be saved
 };
 
 // "SaveImageAs": as "SaveImage", but always asks for the path. The label then becomes the new

@@ -29,61 +29,65 @@ double ForegroundValue(Zarn::IImage::EnElementType enType)
 
 } // namespace
 
-CThresholdTool::CThresholdTool()
-    : CImageToolBase("Threshold", "Threshold"), m_strMethod("fixed"), m_dLevel(128.0),
-      m_dEffectiveLevel(128.0)
+namespace ImageTools
 {
+
+void ReadParameters(SThreshold& values, const CImageToolBase& tool,
+                    const Zarn::CValueMap& parameters)
+{
+    const std::string strMethod =
+        tool.ReadChoice(parameters, "method", values.m_strMethod, {"fixed", "otsu"});
+    const double dLevel = tool.ReadDouble(parameters, "level", values.m_dLevel);
+    values.m_strMethod = strMethod;
+    values.m_dLevel = dLevel;
+    values.m_dEffectiveLevel = dLevel;
 }
 
-void CThresholdTool::TakeParameters(const Zarn::CValueMap& parameters)
+CImageToolBase::ParameterList ListParameters(const SThreshold& values)
 {
-    const std::string strMethod = ReadChoice(parameters, "method", m_strMethod, {"fixed", "otsu"});
-    const double dLevel = ReadDouble(parameters, "level", m_dLevel);
-    m_strMethod = strMethod;
-    m_dLevel = dLevel;
-    m_dEffectiveLevel = dLevel;
-}
-
-CImageToolBase::ParameterList CThresholdTool::Parameters() const
-{
-    ParameterList parameters;
-    parameters.emplace_back("method", std::make_unique<Zarn::CValueString>(m_strMethod));
-    parameters.emplace_back("level", std::make_unique<Zarn::CValueDouble>(m_dEffectiveLevel));
+    CImageToolBase::ParameterList parameters;
+    parameters.emplace_back("method", std::make_unique<Zarn::CValueString>(values.m_strMethod));
+    parameters.emplace_back("level",
+                            std::make_unique<Zarn::CValueDouble>(values.m_dEffectiveLevel));
     return parameters;
 }
 
-bool CThresholdTool::Accepts(const Zarn::IImage::CType& type) const
+bool AcceptsType(const SThreshold& /*values*/, const Zarn::IImage::CType& type)
 {
     // A fixed level works on every filter type.
-    return IsFilterType(type.ElementType());
+    return CImageToolBase::IsFilterType(type.ElementType());
 }
 
-std::optional<CImageToolBase::SParameterMisfit>
-CThresholdTool::Misfit(const Zarn::IImage::CType& type) const
+std::optional<CImageToolBase::SParameterMisfit> FindMisfit(const SThreshold& values,
+                                                           const Zarn::IImage::CType& type)
 {
-    if (m_strMethod == "otsu" &&
+    if (values.m_strMethod == "otsu" &&
         (type.Channels() != 1 || (type.ElementType() != Zarn::IImage::etUInt8 &&
                                   type.ElementType() != Zarn::IImage::etUInt16)))
     {
-        return SParameterMisfit{"method",
-                                "Otsu's method works only on one-channel 8- and 16-bit images"};
+        return CImageToolBase::SParameterMisfit{
+            "method", "Otsu's method works only on one-channel 8- and 16-bit images"};
     }
     return std::nullopt;
 }
 
-Zarn::CImage* CThresholdTool::Process(const Zarn::CImage& input)
+Zarn::CImage* ProcessImage(SThreshold& values, const Zarn::CImage& input)
 {
     const double dForeground = ForegroundValue(input.Type().ElementType());
-    const bool bOtsu = m_strMethod == "otsu";
-    const double dLevel = m_dLevel;
-    double dFound = m_dLevel;
-    std::unique_ptr<Zarn::CImage> pResult(ForEachPlane(
+    const bool bOtsu = values.m_strMethod == "otsu";
+    const double dLevel = values.m_dLevel;
+    double dFound = values.m_dLevel;
+    std::unique_ptr<Zarn::CImage> pResult(CImageToolBase::ForEachPlane(
         input, input.Type(),
         [&](const cv::Mat& source, cv::Mat& result)
         {
             dFound = cv::threshold(source, result, dLevel, dForeground,
                                    bOtsu ? cv::THRESH_BINARY | cv::THRESH_OTSU : cv::THRESH_BINARY);
         }));
-    m_dEffectiveLevel = bOtsu ? dFound : m_dLevel;
+    values.m_dEffectiveLevel = bOtsu ? dFound : values.m_dLevel;
     return pResult.release();
 }
+
+} // namespace ImageTools
+
+template class CImageTool<ImageTools::SThreshold>;

@@ -21,6 +21,9 @@
 // are mapped linearly from [low, high] to 0..255, all colour channels by the same range so that
 // hues keep their balance. NaN shows black and takes no part in the data range. No widget code:
 // usable without a screen.
+//
+// Owns its copy of the pixels and lends nothing. Used by one thread at a time (the view's, the
+// GUI thread). Throws only what copying the image throws (std::bad_alloc). No messages.
 class CImageRenderer
 {
 public:

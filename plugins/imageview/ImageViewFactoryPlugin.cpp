@@ -2,7 +2,9 @@
 
 #include "ImageViewPlugin.h"
 #include "ImageViewValues.h"
+#include "frame/Messages.h"
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -32,7 +34,7 @@ void CImageViewFactoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& par
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewFactoryPlugin::Init");
+        Zarn::RethrowWithOperation("CImageViewFactoryPlugin::Init");
     }
 }
 
@@ -56,7 +58,7 @@ bool CImageViewFactoryPlugin::TestParameters(const Zarn::CValueMap& parameters)
 
 void CImageViewFactoryPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
 {
-    if (!ImageViewValues::IsMessage(parameters))
+    if (!DocView::HasMessageId(parameters))
     {
         m_pDocument = ImageViewValues::DocumentOf(parameters);
     }

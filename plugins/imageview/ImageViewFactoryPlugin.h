@@ -15,6 +15,9 @@ class CValueMap;
 // driven by the repository or the "ViewFactory" daemon: TestParameters asks whether a document
 // holds an image, UpdateParameters names the document, Run makes one CImageViewPlugin for it.
 // The caller owns every view made. The document and the parent widget are lent. GUI thread only.
+// Init throws a Zarn::CException naming "CImageViewFactoryPlugin::Init" and the cause;
+// TestParameters never throws. Sends no messages and handles none: UpdateParameters ignores
+// delivered messages (maps with an "id") and takes only {"document": pointer}.
 class CImageViewFactoryPlugin : public Zarn::CPluginBase
 {
 public:

@@ -2,9 +2,10 @@
 
 #include "ImageViewValues.h"
 #include "ImageViewWidget.h"
+#include "frame/Messages.h"
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
-#include <Zarn/Message/Message.h>
 #include <Zarn/Message/MessageIdFactory.h>
 #include <Zarn/Message/MessageThread.h>
 #include <Zarn/Registry/Registry.h>
@@ -204,7 +205,7 @@ void CImageViewPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewPlugin::Init");
+        Zarn::RethrowWithOperation("CImageViewPlugin::Init");
     }
 }
 
@@ -258,7 +259,7 @@ void CImageViewPlugin::Run(Zarn::CValueMap& data)
 
 void CImageViewPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
 {
-    if (ImageViewValues::IsMessage(parameters))
+    if (DocView::HasMessageId(parameters))
     {
         return;
     }
@@ -276,7 +277,7 @@ void CImageViewPlugin::UpdateParameters(const Zarn::CValueMap& parameters)
     }
     catch (...)
     {
-        ImageViewValues::RethrowWrapped("CImageViewPlugin::UpdateParameters");
+        Zarn::RethrowWithOperation("CImageViewPlugin::UpdateParameters");
     }
 }
 
@@ -334,10 +335,8 @@ void CImageViewPlugin::PostChangedView()
     {
         return;
     }
-    pThread->TakeMessage(new Zarn::CMessage(pIds->GetMessageId("CHANGED_VIEW"),
-                                            new Zarn::CValuePointer<Zarn::CPluginBase>(this),
-                                            Zarn::CMessage::priNormal),
-                         Zarn::CMessage::mmQueued);
+    DocView::SendMessage(pThread, pIds, "CHANGED_VIEW",
+                         new Zarn::CValuePointer<Zarn::CPluginBase>(this));
 }
 
 void CImageViewPlugin::PlaceNewWindow(const Zarn::CImage& image)

@@ -28,6 +28,9 @@ class CValueMap;
 // the user's selection is set or cleared, so that the toolbox asks its tools again (Crop to
 // Selection). The communication thread and the message id factory are borrowed from the registry
 // ("tmp/commthread", "tmp/messageidfactory") at that moment; without them nothing is posted.
+// Handles no messages: UpdateParameters ignores delivered messages (maps with an "id"). Init and
+// UpdateParameters throw a Zarn::CException naming "CImageViewPlugin::Init" or
+// "CImageViewPlugin::UpdateParameters" and the cause.
 //
 // Caption and window title: the document's label and index ("own16.tif [1]"). Several views of
 // one document are told apart by a view number: a view takes the lowest number from 1 up that no

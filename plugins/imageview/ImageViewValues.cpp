@@ -4,7 +4,6 @@
 #include <Zarn/Value/TypeInfo.h>
 #include <Zarn/Value/ValuePointer.h>
 
-#include <exception>
 #include <string>
 #include <typeinfo>
 
@@ -20,36 +19,6 @@ Zarn::CValueMap* DocumentOf(const Zarn::CValueMap& parameters)
         return nullptr;
     }
     return static_cast<Zarn::CValueMap*>(const_cast<void*>(pValue->Pointer()->Void()));
-}
-
-bool IsMessage(const Zarn::CValueMap& parameters)
-{
-    return parameters.HasEntry(Zarn::CValue_Key("id"));
-}
-
-void RethrowWrapped(const char* szOperation)
-{
-    try
-    {
-        throw;
-    }
-    catch (const Zarn::CException& caught)
-    {
-        std::string strFunction = std::string(szOperation) + " - ";
-        if (const Zarn::CValue* pFunction = caught.Entry(Zarn::CValue_Key("Function")))
-        {
-            strFunction += pFunction->String().c_str();
-        }
-        throw Zarn::CException(strFunction.c_str(), caught.what(), caught.instance());
-    }
-    catch (const std::exception& caught)
-    {
-        throw Zarn::CException(szOperation, caught.what(), nullptr);
-    }
-    catch (...)
-    {
-        throw Zarn::CException(szOperation, "UNKNWON EXCEPTION!", nullptr);
-    }
 }
 
 } // namespace ImageViewValues

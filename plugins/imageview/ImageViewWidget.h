@@ -22,6 +22,11 @@ class QMenu;
 //
 // Signals SelectionChanged once the selection differs from before: at the end of a Shift+drag
 // (not at every move), when it is cleared, and when an image of another size drops it.
+//
+// Owns its renderer (and through it a copy of the pixels); the image given to SetImage is only
+// read during the call. Its Qt parent (the view plug-in's container) owns the widget. Throws
+// nothing of its own; sends and handles no host messages (the view plug-in turns the signal into
+// CHANGED_VIEW).
 class CImageViewWidget : public QAbstractScrollArea
 {
     Q_OBJECT

@@ -163,4 +163,29 @@ const char* CExBadType::Type() const
     return "Zarn::CExBadType";
 }
 
+void RethrowWithOperation(const char* szOperation)
+{
+    try
+    {
+        throw;
+    }
+    catch (const CException& caught)
+    {
+        std::string strFunction = std::string(szOperation) + " - ";
+        if (const CValue* pFunction = caught.Entry(CValue_Key("Function")))
+        {
+            strFunction += pFunction->String().c_str();
+        }
+        throw CException(strFunction.c_str(), caught.what(), caught.instance());
+    }
+    catch (const std::exception& caught)
+    {
+        throw CException(szOperation, caught.what(), nullptr);
+    }
+    catch (...)
+    {
+        throw CException(szOperation, "UNKNWON EXCEPTION!", nullptr);
+    }
+}
+
 } // namespace Zarn

@@ -22,6 +22,8 @@ namespace Impl
 // between. The lower-case operations are the handler interface nlohmann calls; each returns false
 // to stop at the first error, which Read then throws as CExBadParam "source:LINE:COLUMN: message"
 // (lines and columns count from 1, columns in characters).
+//
+// Contract: owns the tree it builds until Read hands it to the caller; one thread. No messages.
 class CJsonValueReader
 {
 public:

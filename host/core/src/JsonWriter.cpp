@@ -76,6 +76,49 @@ size_t Utf8SequenceLength(const std::string& text, size_t pos)
     }
     return uLength;
 }
+
+// One character below 0x80 as JSON writes it: the short escapes, \u00XX for other controls.
+void AppendEscapedAscii(unsigned char uByte, std::string& out)
+{
+    static const char* const s_szHex = "0123456789abcdef";
+    switch (uByte)
+    {
+    case '"':
+        out += "\\\"";
+        break;
+    case '\\':
+        out += "\\\\";
+        break;
+    case '\b':
+        out += "\\b";
+        break;
+    case '\f':
+        out += "\\f";
+        break;
+    case '\n':
+        out += "\\n";
+        break;
+    case '\r':
+        out += "\\r";
+        break;
+    case '\t':
+        out += "\\t";
+        break;
+    default:
+        if (uByte < 0x20)
+        {
+            out += "\\u00";
+            out += s_szHex[uByte >> 4];
+            out += s_szHex[uByte & 0xF];
+        }
+        else
+        {
+            out += static_cast<char>(uByte);
+        }
+        break;
+    }
+}
+
 } // namespace
 
 CJsonWriter::CJsonWriter(EnMode mode, bool bPretty, bool bWithMeta)
@@ -223,7 +266,6 @@ void CJsonWriter::WriteDouble(double dValue, std::string& out) const
 void CJsonWriter::WriteText(const std::string& text, CString::EnEncoding encoding,
                             std::string& out) const
 {
-    static const char* const s_szHex = "0123456789abcdef";
     out += '"';
     size_t pos = 0;
     while (pos < text.size())
@@ -248,42 +290,7 @@ void CJsonWriter::WriteText(const std::string& text, CString::EnEncoding encodin
             ++pos;
             continue;
         }
-        switch (uByte)
-        {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (uByte < 0x20)
-            {
-                out += "\\u00";
-                out += s_szHex[uByte >> 4];
-                out += s_szHex[uByte & 0xF];
-            }
-            else
-            {
-                out += static_cast<char>(uByte);
-            }
-            break;
-        }
+        AppendEscapedAscii(uByte, out);
         ++pos;
     }
     out += '"';

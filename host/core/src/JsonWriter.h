@@ -20,6 +20,8 @@ namespace Impl
 // that is not finite, text that is not UTF-8 and an empty entry throw CExBadParam, and meta maps
 // are left out. modeDiagnostic never fails: it writes such values as readable stand-ins and, with
 // bWithMeta, a value with meta entries as {"value": ..., "meta": {...}}.
+//
+// Contract: owns nothing, appends to the caller's string; const, so any thread. No messages.
 class CJsonWriter
 {
 public:

@@ -92,6 +92,20 @@ std::string SummarizeData(const CValue* data)
     }
 }
 
+// One receiver's part of a journal line: ", name 12us" (without the comma for the first).
+void AppendJournalCall(std::string& journal, bool bFirst, const std::string& receiver,
+                       std::chrono::steady_clock::time_point start)
+{
+    const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
+                            std::chrono::steady_clock::now() - start)
+                            .count();
+    journal.append(bFirst ? " " : ", ")
+        .append(receiver)
+        .append(" ")
+        .append(std::to_string(micros))
+        .append("us");
+}
+
 } // namespace
 
 // The map handed to the receivers, reused for every message: only the id changes and the data
@@ -353,43 +367,17 @@ void CMessageThread::CallReceivers(const CMessage& message, const CValue* data)
         {
             continue;
         }
-        std::string strReceiver;
-        std::chrono::steady_clock::time_point start;
         if (bJournal)
         {
             // Named before the call: a receiver may unsubscribe and destroy itself in there.
-            strReceiver = ReceiverName(pReceiver);
-            start = std::chrono::steady_clock::now();
+            const std::string strReceiver = ReceiverName(pReceiver);
+            const auto start = std::chrono::steady_clock::now();
+            CallReceiver(message, nIndex, pReceiver);
+            AppendJournalCall(strJournal, nCalled == 0, strReceiver, start);
         }
-        try
+        else
         {
-            pReceiver->UpdateParameters(*m_pDeliveryMap);
-        }
-        catch (const CException& exception)
-        {
-            ReportReceiverFailure(message, nIndex, pReceiver,
-                                  ReadableTypeName(typeid(exception)) + ": " +
-                                      exception.FormattedWhat());
-        }
-        catch (const std::exception& exception)
-        {
-            ReportReceiverFailure(message, nIndex, pReceiver,
-                                  ReadableTypeName(typeid(exception)) + ": " + exception.what());
-        }
-        catch (...)
-        {
-            ReportReceiverFailure(message, nIndex, pReceiver, "an exception of unknown type");
-        }
-        if (bJournal)
-        {
-            const auto micros = std::chrono::duration_cast<std::chrono::microseconds>(
-                                    std::chrono::steady_clock::now() - start)
-                                    .count();
-            strJournal.append(nCalled == 0 ? " " : ", ")
-                .append(strReceiver)
-                .append(" ")
-                .append(std::to_string(micros))
-                .append("us");
+            CallReceiver(message, nIndex, pReceiver);
         }
         ++nCalled;
     }
@@ -403,6 +391,29 @@ void CMessageThread::CallReceivers(const CMessage& message, const CValue* data)
         strJournal += '\n';
         m_pJournal->write(strJournal.data(), static_cast<std::streamsize>(strJournal.size()));
         m_pJournal->flush();
+    }
+}
+
+void CMessageThread::CallReceiver(const CMessage& message, size_t nIndex, CPluginBase* receiver)
+{
+    try
+    {
+        receiver->UpdateParameters(*m_pDeliveryMap);
+    }
+    catch (const CException& exception)
+    {
+        ReportReceiverFailure(message, nIndex, receiver,
+                              ReadableTypeName(typeid(exception)) + ": " +
+                                  exception.FormattedWhat());
+    }
+    catch (const std::exception& exception)
+    {
+        ReportReceiverFailure(message, nIndex, receiver,
+                              ReadableTypeName(typeid(exception)) + ": " + exception.what());
+    }
+    catch (...)
+    {
+        ReportReceiverFailure(message, nIndex, receiver, "an exception of unknown type");
     }
 }
 
@@ -421,6 +432,7 @@ void CMessageThread::ReportReceiverFailure(const CMessage& message, size_t nInde
     }
     catch (...)
     {
+        // A logger that fails has no one left to tell; the next receiver still gets the message.
     }
 }
 

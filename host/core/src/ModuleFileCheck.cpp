@@ -34,22 +34,10 @@ bool LiesInside(std::uint64_t offset, std::uint64_t size, std::uint64_t fileSize
     return offset <= fileSize && size <= fileSize - offset;
 }
 
-} // namespace
-
-std::string ModuleFileProblem(const std::string& path)
+// What is wrong with the ELF header for a library this program could load; empty when nothing.
+std::string HeaderProblem(const ElfW(Ehdr) & header, std::uint64_t headerBytes,
+                          std::uint64_t fileSize)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-    {
-        return std::string("the file cannot be read: ") + std::strerror(errno);
-    }
-    file.seekg(0, std::ios::end);
-    const std::uint64_t fileSize = static_cast<std::uint64_t>(file.tellg());
-    file.seekg(0);
-
-    ElfW(Ehdr) header{};
-    file.read(reinterpret_cast<char*>(&header), sizeof(header));
-    const std::uint64_t headerBytes = static_cast<std::uint64_t>(file.gcount());
     if (headerBytes < SELFMAG || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0)
     {
         return "not an ELF file";
@@ -75,13 +63,19 @@ std::string ModuleFileProblem(const std::string& path)
     {
         return "an ELF file without valid program headers";
     }
+    return {};
+}
 
+// Reads the program header table into `programHeaders`; the problem when it is cut short.
+std::string ReadProgramHeaders(std::ifstream& file, const ElfW(Ehdr) & header,
+                               std::uint64_t fileSize, std::vector<ElfW(Phdr)>& programHeaders)
+{
     const std::uint64_t tableSize = std::uint64_t{header.e_phnum} * sizeof(ElfW(Phdr));
     if (!LiesInside(header.e_phoff, tableSize, fileSize))
     {
         return CutShort("the program header table", header.e_phoff + tableSize, fileSize);
     }
-    std::vector<ElfW(Phdr)> programHeaders(header.e_phnum);
+    programHeaders.resize(header.e_phnum);
     file.seekg(static_cast<std::streamoff>(header.e_phoff));
     file.read(reinterpret_cast<char*>(programHeaders.data()),
               static_cast<std::streamsize>(tableSize));
@@ -89,7 +83,12 @@ std::string ModuleFileProblem(const std::string& path)
     {
         return CutShort("the program header table", header.e_phoff + tableSize, fileSize);
     }
+    return {};
+}
 
+// The first segment with file contents that reaches past the end of the file.
+std::string SegmentProblem(const std::vector<ElfW(Phdr)>& programHeaders, std::uint64_t fileSize)
+{
     for (std::size_t i = 0; i < programHeaders.size(); ++i)
     {
         const ElfW(Phdr)& segment = programHeaders[i];
@@ -104,6 +103,36 @@ std::string ModuleFileProblem(const std::string& path)
         }
     }
     return {};
+}
+
+} // namespace
+
+std::string ModuleFileProblem(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+    {
+        return std::string("the file cannot be read: ") + std::strerror(errno);
+    }
+    file.seekg(0, std::ios::end);
+    const std::uint64_t fileSize = static_cast<std::uint64_t>(file.tellg());
+    file.seekg(0);
+
+    ElfW(Ehdr) header{};
+    file.read(reinterpret_cast<char*>(&header), sizeof(header));
+    const std::uint64_t headerBytes = static_cast<std::uint64_t>(file.gcount());
+    std::string strProblem = HeaderProblem(header, headerBytes, fileSize);
+    if (!strProblem.empty())
+    {
+        return strProblem;
+    }
+    std::vector<ElfW(Phdr)> programHeaders;
+    strProblem = ReadProgramHeaders(file, header, fileSize, programHeaders);
+    if (!strProblem.empty())
+    {
+        return strProblem;
+    }
+    return SegmentProblem(programHeaders, fileSize);
 }
 
 } // namespace Zarn

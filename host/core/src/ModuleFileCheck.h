@@ -2,6 +2,8 @@
 
 #include <string>
 
+// Checks of module files before they are loaded: free of state, any thread, throws only
+// std::bad_alloc, no messages.
 namespace Zarn
 {
 

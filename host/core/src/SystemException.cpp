@@ -37,21 +37,7 @@ constexpr std::size_t kAltStackSize = 64 * 1024;
 // as running out of stack.
 constexpr std::uintptr_t kStackGuardSlack = 1024 * 1024;
 
-constexpr std::uint32_t kAccessViolation = 0xC0000005;
-constexpr std::uint32_t kInPageError = 0xC0000006;
-constexpr std::uint32_t kDatatypeMisalignment = 0x80000002;
-constexpr std::uint32_t kBreakpoint = 0x80000003;
-constexpr std::uint32_t kIllegalInstruction = 0xC000001D;
-constexpr std::uint32_t kPrivilegedInstruction = 0xC0000096;
-constexpr std::uint32_t kFloatDivideByZero = 0xC000008E;
-constexpr std::uint32_t kFloatInexactResult = 0xC000008F;
-constexpr std::uint32_t kFloatInvalidOperation = 0xC0000090;
-constexpr std::uint32_t kFloatOverflow = 0xC0000091;
-constexpr std::uint32_t kFloatUnderflow = 0xC0000093;
-constexpr std::uint32_t kIntDivideByZero = 0xC0000094;
-constexpr std::uint32_t kIntOverflow = 0xC0000095;
-constexpr std::uint32_t kStackOverflow = 0xC00000FD;
-constexpr std::uint32_t kControlC = 0x40010005;
+using namespace SystemExceptionCode;
 
 // One active RunWithSystemExceptionGuard call; lives in its frame.
 struct SGuard

@@ -9,6 +9,9 @@ namespace Zarn
 // Pixel memory of an image: 64-byte aligned. Large blocks come from a small pool of recently
 // freed ones, because a fresh large allocation costs several times the copy into it in page
 // faults; blocks that cannot be reused are advised as huge pages.
+//
+// Contract: owns its block and lends it through Data; not copyable. The block pool is shared
+// between threads under a lock. Throws std::bad_alloc. No messages.
 class CPixelBuffer
 {
 public:

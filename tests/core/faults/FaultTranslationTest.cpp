@@ -26,14 +26,7 @@ using Zarn::SSystemExceptionInfo;
 namespace
 {
 
-constexpr std::uint32_t kAccessViolation = 0xC0000005;
-constexpr std::uint32_t kInPageError = 0xC0000006;
-constexpr std::uint32_t kIntDivideByZero = 0xC0000094;
-constexpr std::uint32_t kFloatDivideByZero = 0xC000008E;
-constexpr std::uint32_t kIllegalInstruction = 0xC000001D;
-constexpr std::uint32_t kBreakpoint = 0x80000003;
-constexpr std::uint32_t kStackOverflow = 0xC00000FD;
-constexpr std::uint32_t kControlC = 0x40010005;
+using namespace Zarn::SystemExceptionCode;
 
 // What the test translator throws: everything it was told.
 struct SFaultCaught

@@ -30,6 +30,10 @@ struct StExLocation
 // The host's exception: three texts (function, what, instance) kept as string entries "Function",
 // "What" and "Instance" of the exception's own map, which derived exceptions extend. A null text
 // is stored as an empty one.
+//
+// Contract: owns its texts (copies of what it was given) and lends them through what() and
+// Entry; copyable, used by one thread at a time. Constructing one throws only std::bad_alloc. No
+// messages.
 class ZARN_CORE_API CException : public std::exception
 {
 public:
@@ -84,6 +88,16 @@ public:
 protected:
     const char* Type() const override;
 };
+
+// Rethrows the exception being handled as one CException naming `szOperation`
+// ("CImageViewPlugin::Init"); only to be called from inside a catch clause. Plug-ins wrap their
+// Init and UpdateParameters with it:
+//   CException     -> function "<szOperation> - " + the caught "Function" entry, what and
+//                     instance of the caught one;
+//   std::exception -> function szOperation, what = what(), no instance;
+//   anything else  -> function szOperation, what "UNKNWON EXCEPTION!" (so spelled: other
+//                     modules match the text), no instance.
+[[noreturn]] ZARN_CORE_API void RethrowWithOperation(const char* szOperation);
 
 } // namespace Zarn
 

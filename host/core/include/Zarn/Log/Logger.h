@@ -24,6 +24,11 @@ namespace Zarn
 // Every thread builds its own line, so the logger may be used from any thread.
 //
 // A line without SetLevel goes out at the level the logger last had.
+//
+// Contract: owns its log file; the console stream is lent by the creator and must outlive the
+// logger. Writing never throws (a failed write is dropped); opening a file reports failure by
+// its result. Sends and handles no messages: plug-ins reach it through the registry entry
+// "tmp/logger".
 class ZARN_CORE_API CLogger
 {
 public:

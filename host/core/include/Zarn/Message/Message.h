@@ -12,6 +12,9 @@ class CValueVector;
 
 // A message between plug-ins: an id from the message id factory and a value that the message
 // owns. Handed to CMessageThread::TakeMessage, which owns it from then on.
+//
+// Contract: owns its data value (DetachData hands it on). Built on any thread, then handed over
+// whole; not shared. Throws only std::bad_alloc.
 class ZARN_CORE_API CMessage
 {
 public:

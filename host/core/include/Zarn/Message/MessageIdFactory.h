@@ -14,6 +14,10 @@ namespace Zarn
 
 // Hands out the numbers of message names: the same name gets the same id for the life of the
 // factory, the first name 1, the next 2 and so on. Thread-safe.
+//
+// Contract: owns the names; GetMessageName lends a text valid for the factory's life. Throws
+// CExBadParam for a null or empty name. Sends and handles no messages itself: it only numbers
+// them.
 class ZARN_CORE_API CMessageIdFactory
 {
 public:

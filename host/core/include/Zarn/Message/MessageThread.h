@@ -34,6 +34,11 @@ class CValue;
 //
 // Thread use: TakeMessage, PendingCount and WaitForMessage from any thread; everything else from
 // the delivering thread only.
+//
+// Contract: owns the queued messages and the delivery map; the subscribers, the id factory and
+// the logger are lent and must outlive their use. Sends no messages of its own and handles none:
+// it carries every plug-in's messages. Receivers' exceptions are logged, never passed on;
+// TakeMessage and Subscribe throw CExBadParam for a null message or receiver.
 class ZARN_CORE_API CMessageThread
 {
 public:
@@ -87,6 +92,8 @@ private:
 
     void DeliverOne(CMessage& message);
     void CallReceivers(const CMessage& message, const CValue* data);
+    // Hands the delivery map to one receiver; what it throws is logged, never passed on.
+    void CallReceiver(const CMessage& message, size_t nIndex, CPluginBase* receiver);
     void ReportReceiverFailure(const CMessage& message, size_t nIndex, CPluginBase* receiver,
                                const std::string& failure);
     // Moves the messages of the batch not delivered yet back to the front of the queue.
@@ -104,7 +111,8 @@ private:
 
     // The delivering thread's own.
     MessageList m_lstBatch; // swapped with the queue, so both keep their capacity
-    std::vector<CPluginBase*> m_lstSubscribers; // null: unsubscribed during a delivery
+    // Lent by the subscribers, which their owners delete; null: unsubscribed during a delivery.
+    std::vector<CPluginBase*> m_lstSubscribers;
     bool m_bDelivering = false;
     bool m_bHasGaps = false;
     // The map handed to the receivers, reused for every message: only the id and the data

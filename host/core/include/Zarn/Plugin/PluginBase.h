@@ -66,6 +66,9 @@ public:
 //   - DeleteData at shut-down: the host session logs a std::exception at level 4 and still
 //     destroys the plug-in.
 // The destructor must not throw.
+//
+// The base owns only the instance name; its default operations throw nothing and send no
+// messages. A plug-in receives every delivered message through UpdateParameters.
 class ZARN_CORE_API CPluginBase : public IPluginObject
 {
 public:

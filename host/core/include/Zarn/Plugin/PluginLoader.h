@@ -37,6 +37,10 @@ extern "C"
 //
 // Every operation may be called from any thread. A module must not create plug-ins from its
 // static initialisation (it runs while the loader is scanning); registering is allowed.
+//
+// Contract: keeps the modules it opened loaded for the process's life and hands each created
+// plug-in to the caller (DeleteData, then delete); the logger is lent. Problems with modules are
+// logged, not thrown; an unknown name gives null. No messages.
 class ZARN_CORE_API CPluginLoader
 {
 public:

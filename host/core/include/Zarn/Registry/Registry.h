@@ -18,6 +18,10 @@ class CMessageThread;
 //
 // Every operation may be called from any thread. Entry lends the value: it stays valid until
 // the entry is replaced or removed, which the callers have to agree on among themselves.
+//
+// Contract: owns the values set in it and lends them through Entry; the objects that pointer
+// values in it name stay their owners'. Throws CExBadParam for a missing required entry. No
+// messages.
 class ZARN_CORE_API CRegistry
 {
 public:

@@ -13,6 +13,8 @@ class CValue;
 
 // Where the values of a JSON text start, so that a reader of the tree can point at the place of a
 // value it rejects. Paths join keys and array indices with "/": "plugins/0/name"; the root is "".
+//
+// Contract: a value type that owns its positions; one thread at a time. No messages.
 class ZARN_CORE_API CJsonPositions
 {
 public:
@@ -39,6 +41,9 @@ private:
 // path and the system's reason when the file cannot be read. Writing fails with CExBadType for a
 // pointer value and CExBadParam for what JSON cannot hold (non-finite reals, text that is not
 // UTF-8); meta maps are not written.
+//
+// Contract: hands every tree it reads to the caller; keeps no state, so any thread may call it.
+// No messages.
 class ZARN_CORE_API CJsonValueFile
 {
 public:

@@ -13,6 +13,9 @@ class CValue;
 // Writes value trees as JSON text for logs, journals and people. It never fails on a value: a null
 // value is `null`, a pointer value the string "<pointer ElementType>", a non-finite real the string
 // "nan", "inf" or "-inf", bytes that are not UTF-8 their Latin-1 characters.
+//
+// Contract: owns nothing, reads the values it is given; const and free of state, so any thread
+// may use it. Throws only std::bad_alloc. No messages.
 class ZARN_CORE_API CTextSerializer
 {
 public:

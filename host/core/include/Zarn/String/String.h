@@ -10,6 +10,9 @@ namespace Zarn
 {
 
 // A framework text. The bytes are kept as given; the encoding only tells how they were meant.
+//
+// Contract: a value type owning its bytes; one thread at a time per object. Throws only
+// std::bad_alloc. No messages.
 class ZARN_CORE_API CString
 {
 public:
@@ -58,6 +61,7 @@ private:
 
 ZARN_CORE_API std::ostream& operator<<(std::ostream& stream, const CString& text);
 
+// Contract: free of state; any thread. Throws only std::bad_alloc. No messages.
 class ZARN_CORE_API CStringTools
 {
 public:

@@ -15,7 +15,31 @@ namespace Zarn
 // violation, 0xC0000094 for an integer division by zero, 0xC00000FD for a stack overflow,
 // 0x40010005 for Ctrl+C), so that texts read the same on every platform.
 
+// The fault codes that translators are given, named.
+namespace SystemExceptionCode
+{
+inline constexpr std::uint32_t kAccessViolation = 0xC0000005;
+inline constexpr std::uint32_t kInPageError = 0xC0000006;
+inline constexpr std::uint32_t kDatatypeMisalignment = 0x80000002;
+inline constexpr std::uint32_t kBreakpoint = 0x80000003;
+inline constexpr std::uint32_t kIllegalInstruction = 0xC000001D;
+inline constexpr std::uint32_t kPrivilegedInstruction = 0xC0000096;
+inline constexpr std::uint32_t kFloatDivideByZero = 0xC000008E;
+inline constexpr std::uint32_t kFloatInexactResult = 0xC000008F;
+inline constexpr std::uint32_t kFloatInvalidOperation = 0xC0000090;
+inline constexpr std::uint32_t kFloatOverflow = 0xC0000091;
+inline constexpr std::uint32_t kFloatUnderflow = 0xC0000093;
+inline constexpr std::uint32_t kIntDivideByZero = 0xC0000094;
+inline constexpr std::uint32_t kIntOverflow = 0xC0000095;
+inline constexpr std::uint32_t kStackOverflow = 0xC00000FD;
+inline constexpr std::uint32_t kControlC = 0x40010005;
+} // namespace SystemExceptionCode
+
 // What the translator learns about a fault, besides its code. Lent for the translator's call only.
+//
+// Contract: the guard and translator own nothing of the guarded code; the alternate signal stack
+// belongs to the thread and is freed with it. What the translator throws is what the guard
+// throws. No messages.
 struct SSystemExceptionInfo
 {
     std::uint32_t code; // the Windows exception code

@@ -19,6 +19,10 @@ class CValueVector;
 // Create, Wait and the destructor belong to the owning thread; Result and IsRunning may be
 // asked from anywhere. An exception that leaves Run is logged at CLogger::levelError and counts
 // as a false result.
+//
+// Contract: owns its std::thread; what Run works on belongs to the derived class. Create reports
+// a failed start by its result. Sends and handles no messages (a tool thread hands its result
+// back through the communication thread itself).
 class ZARN_CORE_API CThread : public IPluginObject
 {
 public:

@@ -12,6 +12,9 @@ namespace Zarn
 // A growable byte buffer. The content is the bytes [0, Size()); Write appends at its end, Read
 // takes from the read position onwards. Every allocation failure surfaces as std::bad_alloc and
 // leaves the buffer as it was (Resize excepted, see there).
+//
+// Contract: owns its bytes; Data lends them until the next change. One thread at a time. No
+// messages.
 class ZARN_CORE_API CBuffer
 {
 public:

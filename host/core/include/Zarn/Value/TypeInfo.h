@@ -5,6 +5,8 @@
 #include <string>
 #include <typeinfo>
 
+// Type names for diagnostics and type tests across shared libraries: free of state, any thread,
+// no messages; throws only std::bad_alloc.
 namespace Zarn
 {
 

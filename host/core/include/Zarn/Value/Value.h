@@ -20,6 +20,9 @@ class CValuePointerBase;
 //
 // Accessors of another kind: those returning a pointer (Map, Vector, Pointer) return null, those
 // returning a reference throw CExBadType naming the value's class.
+//
+// Contract: a tree is used by one thread at a time (no locks; a message hands it over whole).
+// Throws CExBadType and CExBadParam as the accessors say, and std::bad_alloc. No messages.
 class ZARN_CORE_API CValue
 {
 public:

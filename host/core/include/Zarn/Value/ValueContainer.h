@@ -14,6 +14,9 @@ namespace Zarn
 //
 // Ownership: SetEntry takes the value (also when it throws); Entry lends; RemoveEntry deletes.
 // A text path part names a map key, or a vector index when it is made of decimal digits.
+//
+// Contract: owns its children (std::unique_ptr inside), lends them through Entry; thread and
+// errors as CValue. No messages.
 class ZARN_CORE_API CValueContainerBase : public CValue
 {
 public:

@@ -18,6 +18,8 @@ const char* > || std::is_same_v<std::decay_t<T>, char*>;
 
 // Names one child of a container: a text key of a map, an index of a vector, or a fixed key of
 // the framework's own. A default-constructed key is invalid; Find returns it for "not found".
+//
+// Contract: a value type owning its text; one thread at a time. No messages.
 class ZARN_CORE_API CValue_Key
 {
 public:

@@ -9,6 +9,9 @@ namespace Zarn
 
 // What every typed pointer value holds besides the pointer: its class's run-time type, the number
 // of objects it addresses (0 for a null pointer), their size and whether this value owns them.
+//
+// Contract: owns the pointee only while it holds the ownership token (IsOwned), lends it
+// otherwise; thread and errors as CValue. No messages.
 class ZARN_CORE_API CValuePointerBase : public CValue
 {
 public:

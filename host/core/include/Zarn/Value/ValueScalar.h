@@ -53,6 +53,8 @@ protected:
     TData m_data;
 };
 
+// Contract of the scalar values: each owns its one datum; thread and errors as CValue. No
+// messages.
 class ZARN_CORE_API CValueBool : public CValueScalar<CValueBool, bool, CValue::vtBool>
 {
 public:

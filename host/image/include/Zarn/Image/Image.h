@@ -111,6 +111,10 @@ public:
 class CPixelBuffer;
 
 // The host's image. New pixels are zero. Copying copies pixels and header.
+//
+// Contract: owns its pixels and header; views (OpenCV matrices, Data) lend them while the image
+// keeps size and type. One thread at a time per image. Throws CExBadParam for sizes and types it
+// cannot hold, std::bad_alloc for memory. No messages.
 class ZARN_IMAGE_API CImage : public IImage
 {
 public:

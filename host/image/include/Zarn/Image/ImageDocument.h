@@ -5,6 +5,9 @@
 
 #include <string>
 
+// Document helpers: free of state; the documents and images they read are lent, New and Read
+// hand the new document to the caller. Any thread, one document at a time. No messages: the
+// repository announces documents.
 namespace Zarn
 {
 

@@ -5,6 +5,9 @@
 namespace Zarn
 {
 
+// Copies and clones of images: Clone hands the new image to the caller, Copy writes into the
+// target it is lent. Free of state, any thread, one image at a time; throws std::bad_alloc. No
+// messages.
 class ZARN_IMAGE_API CImageExtraction
 {
 public:

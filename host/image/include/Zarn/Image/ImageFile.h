@@ -21,6 +21,9 @@ namespace Zarn
 // open, cannot decode, cannot write, a type the format cannot store). A header holding pointer
 // values cannot be saved: CExBadType, before any file is touched. The functions keep no state and
 // may be called from several threads at once.
+//
+// Contract: Read hands the new image to the caller; Write only reads the image it is lent. No
+// messages.
 class ZARN_IMAGE_API CImageFile
 {
 public:

@@ -6,6 +6,7 @@
 
 #include <opencv2/core/mat.hpp>
 
+// Free of state, any thread; the matrices lend the image's pixels. No messages.
 namespace Zarn
 {
 

@@ -9,6 +9,9 @@ namespace Zarn
 {
 
 // The header entries tools agree on. Keys are lower-case words, as everywhere in the value tree.
+//
+// Contract: free of state; reads and writes the header of the image it is lent; any thread, one
+// image at a time. Throws CExBadParam for a number of labels the header cannot hold. No messages.
 class ZARN_IMAGE_API CTekaHeaderTools
 {
 public:
