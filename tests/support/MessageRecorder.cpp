@@ -65,12 +65,12 @@ std::vector<SRecordedMessage> CMessageRecorder::Named(const std::string& name) c
     return lstFound;
 }
 
-size_t CMessageRecorder::CountPrefixed(const std::string& prefix) const
+size_t CountStartingWith(const std::vector<std::string>& texts, const std::string& prefix)
 {
     size_t nCount = 0;
-    for (const SRecordedMessage& record : m_lstRecorded)
+    for (const std::string& strText : texts)
     {
-        if (record.m_strName.compare(0, prefix.size(), prefix) == 0)
+        if (strText.compare(0, prefix.size(), prefix) == 0)
         {
             ++nCount;
         }

@@ -38,8 +38,6 @@ public:
     std::vector<std::string> Names() const;
     // Records named `name`.
     std::vector<SRecordedMessage> Named(const std::string& name) const;
-    // How many names start with `prefix`.
-    size_t CountPrefixed(const std::string& prefix) const;
 
     std::vector<SRecordedMessage> m_lstRecorded;
 
@@ -50,6 +48,9 @@ protected:
 
     Zarn::CMessageIdFactory* m_pIds;
 };
+
+// How many of `texts` start with `prefix`.
+size_t CountStartingWith(const std::vector<std::string>& texts, const std::string& prefix);
 
 // What a plug-in threw while a message was delivered to it.
 struct SCaught
