@@ -57,6 +57,12 @@ QWidget* CFakeView::MakeWidget(QWidget* parent)
     return m_pWidget.data();
 }
 
+void CFakeView::AdoptWidget(QWidget* widget)
+{
+    m_bMadeWidget = true;
+    m_pWidget = widget;
+}
+
 void CFakeView::GetPluginSetup(Zarn::CValueMap& setup)
 {
     if (m_bSetupType)

@@ -43,6 +43,8 @@ public:
 
     // Gives the view a widget named after the caption; a shown child of `parent` when given.
     QWidget* MakeWidget(QWidget* parent = nullptr);
+    // Takes `widget` as the view's own widget.
+    void AdoptWidget(QWidget* widget);
 
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     void DeleteData() override;
