@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,6 +74,24 @@ protected:
     void Post(const char* name, Zarn::CValue* data);
 
     CFakeView* NewView(const std::string& caption, const std::string& description);
+    // Lists N new views, "first" ("one"), "second" ("two") and "third" ("three"), in that order:
+    // NEW_VIEW for each once all are made.
+    template <size_t N> std::array<CFakeView*, N> ListViews()
+    {
+        static const char* const kNames[][2] = {
+            {"first", "one"}, {"second", "two"}, {"third", "three"}};
+        static_assert(N <= std::size(kNames));
+        std::array<CFakeView*, N> views{};
+        for (size_t i = 0; i < N; ++i)
+        {
+            views[i] = NewView(kNames[i][0], kNames[i][1]);
+        }
+        for (CFakeView* pView : views)
+        {
+            PostView("NEW_VIEW", pView);
+        }
+        return views;
+    }
 
     // Clicks the list's entry `row` as a user would.
     void ClickRow(int row);
