@@ -22,6 +22,7 @@
 #include <Zarn/Value/ValueScalar.h>
 
 #include "RatioReporter.h"
+#include "TestHost.h"
 
 #include <benchmark/benchmark.h>
 
@@ -80,15 +81,6 @@ struct SDeletePlugin
 };
 using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
 
-void Post(Zarn::CMessageThread& thread, Zarn::CMessageIdFactory& ids, const char* name,
-          Zarn::CPluginBase* view)
-{
-    thread.TakeMessage(new Zarn::CMessage(ids.GetMessageId(name),
-                                          new Zarn::CValuePointer<Zarn::CPluginBase>(view),
-                                          Zarn::CMessage::priNormal),
-                       Zarn::CMessage::mmQueued);
-}
-
 // Delivers what is queued, then the deferred deletions (a window emptied by its widget's
 // destruction) and what they posted in turn. Painting and the rest of Qt's events are left to
 // the end of each phase, as when a batch of messages arrives between two turns of the event loop.
@@ -122,15 +114,8 @@ void SetPerViewCounters(benchmark::State& state, size_t nViews)
 // communication thread.
 void RunHosting(benchmark::State& state, const std::vector<const char*>& containers)
 {
-    Zarn::CLogger logger(nullptr);
-    Zarn::CMessageIdFactory ids;
-    Zarn::CMessageThread thread;
-    thread.SetLogger(&logger);
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(&thread));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&ids));
+    DocViewTest::CTestHost host(false);
+    Zarn::CMessageThread& thread = *host.m_pThread;
 
     auto pWindow = std::make_unique<QWidget>();
     pWindow->resize(1024, 768);
@@ -166,19 +151,19 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
             pView = std::make_unique<CBenchView>();
-            Post(thread, ids, "NEW_VIEW", pView.get());
+            host.PostView("NEW_VIEW", pView.get());
             Deliver(thread);
         }
         EndPhase(&thread);
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
-            Post(thread, ids, "ACTIVE_VIEW", pView.get());
+            host.PostView("ACTIVE_VIEW", pView.get());
             Deliver(thread);
         }
         EndPhase(&thread);
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
-            Post(thread, ids, "INVALID_VIEW", pView.get());
+            host.PostView("INVALID_VIEW", pView.get());
             Deliver(thread);
             pView.reset();
             Deliver(thread);
@@ -193,10 +178,6 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
     }
     lstContainers.clear();
     pWindow.reset();
-    for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory"})
-    {
-        registry.RemoveEntry(Zarn::CValue_Key(szKey));
-    }
 }
 
 void BM_WorkspaceHosting(benchmark::State& state)
@@ -269,16 +250,8 @@ int main(int argc, char** argv)
     // Widgets need an application object, not a screen.
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
     QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
-                        "Workspace add, activate and remove per view through messages, against "
-                        "the plain QMdiArea, 1,000 views");
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(argc, argv,
+                         {{"BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
+                           "Workspace add, activate and remove per view through messages, "
+                           "against the plain QMdiArea, 1,000 views"}});
 }

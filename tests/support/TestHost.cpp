@@ -8,8 +8,8 @@
 namespace DocViewTest
 {
 
-CTestHost::CTestHost()
-    : m_pLogger(std::make_unique<Zarn::CLogger>(&m_logText)),
+CTestHost::CTestHost(bool bKeepLog)
+    : m_pLogger(std::make_unique<Zarn::CLogger>(bKeepLog ? &m_logText : nullptr)),
       m_pThreadLogger(std::make_unique<Zarn::CLogger>(&m_threadLogText)),
       m_pIds(std::make_unique<Zarn::CMessageIdFactory>()),
       m_pThread(std::make_unique<Zarn::CMessageThread>())

@@ -26,7 +26,8 @@ namespace DocViewTest
 class CTestHost
 {
 public:
-    CTestHost();
+    // With bKeepLog false the logger writes nowhere (for measurements).
+    explicit CTestHost(bool bKeepLog = true);
     CTestHost(const CTestHost&) = delete;
     CTestHost& operator=(const CTestHost&) = delete;
     virtual ~CTestHost();
