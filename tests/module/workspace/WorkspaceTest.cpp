@@ -1,3 +1,4 @@
+#include "HostException.h"
 #include "WorkspaceHarness.h"
 
 #include "views/WorkspacePlugin.h"
@@ -30,6 +31,20 @@ using WorkspaceTest::SRecord;
 
 class CWorkspacePluginTest : public WorkspaceTest::CWorkspaceFixture
 {
+protected:
+    // A new workspace whose Init is given `parent` (taken) as its parent must throw the host
+    // exception with these texts.
+    static void ExpectInitThrows(Zarn::CValue* parent, const char* function, const char* what)
+    {
+        Zarn::CPluginBase* pPlugin =
+            static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
+        ASSERT_NE(pPlugin, nullptr);
+        Zarn::CValueMap parameters;
+        parameters.SetEntry(Zarn::CValue_Key("parent"), parent);
+        DocViewTest::ExpectHostException([&] { pPlugin->Init(nullptr, parameters); },
+                                         {function, what, {}});
+        delete pPlugin;
+    }
 };
 
 // A value whose every type test throws, so that unwrapping it runs into `TThrown`.
@@ -411,43 +426,13 @@ TEST_F(CWorkspacePluginTest, InitWithoutCommThreadThrowsWrappedHostException)
 
 TEST_F(CWorkspacePluginTest, StandardExceptionInInitArrivesWithoutPrefix)
 {
-    Zarn::CPluginBase* pPlugin =
-        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
-    ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("parent"),
-                        new CThrowingValue<std::runtime_error>(std::runtime_error("no parent")));
-    try
-    {
-        pPlugin->Init(nullptr, parameters);
-        ADD_FAILURE() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
-        EXPECT_STREQ(caught.what(), "no parent");
-    }
-    delete pPlugin;
+    ExpectInitThrows(new CThrowingValue<std::runtime_error>(std::runtime_error("no parent")),
+                     "CWorkspacePlugin::Init", "no parent");
 }
 
 TEST_F(CWorkspacePluginTest, UnknownExceptionInInitArrivesAsUnknwonException)
 {
-    Zarn::CPluginBase* pPlugin =
-        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
-    ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("parent"), new CThrowingValue<int>(7));
-    try
-    {
-        pPlugin->Init(nullptr, parameters);
-        ADD_FAILURE() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
-        EXPECT_STREQ(caught.what(), "UNKNWON EXCEPTION!");
-    }
-    delete pPlugin;
+    ExpectInitThrows(new CThrowingValue<int>(7), "CWorkspacePlugin::Init", "UNKNWON EXCEPTION!");
 }
 
 TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheViewsWidgetsToTheViews)
