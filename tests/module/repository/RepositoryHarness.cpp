@@ -191,6 +191,16 @@ std::vector<std::string> CRepositoryFixture::TakeLogLines()
     return lstNew;
 }
 
+std::vector<std::string> CRepositoryFixture::TakeTexts()
+{
+    std::vector<std::string> lstTexts;
+    for (const std::string& strLine : TakeLogLines())
+    {
+        lstTexts.push_back(strLine.substr(strLine.find(' ') + 1));
+    }
+    return lstTexts;
+}
+
 std::vector<SCaught> CRepositoryFixture::TakeCaught()
 {
     if (m_pProxy == nullptr)

@@ -92,6 +92,7 @@ protected:
     // Log lines as "<level> <text>" ("progress CRepositoryPlugin:"), and texts only; the lines
     // read are consumed.
     std::vector<std::string> TakeLogLines();
+    std::vector<std::string> TakeTexts();
     // The repository's exceptions since the last call.
     std::vector<SCaught> TakeCaught();
 
