@@ -161,6 +161,22 @@ void CRepositoryFixture::StartRepository(Zarn::CValueMap* parameters)
     Deliver();
 }
 
+void CRepositoryFixture::Send(const char* name, Zarn::CValue* data)
+{
+    Post(name, data);
+    Deliver();
+}
+
+void CRepositoryFixture::SendDocument(const char* name, Zarn::CValueMap* document)
+{
+    Send(name, DocumentValue(document));
+}
+
+void CRepositoryFixture::SendView(const char* name, Zarn::CPluginBase* view)
+{
+    Send(name, new Zarn::CValuePointer<Zarn::CPluginBase>(view));
+}
+
 CTrackedDocument* CRepositoryFixture::NewDocument(const std::string& label, bool withLabel)
 {
     auto* pDoc = new CTrackedDocument(label, &m_journal);
@@ -174,8 +190,7 @@ CTrackedDocument* CRepositoryFixture::NewDocument(const std::string& label, bool
 CTrackedDocument* CRepositoryFixture::AddDocument(const std::string& label)
 {
     CTrackedDocument* pDoc = NewDocument(label);
-    PostDocument("ADD_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("ADD_DOCUMENT", pDoc);
     return pDoc;
 }
 

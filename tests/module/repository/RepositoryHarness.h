@@ -83,6 +83,16 @@ protected:
     // (takes them) and subscribes it after the recorder; delivers what Init sent.
     void StartRepository(Zarn::CValueMap* parameters = nullptr);
 
+    // Posts and delivers everything that follows.
+    void Send(const char* name, Zarn::CValue* data);
+    void SendDocument(const char* name, Zarn::CValueMap* document);
+    void SendView(const char* name, Zarn::CPluginBase* view);
+    // A pointer value lending `document`.
+    static Zarn::CValue* DocumentValue(Zarn::CValueMap* document)
+    {
+        return new Zarn::CValuePointer<Zarn::CValueMap>(document);
+    }
+
     CTrackedDocument* NewDocument(const std::string& label, bool withLabel = true);
     // Adds a document and delivers everything that follows.
     CTrackedDocument* AddDocument(const std::string& label);
