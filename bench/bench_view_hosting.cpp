@@ -110,6 +110,26 @@ void SetPerViewCounters(benchmark::State& state, size_t nViews)
         benchmark::Counter(dViews, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
+// The container made by the module under that name, its widget placed by `layout` in the
+// layout's window; null when the module does not make it.
+PluginPtr StartContainer(const char* name, QHBoxLayout* layout)
+{
+    PluginPtr pContainer(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(name)));
+    if (!pContainer)
+    {
+        return pContainer;
+    }
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("parent"),
+                        new Zarn::CValuePointer<QWidget>(layout->parentWidget()));
+    pContainer->Init(nullptr, parameters);
+    Zarn::CValueMap setup;
+    pContainer->GetPluginSetup(setup);
+    layout->addWidget(
+        Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
+    return pContainer;
+}
+
 // Adds, activates and removes state.range(0) views in the containers named, all subscribed to one
 // communication thread.
 void RunHosting(benchmark::State& state, const std::vector<const char*>& containers)
@@ -123,20 +143,12 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
     std::vector<PluginPtr> lstContainers;
     for (const char* szName : containers)
     {
-        PluginPtr pContainer(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
+        PluginPtr pContainer = StartContainer(szName, pLayout);
         if (!pContainer)
         {
             state.SkipWithError("the module does not make the container");
             return;
         }
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("parent"),
-                            new Zarn::CValuePointer<QWidget>(pWindow.get()));
-        pContainer->Init(nullptr, parameters);
-        Zarn::CValueMap setup;
-        pContainer->GetPluginSetup(setup);
-        pLayout->addWidget(
-            Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
         thread.Subscribe(pContainer.get());
         lstContainers.push_back(std::move(pContainer));
     }
