@@ -60,6 +60,9 @@ protected:
     void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
 };
 
+// Runs the module's navigator on the test's (GUI) thread. Owns the plug-in, its proxy, the
+// recorder (subscribed first) and the view doubles. Throws nothing of its own; Post and PostView
+// deliver at once, as the navigator sees messages arrive one by one.
 class CNavigatorFixture : public DocViewTest::CHostFixture
 {
 protected:

@@ -65,8 +65,11 @@ private:
     SJournal* m_pJournal;
 };
 
-// The view factories of a test are fake view factories whose views journal their own end; the
-// factories' own journal texts name them "factory <name>".
+// Runs the module's repository on the test's thread. Owns the repository, its proxy, the recorder
+// (subscribed first) and the behaviours of the view factory doubles, which are fake view
+// factories whose views journal their own end (the factories' journal texts name them
+// "factory <name>"). Throws nothing of its own; what the repository throws is noted by the proxy
+// and logged by the thread. Posts what the test asks for; handles nothing itself.
 class CRepositoryFixture : public DocViewTest::CHostFixture
 {
 protected:

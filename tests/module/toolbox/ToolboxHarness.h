@@ -73,6 +73,10 @@ struct SBox
     std::string m_strText;
 };
 
+// Runs the module's toolbox (and, where asked, the real repository) on the test's thread. Owns
+// both plug-ins, their proxies, the recorder (subscribed first), the tool and configuration
+// behaviours and the captures of the console. Tool runs may post from tool threads; the fixture
+// delivers on the test's thread. Throws nothing of its own; posts what the test asks for.
 class CToolboxFixture : public DocViewTest::CHostFixture
 {
 protected:

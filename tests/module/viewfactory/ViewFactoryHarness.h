@@ -45,6 +45,9 @@ struct SDelivered
     size_t m_nEntries = 0;             // entries of a map
 };
 
+// Runs the module's view factory plug-in on the test's thread. Owns the plug-in, the recorder
+// (subscribed first), the fake view factories' behaviours, every view they made and the captures
+// of standard output and error. Throws nothing of its own; posts what the test asks for.
 class CViewFactoryFixture : public DocViewTest::CHostFixture
 {
 protected:

@@ -65,6 +65,9 @@ protected:
     void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
 };
 
+// Runs the module's view stack on the test's thread. Owns the plug-in, the recorder (subscribed
+// first) and the view doubles in m_lstViews. Throws nothing of its own; posts what the test asks
+// for.
 class CViewStackFixture : public DocViewTest::CHostFixture
 {
 protected:

@@ -72,6 +72,9 @@ protected:
     void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
 };
 
+// Runs the module's workspace in a shown top-level window on the test's (GUI) thread. Owns the
+// window, the plug-in, its proxy, the recorder (subscribed first) and the view doubles. Throws
+// nothing of its own; posts what the test asks for and lets Qt handle its events in Deliver.
 class CWorkspaceFixture : public DocViewTest::CHostFixture
 {
 protected:
