@@ -23,6 +23,7 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "ModuleEntry.h"
 #include "RatioReporter.h"
 #include "TestHost.h"
 
@@ -35,9 +36,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-// The docview module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

@@ -21,6 +21,7 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "ModuleEntry.h"
 #include "RatioReporter.h"
 #include "TestHost.h"
 
@@ -37,9 +38,6 @@
 #include <cstdlib>
 #include <memory>
 #include <vector>
-
-// The docview module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

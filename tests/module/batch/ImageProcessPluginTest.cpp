@@ -1,6 +1,7 @@
 #include "../frame/HostRegistryFixture.h"
 #include "BatchTestTools.h"
 #include "HostException.h"
+#include "ModuleEntry.h"
 
 #include "batch/PluginExecutor.h"
 #include "batch/ProcessDescription.h"
@@ -16,8 +17,6 @@
 
 #include <memory>
 #include <string>
-
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

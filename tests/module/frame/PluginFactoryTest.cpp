@@ -1,3 +1,4 @@
+#include "ModuleEntry.h"
 #include "activity/ActivityDialogPlugin.h"
 #include "batch/ImageProcessPlugin.h"
 #include "repository/RepositoryPlugin.h"
@@ -21,8 +22,6 @@
 
 #include <memory>
 #include <string>
-
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

@@ -1,4 +1,5 @@
 #include "HostRegistryFixture.h"
+#include "ModuleEntry.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Plugin/PluginBase.h>
@@ -15,8 +16,6 @@
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
-
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

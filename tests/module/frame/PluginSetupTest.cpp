@@ -1,3 +1,5 @@
+#include "ModuleEntry.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -10,8 +12,6 @@
 #include <map>
 #include <memory>
 #include <string>
-
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

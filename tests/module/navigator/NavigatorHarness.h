@@ -4,6 +4,7 @@
 // every message and the registry holds the real id factory and thread. Views (plug-ins of other
 // modules) are doubles that describe themselves in Run.
 
+#include "ModuleEntry.h"
 #include "views/NavigatorPlugin.h"
 
 #include "FakeView.h"
@@ -24,9 +25,6 @@
 
 class QListWidgetItem;
 class CViewListBoxItem;
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace NavigatorTest
 {

@@ -6,6 +6,7 @@
 
 #include "FakeViewFactory.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "TestHost.h"
 #include "ValueReading.h"
 
@@ -20,9 +21,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace RepositoryTest
 {

@@ -8,6 +8,7 @@
 #include "FakeTool.h"
 #include "FakeView.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "StreamCapture.h"
 #include "TestHost.h"
 #include "ValueReading.h"
@@ -25,9 +26,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace ToolboxTest
 {

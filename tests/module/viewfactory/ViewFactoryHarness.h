@@ -6,6 +6,7 @@
 
 #include "FakeViewFactory.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "StreamCapture.h"
 #include "TestHost.h"
 
@@ -22,9 +23,6 @@
 #include <vector>
 
 class CViewFactoryPlugin;
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace ViewFactoryTest
 {

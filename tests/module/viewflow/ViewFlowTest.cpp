@@ -4,6 +4,7 @@
 // and the Qt calls that a click causes.
 
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "TestHost.h"
 #include "ValueReading.h"
 
@@ -41,9 +42,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

@@ -6,6 +6,7 @@
 
 #include "FakeView.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "TestHost.h"
 
 #include <Zarn/Plugin/PluginBase.h>
@@ -21,9 +22,6 @@
 #include <vector>
 
 class CViewStackPlugin;
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace ViewStackTest
 {

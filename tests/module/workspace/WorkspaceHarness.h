@@ -6,6 +6,7 @@
 
 #include "FakeView.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "TestHost.h"
 
 #include <Zarn/Plugin/PluginBase.h>
@@ -24,9 +25,6 @@
 class QMdiArea;
 class QMdiSubWindow;
 class CWorkspacePlugin;
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace WorkspaceTest
 {

@@ -18,6 +18,7 @@
 #include "DocumentToolsTestTools.h"
 #include "FakeViewFactory.h"
 #include "MessageRecorder.h"
+#include "ModuleEntry.h"
 #include "TestHost.h"
 #include "ValueReading.h"
 
@@ -40,9 +41,6 @@
 #include <memory>
 #include <sstream>
 #include <utility>
-
-// The docview module's entry, linked in from its classes.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 using namespace DocumentToolsTest;
 
