@@ -12,8 +12,18 @@
 namespace DocViewTest
 {
 
+// What the doubles of one name lived through, filled on the GUI thread.
+struct SPluginCounts
+{
+    int m_nInstances = 0;
+    int m_nDestroyed = 0;
+    int m_nDeleteData = 0;
+    std::vector<Zarn::CValueMap> m_lstInit;    // every Init map, copied
+    std::vector<Zarn::CValueMap> m_lstUpdates; // every UpdateParameters map, copied
+};
+
 // How a tool double behaves; shared by the test and every instance made under that name.
-struct SToolBehaviour
+struct SToolBehaviour : SPluginCounts
 {
     // TestParameters; default true.
     std::function<bool(const Zarn::CValueMap& input)> m_fnTest;
@@ -28,16 +38,11 @@ struct SToolBehaviour
     std::optional<bool> m_bConfigUser;
 
     // Filled by the doubles (GUI thread, except m_nRuns and m_strRunContext).
-    int m_nInstances = 0;
-    int m_nDestroyed = 0;
-    int m_nDeleteData = 0;
     int m_nTests = 0;
     std::atomic<int> m_nRuns{0};
     std::atomic<int> m_nActiveRuns{0};            // runs under way right now (any thread)
     std::atomic<int> m_nDestroyedWhileRunning{0}; // instances destroyed during their own run
     std::string m_strRunContext;                  // m_fnContext() as seen by the last run
-    std::vector<Zarn::CValueMap> m_lstInit;
-    std::vector<Zarn::CValueMap> m_lstUpdates;
 };
 
 // A tool plug-in of another module, doing what its behaviour says. Lends its behaviour. Created
@@ -47,36 +52,31 @@ struct SToolBehaviour
 class CFakeTool : public Zarn::CPluginBase
 {
 public:
+    // Makes tools of that name known to the host's plug-in loader.
+    static void Register(const std::string& name, SToolBehaviour* behaviour);
+
     explicit CFakeTool(SToolBehaviour* behaviour);
     ~CFakeTool() override;
 
+    // The plug-in contract, in the order the toolbox calls it.
     using Zarn::CPluginBase::Init;
-    void GetPluginSetup(Zarn::CValueMap& setup) override;
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    void DeleteData() override;
-    void Run(Zarn::CValueMap& data) override;
-    bool TestParameters(const Zarn::CValueMap& parameters) override;
+    void GetPluginSetup(Zarn::CValueMap& setup) override;
     void UpdateParameters(const Zarn::CValueMap& message) override;
-
-    // Makes tools of that name known to the host's plug-in loader.
-    static void Register(const std::string& name, SToolBehaviour* behaviour);
+    bool TestParameters(const Zarn::CValueMap& parameters) override;
+    void Run(Zarn::CValueMap& data) override;
+    void DeleteData() override;
 
 private:
     SToolBehaviour* m_pBehaviour;
 };
 
 // How a configuration plug-in double behaves.
-struct SConfigBehaviour
+struct SConfigBehaviour : SPluginCounts
 {
     // Answers the request {"config user": bool}; default: "parameters" = {"size": 3}.
     std::function<void(Zarn::CValueMap& request)> m_fnRun;
-
-    int m_nInstances = 0;
-    int m_nDestroyed = 0;
-    int m_nDeleteData = 0;
-    std::vector<Zarn::CValueMap> m_lstInit;
     std::vector<bool> m_lstConfigUser; // "config user" of every request
-    std::vector<Zarn::CValueMap> m_lstUpdates;
 };
 
 // A configuration plug-in of another module (the dialog a tool asks its parameters from). Lends
@@ -84,17 +84,17 @@ struct SConfigBehaviour
 class CFakeConfig : public Zarn::CPluginBase
 {
 public:
+    // Makes configuration plug-ins of that name known to the host's plug-in loader.
+    static void Register(const std::string& name, SConfigBehaviour* behaviour);
+
     explicit CFakeConfig(SConfigBehaviour* behaviour);
     ~CFakeConfig() override;
 
     using Zarn::CPluginBase::Init;
     void Init(void* context, const Zarn::CValueMap& parameters) override;
-    void DeleteData() override;
-    void Run(Zarn::CValueMap& data) override;
     void UpdateParameters(const Zarn::CValueMap& message) override;
-
-    // Makes configuration plug-ins of that name known to the host's plug-in loader.
-    static void Register(const std::string& name, SConfigBehaviour* behaviour);
+    void Run(Zarn::CValueMap& data) override;
+    void DeleteData() override;
 
 private:
     SConfigBehaviour* m_pBehaviour;
