@@ -86,6 +86,12 @@ void CWorkspaceFixture::Deliver()
     m_pThread->DeliverUntilIdle();
 }
 
+void CWorkspaceFixture::SendView(const char* name, Zarn::CPluginBase* view)
+{
+    PostView(name, view);
+    Deliver();
+}
+
 CTestView* CWorkspaceFixture::AddView(const std::string& caption, std::optional<bool> showMaximized)
 {
     auto pView = std::make_unique<CTestView>(caption);
@@ -105,8 +111,7 @@ CTestView* CWorkspaceFixture::AddMadeView(std::unique_ptr<CTestView> view)
 {
     m_lstViews.push_back(std::move(view));
     CTestView* pView = m_lstViews.back().get();
-    PostView("NEW_VIEW", pView);
-    Deliver();
+    SendView("NEW_VIEW", pView);
     return pView;
 }
 

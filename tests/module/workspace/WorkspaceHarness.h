@@ -87,6 +87,8 @@ protected:
     // Delivers until idle, lets Qt handle its pending events (deletions included) and delivers
     // what that posted.
     void Deliver();
+    // Posts the view message and delivers.
+    void SendView(const char* name, Zarn::CPluginBase* view);
     // Posts NEW_VIEW for a new view double and delivers; the fixture deletes views still alive
     // at the end.
     CTestView* AddView(const std::string& caption, std::optional<bool> showMaximized = {});
