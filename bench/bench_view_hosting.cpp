@@ -73,11 +73,7 @@ private:
     QWidget* m_pWidget;
 };
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 
 // Delivers what is queued, then the deferred deletions (a window emptied by its widget's
 // destruction) and what they posted in turn. Painting and the rest of Qt's events are left to
@@ -112,7 +108,7 @@ void SetPerViewCounters(benchmark::State& state, size_t nViews)
 // layout's window; null when the module does not make it.
 PluginPtr StartContainer(const char* name, QHBoxLayout* layout)
 {
-    PluginPtr pContainer(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(name)));
+    PluginPtr pContainer = DocViewTest::CreateModulePlugin(name);
     if (!pContainer)
     {
         return pContainer;

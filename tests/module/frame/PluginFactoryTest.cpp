@@ -26,16 +26,9 @@
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // The widget that the plug-in reports as "WidgetPtr".
 QWidget* ReportedWidget(Zarn::CPluginBase& plugin)

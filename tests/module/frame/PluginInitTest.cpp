@@ -20,16 +20,9 @@
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // Which registry entries a plug-in's Init borrows, and whether it wraps its errors.
 struct SInitCase

@@ -16,17 +16,10 @@
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 using Record = std::map<std::string, std::string>;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // The setup record as text: strings as they are, a QWidget pointer value as "<widget>", anything
 // else as "<other>" (which no expected record contains).
