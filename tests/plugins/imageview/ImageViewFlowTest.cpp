@@ -36,26 +36,6 @@ namespace
 
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
 
-// Subscribed before the repository: keeps every view that NEW_VIEW announces.
-class CNewViewRecorder : public DocViewTest::CMessageRecorder
-{
-public:
-    using DocViewTest::CMessageRecorder::CMessageRecorder;
-
-    std::vector<Zarn::CPluginBase*> m_lstViews;
-
-protected:
-    void OnMessage(const DocViewTest::SRecordedMessage& record,
-                   const Zarn::CValue* /*data*/) override
-    {
-        if (record.m_strName == "NEW_VIEW")
-        {
-            m_lstViews.push_back(
-                static_cast<Zarn::CPluginBase*>(const_cast<void*>(record.m_pPointee)));
-        }
-    }
-};
-
 // Records the "crop" entry of every UPDATE_CONTROLS that names it.
 class CControlsRecorder : public DocViewTest::CMessageRecorder
 {
@@ -104,7 +84,7 @@ protected:
         ASSERT_NE(m_logText.str().find("ImageViewFactory loaded."), std::string::npos)
             << m_logText.str();
 
-        m_pRecorder = std::make_unique<CNewViewRecorder>(m_pIds.get());
+        m_pRecorder = std::make_unique<DocViewTest::CMessageRecorder>(m_pIds.get());
         m_pThread->Subscribe(m_pRecorder.get());
         m_pThread->Subscribe(m_pRepository.get());
     }
@@ -181,7 +161,17 @@ protected:
                                         new Zarn::CValueBool(bInherit));
     }
 
-    std::vector<Zarn::CPluginBase*>& Views() { return m_pRecorder->m_lstViews; }
+    // Every view that NEW_VIEW announced, in order.
+    std::vector<Zarn::CPluginBase*> Views() const
+    {
+        std::vector<Zarn::CPluginBase*> lstViews;
+        for (const DocViewTest::SRecordedMessage& record : m_pRecorder->Named("NEW_VIEW"))
+        {
+            lstViews.push_back(
+                static_cast<Zarn::CPluginBase*>(const_cast<void*>(record.m_pPointee)));
+        }
+        return lstViews;
+    }
 
     static Zarn::CValueMap Describe(Zarn::CPluginBase* view)
     {
@@ -217,7 +207,8 @@ protected:
 
     QTemporaryDir m_cacheDir;
     std::unique_ptr<Zarn::CPluginBase> m_pRepository;
-    std::unique_ptr<CNewViewRecorder> m_pRecorder;
+    // Subscribed before the repository.
+    std::unique_ptr<DocViewTest::CMessageRecorder> m_pRecorder;
     std::unique_ptr<Zarn::CPluginBase> m_pToolbox;
     std::unique_ptr<CControlsRecorder> m_pControls;
 };
