@@ -21,6 +21,7 @@
 #include "RatioReporter.h"
 #include "TestHost.h"
 #include "ValueReading.h"
+#include "WidgetBenchmarks.h"
 
 #include <benchmark/benchmark.h>
 
@@ -141,11 +142,9 @@ BENCHMARK(BM_AddFocusRemove)
 
 int main(int argc, char** argv)
 {
-    // The repository's hidden parking widget needs an application object, not a screen.
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    return RunBenchmarks(argc, argv,
-                         {{"BM_AddFocusRemove/10000", "BM_AddFocusRemove/100",
-                           "Repository add, focus and remove per document, 10,000 against 100 "
-                           "documents"}});
+    return RunWidgetBenchmarks(
+        argc, argv,
+        {{"BM_AddFocusRemove/10000", "BM_AddFocusRemove/100",
+          "Repository add, focus and remove per document, 10,000 against 100 "
+          "documents"}});
 }

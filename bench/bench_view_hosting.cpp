@@ -24,6 +24,7 @@
 #include "ModuleEntry.h"
 #include "RatioReporter.h"
 #include "TestHost.h"
+#include "WidgetBenchmarks.h"
 
 #include <benchmark/benchmark.h>
 
@@ -253,11 +254,8 @@ BENCHMARK(BM_PlainMdiArea)->Arg(100)->Arg(1000)->UseRealTime()->Unit(benchmark::
 
 int main(int argc, char** argv)
 {
-    // Widgets need an application object, not a screen.
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    return RunBenchmarks(argc, argv,
-                         {{"BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
-                           "Workspace add, activate and remove per view through messages, "
-                           "against the plain QMdiArea, 1,000 views"}});
+    return RunWidgetBenchmarks(argc, argv,
+                               {{"BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
+                                 "Workspace add, activate and remove per view through messages, "
+                                 "against the plain QMdiArea, 1,000 views"}});
 }
