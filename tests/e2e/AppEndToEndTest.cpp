@@ -115,6 +115,17 @@ protected:
             "the result of " + action + " active");
     }
 
+    // Saves the active document (entry `index` of the documents) through File > Save As and
+    // reads the file back.
+    void SaveActiveAs(size_t index, const char* what, std::unique_ptr<Zarn::CImage>& saved)
+    {
+        ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
+        m_pApp->WaitState([index](const nlohmann::json& current)
+                          { return current["documents"][index]["saved"] == true; },
+                          what);
+        saved.reset(Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    }
+
     // Runs the recorded process headless on the original first file into `output` and reads
     // the result.
     void ReplayOnFirst(const fs::path& process, const fs::path& output,
@@ -338,12 +349,8 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     m_pApp->WaitState([](const nlohmann::json& current)
                       { return current["actions"].value("save_as", false); },
                       "Save As enabled");
-    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current)
-                      { return current["documents"][4]["saved"] == true; },
-                      "the labelled image saved");
-    std::unique_ptr<Zarn::CImage> pInteractive(
-        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    std::unique_ptr<Zarn::CImage> pInteractive;
+    ASSERT_NO_FATAL_FAILURE(SaveActiveAs(4, "the labelled image saved", pInteractive));
 
     // The same process, run headless on the original file.
     const fs::path output = m_home / "replayed";
@@ -382,12 +389,8 @@ TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
     EXPECT_EQ(description["process"][0]["plugin"], "GaussianBlur");
     EXPECT_EQ(description["process"][1]["plugin"], "Threshold");
 
-    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current)
-                      { return current["documents"][3]["saved"] == true; },
-                      "the thresholded image saved");
-    std::unique_ptr<Zarn::CImage> pInteractive(
-        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    std::unique_ptr<Zarn::CImage> pInteractive;
+    ASSERT_NO_FATAL_FAILURE(SaveActiveAs(3, "the thresholded image saved", pInteractive));
 
     const fs::path output = m_home / "replayed";
     std::unique_ptr<Zarn::CImage> pReplayed;

@@ -1,3 +1,4 @@
+#include "HostException.h"
 #include "HostRegistryFixture.h"
 #include "ModuleEntry.h"
 
@@ -195,17 +196,8 @@ TEST_F(CPluginInitTest, StdExceptionInNavigatorInitReachesCallerAsHostExceptionW
     Zarn::CRegistry::Obj().SetEntry(kCommThreadKey, new CThrowingValue);
     PluginPtr pPlugin = Create("Navigator");
     ASSERT_NE(pPlugin, nullptr);
-    try
-    {
-        pPlugin->Init(nullptr, Zarn::CValueMap());
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CNavigatorPlugin::Init");
-        EXPECT_STREQ(caught.what(), "value is unreadable");
-        EXPECT_STREQ(caught.instance(), "");
-    }
+    DocViewTest::ExpectHostException([&] { pPlugin->Init(nullptr, Zarn::CValueMap()); },
+                                     {"CNavigatorPlugin::Init", "value is unreadable", ""});
 }
 
 TEST_F(CPluginInitTest, StdExceptionInToolboxInitPassesUnchanged)
