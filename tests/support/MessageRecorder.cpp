@@ -65,6 +65,13 @@ std::vector<SRecordedMessage> CMessageRecorder::Named(const std::string& name) c
     return lstFound;
 }
 
+const void* ViewPointee(const SRecordedMessage& record)
+{
+    const bool bView = record.m_pElementType != nullptr &&
+                       Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CPluginBase));
+    return bView ? record.m_pPointee : nullptr;
+}
+
 size_t CountStartingWith(const std::vector<std::string>& texts, const std::string& prefix)
 {
     size_t nCount = 0;

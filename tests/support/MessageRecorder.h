@@ -49,6 +49,9 @@ protected:
     Zarn::CMessageIdFactory* m_pIds;
 };
 
+// The view a message carries as its data (a pointer to a plug-in), null for any other data.
+const void* ViewPointee(const SRecordedMessage& record);
+
 // How many of `texts` start with `prefix`.
 size_t CountStartingWith(const std::vector<std::string>& texts, const std::string& prefix);
 

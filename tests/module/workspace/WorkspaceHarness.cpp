@@ -22,21 +22,9 @@ void PrintTo(const SRecord& record, std::ostream* stream)
     *stream << record.m_strName << " " << record.m_pPointee;
 }
 
-void CRecorder::OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* /*data*/)
-{
-    SRecord recorded;
-    recorded.m_strName = record.m_strName;
-    if (record.m_pElementType != nullptr &&
-        Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CPluginBase)))
-    {
-        recorded.m_pPointee = record.m_pPointee;
-    }
-    m_lstRecords.push_back(recorded);
-}
-
 void CWorkspaceFixture::SetUp()
 {
-    m_pRecorder = std::make_unique<CRecorder>(m_pIds.get());
+    m_pRecorder = std::make_unique<DocViewTest::CMessageRecorder>(m_pIds.get());
     m_pThread->Subscribe(m_pRecorder.get());
 }
 
@@ -117,7 +105,13 @@ CTestView* CWorkspaceFixture::AddMadeView(std::unique_ptr<CTestView> view)
 
 std::vector<SRecord> CWorkspaceFixture::TakeRecords()
 {
-    return DocViewTest::TakeSince(m_pRecorder->m_lstRecords, m_nTaken);
+    std::vector<SRecord> lstNew;
+    for (const DocViewTest::SRecordedMessage& record :
+         DocViewTest::TakeSince(m_pRecorder->m_lstRecorded, m_nTaken))
+    {
+        lstNew.push_back(SRecord{record.m_strName, DocViewTest::ViewPointee(record)});
+    }
+    return lstNew;
 }
 
 QMdiArea* CWorkspaceFixture::Area() const

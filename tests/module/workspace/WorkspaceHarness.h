@@ -58,18 +58,6 @@ struct SRecord
 };
 void PrintTo(const SRecord& record, std::ostream* stream);
 
-// Records every delivered message.
-class CRecorder : public DocViewTest::CMessageRecorder
-{
-public:
-    using DocViewTest::CMessageRecorder::CMessageRecorder;
-
-    std::vector<SRecord> m_lstRecords;
-
-protected:
-    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
-};
-
 // Runs the module's workspace in a shown top-level window on the test's (GUI) thread. Owns the
 // window, the plug-in, its proxy, the recorder (subscribed first) and the view doubles. Throws
 // nothing of its own; posts what the test asks for and lets Qt handle its events in Deliver.
@@ -105,7 +93,7 @@ protected:
     // The plug-in's own class, for what only it can tell (the window of a view).
     CWorkspacePlugin* Workspace() const;
 
-    std::unique_ptr<CRecorder> m_pRecorder;
+    std::unique_ptr<DocViewTest::CMessageRecorder> m_pRecorder;
     std::unique_ptr<DocViewTest::CPluginProxy> m_pProxy;
     std::unique_ptr<QWidget> m_pMainWindow;
     Zarn::CPluginBase* m_pWorkspace = nullptr;
