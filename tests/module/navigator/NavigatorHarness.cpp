@@ -14,16 +14,6 @@
 namespace NavigatorTest
 {
 
-void CMessageRecorder::OnMessage(const DocViewTest::SRecordedMessage& record,
-                                 const Zarn::CValue* data)
-{
-    m_lstNames.push_back(record.m_strName);
-    if (record.m_strName == "FOCUS_VIEW")
-    {
-        m_lstFocused.push_back(DocView::PointerOf<Zarn::CPluginBase>(data));
-    }
-}
-
 void CNavigatorFixture::SetUp()
 {
     m_pRecorder = std::make_unique<CMessageRecorder>(m_pIds.get());

@@ -5,6 +5,7 @@
 // modules) are doubles that describe themselves in Run.
 
 #include "ModuleEntry.h"
+#include "frame/Messages.h"
 #include "views/NavigatorPlugin.h"
 
 #include "FakeView.h"
@@ -45,17 +46,21 @@ public:
     }
 };
 
-// Notes every FOCUS_VIEW delivered (the view it names) and the names of all messages.
+// Notes the view named by every FOCUS_VIEW delivered.
 class CMessageRecorder : public DocViewTest::CMessageRecorder
 {
 public:
     using DocViewTest::CMessageRecorder::CMessageRecorder;
-
     std::vector<Zarn::CPluginBase*> m_lstFocused;
-    std::vector<std::string> m_lstNames;
 
 protected:
-    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
+    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override
+    {
+        if (record.m_strName == "FOCUS_VIEW")
+        {
+            m_lstFocused.push_back(DocView::PointerOf<Zarn::CPluginBase>(data));
+        }
+    }
 };
 
 // Runs the module's navigator on the test's (GUI) thread. Owns the plug-in, its proxy, the

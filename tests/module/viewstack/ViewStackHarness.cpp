@@ -22,9 +22,9 @@ void CMessageRecorder::OnMessage(const DocViewTest::SRecordedMessage& record,
     m_lstDelivered.push_back(delivered);
 }
 
-void CViewStackFixture::SetUp()
+CViewStackFixture::CViewStackFixture()
+    : m_pRecorder(std::make_unique<CMessageRecorder>(m_pIds.get()))
 {
-    m_pRecorder = std::make_unique<CMessageRecorder>(m_pIds.get());
     m_pThread->Subscribe(m_pRecorder.get());
 }
 

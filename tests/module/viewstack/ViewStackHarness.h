@@ -69,7 +69,8 @@ protected:
 class CViewStackFixture : public DocViewTest::CHostFixture
 {
 protected:
-    void SetUp() override;
+    // Subscribes the recorder first, before any plug-in.
+    CViewStackFixture();
     void TearDown() override;
 
     // Creates the plug-in through the module's entry, runs its Init (takes `parameters`) and
