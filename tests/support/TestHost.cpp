@@ -61,6 +61,22 @@ size_t CTestHost::Deliver()
     return m_pThread->DeliverUntilIdle();
 }
 
+void CTestHost::EndPlugin(Zarn::CPluginBase*& plugin, Zarn::CPluginBase* subscriber,
+                          bool bDeleteData)
+{
+    if (plugin == nullptr)
+    {
+        return;
+    }
+    m_pThread->Unsubscribe(subscriber);
+    if (bDeleteData)
+    {
+        plugin->DeleteData();
+    }
+    delete plugin;
+    plugin = nullptr;
+}
+
 std::vector<std::string> CTestHost::LogLines(size_t first) const
 {
     // "YYYY-MM-DD hh:mm:ss.mmm " comes first on every line.

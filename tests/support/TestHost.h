@@ -42,6 +42,10 @@ public:
     void PostView(const char* name, Zarn::CPluginBase* view);
     size_t Deliver();
 
+    // Unsubscribes `subscriber` (the plug-in or its proxy), ends the plug-in (DeleteData when
+    // asked) and deletes it; nothing when it is null.
+    void EndPlugin(Zarn::CPluginBase*& plugin, Zarn::CPluginBase* subscriber, bool bDeleteData);
+
     // The lines of m_logText without their time stamp, from line `first` on.
     std::vector<std::string> LogLines(size_t first = 0) const;
 

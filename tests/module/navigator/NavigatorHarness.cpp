@@ -14,20 +14,15 @@
 namespace NavigatorTest
 {
 
-void CNavigatorFixture::SetUp()
+CNavigatorFixture::CNavigatorFixture()
+    : m_pRecorder(std::make_unique<CMessageRecorder>(m_pIds.get()))
 {
-    m_pRecorder = std::make_unique<CMessageRecorder>(m_pIds.get());
     m_pThread->Subscribe(m_pRecorder.get());
 }
 
 void CNavigatorFixture::TearDown()
 {
-    if (m_pPlugin != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pProxy.get());
-        delete m_pPlugin;
-        m_pPlugin = nullptr;
-    }
+    EndPlugin(m_pPlugin, m_pProxy.get(), false);
     m_pThread->Unsubscribe(m_pRecorder.get());
     DocViewTest::CHostFixture::TearDown();
 }

@@ -69,7 +69,8 @@ protected:
 class CNavigatorFixture : public DocViewTest::CHostFixture
 {
 protected:
-    void SetUp() override;
+    // Subscribes the recorder first, before any plug-in.
+    CNavigatorFixture();
     void TearDown() override;
 
     // Creates the navigator through the module's entry and runs its Init with `parameters`.

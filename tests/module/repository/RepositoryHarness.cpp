@@ -102,13 +102,7 @@ void CRepositoryFixture::SetUp()
 
 void CRepositoryFixture::TearDown()
 {
-    if (m_pRepository != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pProxy.get());
-        m_pRepository->DeleteData();
-        delete m_pRepository;
-        m_pRepository = nullptr;
-    }
+    EndPlugin(m_pRepository, m_pProxy.get(), true);
     m_pThread->Unsubscribe(m_pRecorder.get());
     Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(kInheritSettings));
     for (const std::string& strName : m_lstRegistered)

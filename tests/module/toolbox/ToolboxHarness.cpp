@@ -78,8 +78,8 @@ void CToolboxFixture::TearDown()
 {
     // Runs still under way post into the thread: let them finish first.
     Deliver();
-    StopPlugin(m_pToolbox, m_pToolboxProxy.get());
-    StopPlugin(m_pRepository, m_pRepositoryProxy.get());
+    EndPlugin(m_pToolbox, m_pToolboxProxy.get(), true);
+    EndPlugin(m_pRepository, m_pRepositoryProxy.get(), true);
     m_pThread->Unsubscribe(m_pRecorder.get());
     DocView::SetCriticalMessagePresenter(nullptr);
     for (const std::string& strName : m_lstRegistered)
@@ -89,17 +89,6 @@ void CToolboxFixture::TearDown()
     DocViewTest::CHostFixture::TearDown();
     m_pLog.reset();
     m_pErr.reset();
-}
-
-void CToolboxFixture::StopPlugin(Zarn::CPluginBase*& plugin, CPluginProxy* proxy)
-{
-    if (plugin != nullptr)
-    {
-        m_pThread->Unsubscribe(proxy);
-        plugin->DeleteData();
-        delete plugin;
-        plugin = nullptr;
-    }
 }
 
 SToolBehaviour& CToolboxFixture::RegisterTool(const std::string& name)

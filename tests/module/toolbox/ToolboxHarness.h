@@ -108,8 +108,6 @@ protected:
     size_t CountMessages(const std::string& prefix) const;
 
     const Zarn::CValueMap& State() const;
-    // Unsubscribes, ends and deletes a plug-in this fixture started.
-    void StopPlugin(Zarn::CPluginBase*& plugin, CPluginProxy* proxy);
     static const void* PointerAt(const Zarn::CValueMap& map, const char* path)
     {
         return DocViewTest::PointerAt(map, path);

@@ -30,13 +30,8 @@ CViewStackFixture::CViewStackFixture()
 
 void CViewStackFixture::TearDown()
 {
-    if (m_pPluginBase != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pPluginBase);
-        delete m_pPluginBase;
-        m_pPluginBase = nullptr;
-        m_pPlugin = nullptr;
-    }
+    EndPlugin(m_pPluginBase, m_pPluginBase, false);
+    m_pPlugin = nullptr;
     m_pThread->Unsubscribe(m_pRecorder.get());
     DocViewTest::CHostFixture::TearDown();
     m_lstViews.clear();

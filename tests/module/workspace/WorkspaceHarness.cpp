@@ -30,12 +30,7 @@ void CWorkspaceFixture::SetUp()
 
 void CWorkspaceFixture::TearDown()
 {
-    if (m_pWorkspace != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pProxy.get());
-        delete m_pWorkspace;
-        m_pWorkspace = nullptr;
-    }
+    EndPlugin(m_pWorkspace, m_pProxy.get(), false);
     m_lstViews.clear();
     m_pMainWindow.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
