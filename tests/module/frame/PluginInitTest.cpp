@@ -82,6 +82,14 @@ public:
 
 using CPluginInitTest = CHostRegistryFixture;
 
+// Init parameters holding only "name" (takes the value).
+Zarn::CValueMap NameParameters(Zarn::CValue* name)
+{
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("name"), name);
+    return parameters;
+}
+
 } // namespace
 
 TEST_F(CPluginInitTest, EveryPluginInitsWithTheHostEntriesPresent)
@@ -244,8 +252,7 @@ TEST_F(CPluginInitTest, NamedPluginsReportTheGivenName)
         SCOPED_TRACE(szName);
         PluginPtr pPlugin = Create(szName);
         ASSERT_NE(pPlugin, nullptr);
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("main views"));
+        const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueString("main views"));
         pPlugin->Init(nullptr, parameters);
         EXPECT_EQ(PluginName(*pPlugin), "main views");
     }
@@ -268,8 +275,7 @@ TEST_F(CPluginInitTest, WidgetPluginsNameTheirWidgetAfterThePluginName)
 
         PluginPtr pNamed = Create(szName);
         ASSERT_NE(pNamed, nullptr);
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("left pane"));
+        const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueString("left pane"));
         pNamed->Init(nullptr, parameters);
         EXPECT_EQ(WidgetName(*pNamed), QString("left pane"));
     }
@@ -279,8 +285,7 @@ TEST_F(CPluginInitTest, NavigatorTakesUnknownForANameThatIsNoText)
 {
     PluginPtr pPlugin = Create("Navigator");
     ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueLong(12));
+    const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueLong(12));
     EXPECT_NO_THROW(pPlugin->Init(nullptr, parameters));
     EXPECT_EQ(WidgetName(*pPlugin), QString("unknown"));
 }
@@ -289,8 +294,7 @@ TEST_F(CPluginInitTest, NameThatIsNoTextMakesViewStackInitThrowWrapped)
 {
     PluginPtr pPlugin = Create("ViewStack");
     ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueLong(12));
+    const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueLong(12));
     try
     {
         pPlugin->Init(nullptr, parameters);
