@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -74,3 +75,42 @@ private:
     std::map<std::string, double> m_mapMedians;
     std::map<std::string, std::vector<double>> m_mapRates;
 };
+
+// One ratio a program prints after its benchmarks: measured against baseline (names without the
+// "/real_time" suffix).
+struct SRatio
+{
+    const char* m_szMeasured;
+    const char* m_szBaseline;
+    const char* m_szDescription;
+};
+
+// Reads the benchmark library's arguments; false (after a message) when some are unknown.
+inline bool StartBenchmarks(int* argc, char** argv)
+{
+    benchmark::Initialize(argc, argv);
+    return !benchmark::ReportUnrecognizedArguments(*argc, argv);
+}
+
+// Runs the benchmarks asked for, reporting to `reporter`, prints the ratios and ends the library.
+inline void RunAndPrintRatios(CRatioReporter& reporter, std::initializer_list<SRatio> ratios)
+{
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    for (const SRatio& ratio : ratios)
+    {
+        reporter.PrintRatio(ratio.m_szMeasured, ratio.m_szBaseline, ratio.m_szDescription);
+    }
+    benchmark::Shutdown();
+}
+
+// A whole benchmark program's main: the exit code (1 for unknown arguments).
+inline int RunBenchmarks(int argc, char** argv, std::initializer_list<SRatio> ratios)
+{
+    if (!StartBenchmarks(&argc, argv))
+    {
+        return 1;
+    }
+    CRatioReporter reporter;
+    RunAndPrintRatios(reporter, ratios);
+    return 0;
+}

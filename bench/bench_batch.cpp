@@ -300,8 +300,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "the process and the direct calls disagree\n");
         return 1;
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!StartBenchmarks(&argc, argv))
     {
         return 1;
     }

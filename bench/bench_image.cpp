@@ -97,20 +97,12 @@ BENCHMARK(BM_NewMemcpy)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_Clone", "BM_Memcpy",
-                        "Clone of a 32 MiB image against memcpy into a buffer allocated once");
-    reporter.PrintRatio("BM_NewMemcpy", "BM_Memcpy",
-                        "new[] + memcpy + delete[] per copy against memcpy into a buffer "
-                        "allocated once");
-    reporter.PrintRatio("BM_Clone", "BM_NewMemcpy",
-                        "Clone of a 32 MiB image against new[] + memcpy + delete[] per copy");
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(
+        argc, argv,
+        {{"BM_Clone", "BM_Memcpy",
+          "Clone of a 32 MiB image against memcpy into a buffer allocated once"},
+         {"BM_NewMemcpy", "BM_Memcpy",
+          "new[] + memcpy + delete[] per copy against memcpy into a buffer allocated once"},
+         {"BM_Clone", "BM_NewMemcpy",
+          "Clone of a 32 MiB image against new[] + memcpy + delete[] per copy"}});
 }

@@ -74,8 +74,7 @@ BENCHMARK(BM_OpenCVImread)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!StartBenchmarks(&argc, argv))
     {
         return 1;
     }
@@ -100,10 +99,9 @@ int main(int argc, char** argv)
                 static_cast<std::uintmax_t>(std::filesystem::file_size(g_strPath)));
 
     CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_CImageFileRead", "BM_OpenCVImread",
-                        "CImageFile::Read of a 2048x2048 uint16 TIFF against cv::imread");
-    benchmark::Shutdown();
+    RunAndPrintRatios(reporter,
+                      {{"BM_CImageFileRead", "BM_OpenCVImread",
+                        "CImageFile::Read of a 2048x2048 uint16 TIFF against cv::imread"}});
     std::filesystem::remove_all(strFolder);
     return 0;
 }

@@ -159,16 +159,8 @@ BENCHMARK(BM_PlainQueue)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_MessageThread", "BM_PlainQueue",
-                        "CMessageThread to 10 subscribers against a mutex and condition variable "
-                        "queue");
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(argc, argv,
+                         {{"BM_MessageThread", "BM_PlainQueue",
+                           "CMessageThread to 10 subscribers against a mutex and condition "
+                           "variable queue"}});
 }

@@ -17,7 +17,11 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "ModuleEntry.h"
 #include "RatioReporter.h"
+#include "TestHost.h"
+#include "ValueReading.h"
+#include "WidgetBenchmarks.h"
 
 #include <benchmark/benchmark.h>
 
@@ -26,9 +30,6 @@
 #include <cstdlib>
 #include <memory>
 #include <vector>
-
-// The docview module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {
@@ -76,38 +77,20 @@ private:
 
 std::vector<Zarn::CPluginBase*> g_lstViews;
 
-void Post(Zarn::CMessageThread& thread, Zarn::CMessageIdFactory& ids, const char* name,
-          Zarn::CValue* data)
-{
-    thread.TakeMessage(new Zarn::CMessage(ids.GetMessageId(name), data, Zarn::CMessage::priNormal),
-                       Zarn::CMessage::mmQueued);
-}
-
 void BM_AddFocusRemove(benchmark::State& state)
 {
     const auto nDocuments = static_cast<size_t>(state.range(0));
-    Zarn::CLogger logger(nullptr);
-    Zarn::CMessageIdFactory ids;
-    Zarn::CMessageThread thread;
-    thread.SetLogger(&logger);
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(&thread));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&ids));
-    registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                      new Zarn::CValuePointer<Zarn::CLogger>(&logger));
+    DocViewTest::CTestHost host(false);
+    Zarn::CMessageThread& thread = *host.m_pThread;
     Zarn::CPluginLoader::Obj().RegisterPlugin("BenchViewFactory",
                                               []() { return new CBenchViewFactory(&g_lstViews); });
 
     // One autocreate factory that also serves an action, so every focus asks for the controls.
     Zarn::CValueMap parameters;
     auto* pViews = new Zarn::CValueVector;
-    auto* pEntry = new Zarn::CValueMap;
-    pEntry->SetEntry(Zarn::CValue_Key("factory"), new Zarn::CValueString("BenchViewFactory"));
-    pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
-    pEntry->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString("show"));
-    pViews->PushBack(pEntry);
+    pViews->PushBack(DocViewTest::MapOf({{"factory", new Zarn::CValueString("BenchViewFactory")},
+                                         {"autocreate", new Zarn::CValueBool(true)},
+                                         {"action", new Zarn::CValueString("show")}}));
     parameters.SetEntry(Zarn::CValue_Key("views"), pViews);
     auto* pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
     thread.Subscribe(pRepository);
@@ -122,17 +105,17 @@ void BM_AddFocusRemove(benchmark::State& state)
         {
             pDoc = new Zarn::CValueMap;
             pDoc->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueString("bench"));
-            Post(thread, ids, "ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDoc));
+            host.PostDocument("ADD_DOCUMENT", pDoc);
             thread.DeliverUntilIdle();
         }
         for (Zarn::CPluginBase* pView : g_lstViews)
         {
-            Post(thread, ids, "FOCUS_VIEW", new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
+            host.PostView("FOCUS_VIEW", pView);
             thread.DeliverUntilIdle();
         }
         for (Zarn::CValueMap* pDoc : lstDocuments)
         {
-            Post(thread, ids, "REMOVE_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDoc));
+            host.PostDocument("REMOVE_DOCUMENT", pDoc);
             thread.DeliverUntilIdle();
         }
     }
@@ -146,10 +129,6 @@ void BM_AddFocusRemove(benchmark::State& state)
     pRepository->DeleteData();
     delete pRepository;
     Zarn::CPluginLoader::Obj().UnregisterPlugin("BenchViewFactory");
-    for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"})
-    {
-        registry.RemoveEntry(Zarn::CValue_Key(szKey));
-    }
 }
 
 BENCHMARK(BM_AddFocusRemove)
@@ -163,19 +142,9 @@ BENCHMARK(BM_AddFocusRemove)
 
 int main(int argc, char** argv)
 {
-    // The repository's hidden parking widget needs an application object, not a screen.
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_AddFocusRemove/10000", "BM_AddFocusRemove/100",
-                        "Repository add, focus and remove per document, 10,000 against 100 "
-                        "documents");
-    benchmark::Shutdown();
-    return 0;
+    return RunWidgetBenchmarks(
+        argc, argv,
+        {{"BM_AddFocusRemove/10000", "BM_AddFocusRemove/100",
+          "Repository add, focus and remove per document, 10,000 against 100 "
+          "documents"}});
 }

@@ -23,7 +23,9 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "ModuleEntry.h"
 #include "RatioReporter.h"
+#include "TestHost.h"
 
 #include <benchmark/benchmark.h>
 
@@ -34,9 +36,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-// The docview module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {
@@ -100,20 +99,13 @@ private:
 };
 
 // The host objects in the registry, a toolbox with the given tools and a stop counter.
-class CBenchHost
+class CBenchHost : public DocViewTest::CTestHost
 {
 public:
     explicit CBenchHost(Zarn::CValueMap* toolboxParameters)
-        : m_logger(nullptr), m_pPreviousLog(std::clog.rdbuf(&m_nullBuffer))
+        : DocViewTest::CTestHost(false), m_pPreviousLog(std::clog.rdbuf(&m_nullBuffer)),
+          m_thread(*m_pThread)
     {
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                          new Zarn::CValuePointer<Zarn::CMessageThread>(&m_thread));
-        registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&m_ids));
-        registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                          new Zarn::CValuePointer<Zarn::CLogger>(&m_logger));
-        m_thread.SetLogger(&m_logger);
         m_pToolbox.reset(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Toolbox")));
         m_thread.Subscribe(m_pToolbox.get());
         m_thread.Subscribe(&m_counter);
@@ -124,25 +116,15 @@ public:
         m_thread.DeliverUntilIdle();
     }
 
-    ~CBenchHost()
+    ~CBenchHost() override
     {
         m_thread.DeliverUntilIdle();
         m_thread.Unsubscribe(m_pToolbox.get());
         m_thread.Unsubscribe(&m_counter);
         m_pToolbox->DeleteData();
         m_pToolbox.reset();
-        for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"})
-        {
-            Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(szKey));
-        }
+        Stop();
         std::clog.rdbuf(m_pPreviousLog);
-    }
-
-    void Post(const char* name, Zarn::CValue* data)
-    {
-        m_thread.TakeMessage(
-            new Zarn::CMessage(m_ids.GetMessageId(name), data, Zarn::CMessage::priNormal),
-            Zarn::CMessage::mmQueued);
     }
 
     // Delivers until `count` ACTIVITY_STOP messages have been handled in all.
@@ -157,12 +139,10 @@ public:
         }
     }
 
-    Zarn::CMessageThread m_thread;
-    Zarn::CMessageIdFactory m_ids;
     CNullBuffer m_nullBuffer;
-    Zarn::CLogger m_logger;
     std::streambuf* m_pPreviousLog;
-    CStopCounter m_counter{&m_ids};
+    Zarn::CMessageThread& m_thread;
+    CStopCounter m_counter{m_pIds.get()};
     std::unique_ptr<Zarn::CPluginBase> m_pToolbox;
 };
 
@@ -288,19 +268,11 @@ BENCHMARK(BM_ThreadedRoundTripBaseline)->UseRealTime()->Unit(benchmark::kMicrose
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_UpdatePlugins", "BM_UpdatePluginsBaseline",
-                        "Asking 100 tools about 1,000 documents, toolbox pass against the tools' "
-                        "own tests");
-    reporter.PrintRatio("BM_ThreadedRoundTrip", "BM_ThreadedRoundTripBaseline",
-                        "Threaded no-op tool round trip against a thread start and join plus one "
-                        "message");
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(argc, argv,
+                         {{"BM_UpdatePlugins", "BM_UpdatePluginsBaseline",
+                           "Asking 100 tools about 1,000 documents, toolbox pass against the "
+                           "tools' own tests"},
+                          {"BM_ThreadedRoundTrip", "BM_ThreadedRoundTripBaseline",
+                           "Threaded no-op tool round trip against a thread start and join plus "
+                           "one message"}});
 }

@@ -115,18 +115,10 @@ BENCHMARK(BM_CopyHolderVector)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 int main(int argc, char** argv)
 {
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_CloneValueMap", "BM_CopyStdMap",
-                        "Clone of a CValueMap of 1,000 strings against a std::map copy");
-    reporter.PrintRatio(
-        "BM_CloneValuePointerVector", "BM_CopyHolderVector",
-        "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders");
-    benchmark::Shutdown();
-    return 0;
+    return RunBenchmarks(
+        argc, argv,
+        {{"BM_CloneValueMap", "BM_CopyStdMap",
+          "Clone of a CValueMap of 1,000 strings against a std::map copy"},
+         {"BM_CloneValuePointerVector", "BM_CopyHolderVector",
+          "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders"}});
 }

@@ -21,7 +21,10 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include "ModuleEntry.h"
 #include "RatioReporter.h"
+#include "TestHost.h"
+#include "WidgetBenchmarks.h"
 
 #include <benchmark/benchmark.h>
 
@@ -36,9 +39,6 @@
 #include <cstdlib>
 #include <memory>
 #include <vector>
-
-// The docview module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {
@@ -74,20 +74,7 @@ private:
     QWidget* m_pWidget;
 };
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
-
-void Post(Zarn::CMessageThread& thread, Zarn::CMessageIdFactory& ids, const char* name,
-          Zarn::CPluginBase* view)
-{
-    thread.TakeMessage(new Zarn::CMessage(ids.GetMessageId(name),
-                                          new Zarn::CValuePointer<Zarn::CPluginBase>(view),
-                                          Zarn::CMessage::priNormal),
-                       Zarn::CMessage::mmQueued);
-}
+using DocViewTest::PluginPtr;
 
 // Delivers what is queued, then the deferred deletions (a window emptied by its widget's
 // destruction) and what they posted in turn. Painting and the rest of Qt's events are left to
@@ -118,19 +105,32 @@ void SetPerViewCounters(benchmark::State& state, size_t nViews)
         benchmark::Counter(dViews, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
+// The container made by the module under that name, its widget placed by `layout` in the
+// layout's window; null when the module does not make it.
+PluginPtr StartContainer(const char* name, QHBoxLayout* layout)
+{
+    PluginPtr pContainer = DocViewTest::CreateModulePlugin(name);
+    if (!pContainer)
+    {
+        return pContainer;
+    }
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("parent"),
+                        new Zarn::CValuePointer<QWidget>(layout->parentWidget()));
+    pContainer->Init(nullptr, parameters);
+    Zarn::CValueMap setup;
+    pContainer->GetPluginSetup(setup);
+    layout->addWidget(
+        Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
+    return pContainer;
+}
+
 // Adds, activates and removes state.range(0) views in the containers named, all subscribed to one
 // communication thread.
 void RunHosting(benchmark::State& state, const std::vector<const char*>& containers)
 {
-    Zarn::CLogger logger(nullptr);
-    Zarn::CMessageIdFactory ids;
-    Zarn::CMessageThread thread;
-    thread.SetLogger(&logger);
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(&thread));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&ids));
+    DocViewTest::CTestHost host(false);
+    Zarn::CMessageThread& thread = *host.m_pThread;
 
     auto pWindow = std::make_unique<QWidget>();
     pWindow->resize(1024, 768);
@@ -138,20 +138,12 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
     std::vector<PluginPtr> lstContainers;
     for (const char* szName : containers)
     {
-        PluginPtr pContainer(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
+        PluginPtr pContainer = StartContainer(szName, pLayout);
         if (!pContainer)
         {
             state.SkipWithError("the module does not make the container");
             return;
         }
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("parent"),
-                            new Zarn::CValuePointer<QWidget>(pWindow.get()));
-        pContainer->Init(nullptr, parameters);
-        Zarn::CValueMap setup;
-        pContainer->GetPluginSetup(setup);
-        pLayout->addWidget(
-            Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
         thread.Subscribe(pContainer.get());
         lstContainers.push_back(std::move(pContainer));
     }
@@ -166,19 +158,19 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
             pView = std::make_unique<CBenchView>();
-            Post(thread, ids, "NEW_VIEW", pView.get());
+            host.PostView("NEW_VIEW", pView.get());
             Deliver(thread);
         }
         EndPhase(&thread);
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
-            Post(thread, ids, "ACTIVE_VIEW", pView.get());
+            host.PostView("ACTIVE_VIEW", pView.get());
             Deliver(thread);
         }
         EndPhase(&thread);
         for (std::unique_ptr<CBenchView>& pView : lstViews)
         {
-            Post(thread, ids, "INVALID_VIEW", pView.get());
+            host.PostView("INVALID_VIEW", pView.get());
             Deliver(thread);
             pView.reset();
             Deliver(thread);
@@ -193,10 +185,6 @@ void RunHosting(benchmark::State& state, const std::vector<const char*>& contain
     }
     lstContainers.clear();
     pWindow.reset();
-    for (const char* szKey : {"tmp/commthread", "tmp/messageidfactory"})
-    {
-        registry.RemoveEntry(Zarn::CValue_Key(szKey));
-    }
 }
 
 void BM_WorkspaceHosting(benchmark::State& state)
@@ -266,19 +254,8 @@ BENCHMARK(BM_PlainMdiArea)->Arg(100)->Arg(1000)->UseRealTime()->Unit(benchmark::
 
 int main(int argc, char** argv)
 {
-    // Widgets need an application object, not a screen.
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-    QApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    {
-        return 1;
-    }
-    CRatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.PrintRatio("BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
-                        "Workspace add, activate and remove per view through messages, against "
-                        "the plain QMdiArea, 1,000 views");
-    benchmark::Shutdown();
-    return 0;
+    return RunWidgetBenchmarks(argc, argv,
+                               {{"BM_WorkspaceHosting/1000", "BM_PlainMdiArea/1000",
+                                 "Workspace add, activate and remove per view through messages, "
+                                 "against the plain QMdiArea, 1,000 views"}});
 }

@@ -88,6 +88,56 @@ protected:
             "two documents, two navigator entries, two windows");
     }
 
+    // Runs the tool on the document of navigator entry `source` and waits for its result to be
+    // active; `documents` counts the documents of the session.
+    void RunOn(int source, const std::string& action, size_t& documents)
+    {
+        ASSERT_EQ(m_pApp->Command("click-navigator " + std::to_string(source))["ok"], true);
+        // The title follows ACTIVE_VIEW, which reaches the toolbox in the same delivery.
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return state["title"].get<std::string>().find(
+                           state["navigator"][source].get<std::string>()) == 0 &&
+                       state["actions"].value(action, false);
+            },
+            "entry " + std::to_string(source) + " active and " + action + " enabled");
+        ASSERT_EQ(m_pApp->Command("trigger " + action)["ok"], true);
+        ++documents;
+        m_pApp->WaitState(
+            [&](const nlohmann::json& state)
+            {
+                return Count(state, "documents") == documents &&
+                       Count(state, "navigator") == documents &&
+                       state["title"].get<std::string>().find(
+                           state["navigator"][documents - 1].get<std::string>()) == 0;
+            },
+            "the result of " + action + " active");
+    }
+
+    // Saves the active document (entry `index` of the documents) through File > Save As and
+    // reads the file back.
+    void SaveActiveAs(size_t index, const char* what, std::unique_ptr<Zarn::CImage>& saved)
+    {
+        ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
+        m_pApp->WaitState([index](const nlohmann::json& current)
+                          { return current["documents"][index]["saved"] == true; },
+                          what);
+        saved.reset(Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    }
+
+    // Runs the recorded process headless on the original first file into `output` and reads
+    // the result.
+    void ReplayOnFirst(const fs::path& process, const fs::path& output,
+                       std::unique_ptr<Zarn::CImage>& replayed)
+    {
+        const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" +
+                                       process.string() + "' --output '" + output.string() +
+                                       "' -j 1 '" + (m_data / "first.png").string() + "' 2>&1";
+        ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
+        replayed.reset(Zarn::CImageFile::Read((output / "first.tif").string()));
+    }
+
     void Screenshot(const std::string& name)
     {
         const nlohmann::json reply =
@@ -299,21 +349,13 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     m_pApp->WaitState([](const nlohmann::json& current)
                       { return current["actions"].value("save_as", false); },
                       "Save As enabled");
-    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current)
-                      { return current["documents"][4]["saved"] == true; },
-                      "the labelled image saved");
-    std::unique_ptr<Zarn::CImage> pInteractive(
-        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    std::unique_ptr<Zarn::CImage> pInteractive;
+    ASSERT_NO_FATAL_FAILURE(SaveActiveAs(4, "the labelled image saved", pInteractive));
 
     // The same process, run headless on the original file.
     const fs::path output = m_home / "replayed";
-    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() +
-                                   "' --output '" + output.string() + "' -j 1 '" +
-                                   (m_data / "first.png").string() + "' 2>&1";
-    ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
-    std::unique_ptr<Zarn::CImage> pReplayed(
-        Zarn::CImageFile::Read((output / "first.tif").string()));
+    std::unique_ptr<Zarn::CImage> pReplayed;
+    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, output, pReplayed));
     EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
     EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
         << "the replay differs from the interactive result";
@@ -331,35 +373,9 @@ TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
                       "the image shown");
     ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
     size_t uDocuments = 1;
-    // Runs the tool on the document of navigator entry `source` and waits for its result to be
-    // active.
-    const auto RunOn = [&](int source, const std::string& action)
-    {
-        ASSERT_EQ(m_pApp->Command("click-navigator " + std::to_string(source))["ok"], true);
-        // The title follows ACTIVE_VIEW, which reaches the toolbox in the same delivery.
-        m_pApp->WaitState(
-            [&](const nlohmann::json& state)
-            {
-                return state["title"].get<std::string>().find(
-                           state["navigator"][source].get<std::string>()) == 0 &&
-                       state["actions"].value(action, false);
-            },
-            "entry " + std::to_string(source) + " active and " + action + " enabled");
-        ASSERT_EQ(m_pApp->Command("trigger " + action)["ok"], true);
-        ++uDocuments;
-        m_pApp->WaitState(
-            [&](const nlohmann::json& state)
-            {
-                return Count(state, "documents") == uDocuments &&
-                       Count(state, "navigator") == uDocuments &&
-                       state["title"].get<std::string>().find(
-                           state["navigator"][uDocuments - 1].get<std::string>()) == 0;
-            },
-            "the result of " + action + " active");
-    };
-    RunOn(0, "blur");      // A -> B
-    RunOn(0, "invert");    // A -> C
-    RunOn(1, "threshold"); // B -> D, now the active document
+    RunOn(0, "blur", uDocuments);      // A -> B
+    RunOn(0, "invert", uDocuments);    // A -> C
+    RunOn(1, "threshold", uDocuments); // B -> D, now the active document
     Screenshot("branched-recording.png");
 
     const fs::path process = m_home / "branched.json";
@@ -373,20 +389,12 @@ TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
     EXPECT_EQ(description["process"][0]["plugin"], "GaussianBlur");
     EXPECT_EQ(description["process"][1]["plugin"], "Threshold");
 
-    ASSERT_EQ(m_pApp->Command("trigger save_as")["ok"], true);
-    m_pApp->WaitState([](const nlohmann::json& current)
-                      { return current["documents"][3]["saved"] == true; },
-                      "the thresholded image saved");
-    std::unique_ptr<Zarn::CImage> pInteractive(
-        Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
+    std::unique_ptr<Zarn::CImage> pInteractive;
+    ASSERT_NO_FATAL_FAILURE(SaveActiveAs(3, "the thresholded image saved", pInteractive));
 
     const fs::path output = m_home / "replayed";
-    const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" + process.string() +
-                                   "' --output '" + output.string() + "' -j 1 '" +
-                                   (m_data / "first.png").string() + "' 2>&1";
-    ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
-    std::unique_ptr<Zarn::CImage> pReplayed(
-        Zarn::CImageFile::Read((output / "first.tif").string()));
+    std::unique_ptr<Zarn::CImage> pReplayed;
+    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, output, pReplayed));
     EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
     EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
         << "the replay differs from the interactive result";

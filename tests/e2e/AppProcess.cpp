@@ -51,9 +51,8 @@ std::vector<std::string> ChildEnvironment(const CAppProcess::SOptions& options)
     return lstEnvironment;
 }
 
-} // namespace
-
-CAppProcess::CAppProcess(const SOptions& options)
+// The command line: under xvfb-run unless the program draws off screen or needs no display.
+std::vector<std::string> ChildArguments(const CAppProcess::SOptions& options)
 {
     std::vector<std::string> lstArguments;
     if (!options.m_bOffscreen && !options.m_bNoDisplay)
@@ -77,6 +76,39 @@ CAppProcess::CAppProcess(const SOptions& options)
     {
         lstArguments.push_back(strFile);
     }
+    return lstArguments;
+}
+
+// In the forked child: the pipes as standard streams, then the program; never returns.
+[[noreturn]] void ExecChild(const std::vector<std::string>& lstArguments,
+                            const std::vector<std::string>& lstEnvironment, const int aInput[2],
+                            const int aOutput[2])
+{
+    ::setpgid(0, 0); // one group: a failed test ends the X server and the program together
+    ::dup2(aInput[0], STDIN_FILENO);
+    ::dup2(aOutput[1], STDOUT_FILENO);
+    ::dup2(aOutput[1], STDERR_FILENO);
+    std::vector<char*> lstArgv;
+    for (const std::string& strArgument : lstArguments)
+    {
+        lstArgv.push_back(const_cast<char*>(strArgument.c_str()));
+    }
+    lstArgv.push_back(nullptr);
+    std::vector<char*> lstEnvp;
+    for (const std::string& strEntry : lstEnvironment)
+    {
+        lstEnvp.push_back(const_cast<char*>(strEntry.c_str()));
+    }
+    lstEnvp.push_back(nullptr);
+    ::execvpe(lstArgv[0], lstArgv.data(), lstEnvp.data());
+    ::_exit(127);
+}
+
+} // namespace
+
+CAppProcess::CAppProcess(const SOptions& options)
+{
+    const std::vector<std::string> lstArguments = ChildArguments(options);
     const std::vector<std::string> lstEnvironment = ChildEnvironment(options);
     ::mkdir((options.m_strHome + "/runtime").c_str(), 0700);
 
@@ -90,24 +122,7 @@ CAppProcess::CAppProcess(const SOptions& options)
     m_pid = ::fork();
     if (m_pid == 0)
     {
-        ::setpgid(0, 0); // one group: a failed test ends the X server and the program together
-        ::dup2(aInput[0], STDIN_FILENO);
-        ::dup2(aOutput[1], STDOUT_FILENO);
-        ::dup2(aOutput[1], STDERR_FILENO);
-        std::vector<char*> lstArgv;
-        for (const std::string& strArgument : lstArguments)
-        {
-            lstArgv.push_back(const_cast<char*>(strArgument.c_str()));
-        }
-        lstArgv.push_back(nullptr);
-        std::vector<char*> lstEnvp;
-        for (const std::string& strEntry : lstEnvironment)
-        {
-            lstEnvp.push_back(const_cast<char*>(strEntry.c_str()));
-        }
-        lstEnvp.push_back(nullptr);
-        ::execvpe(lstArgv[0], lstArgv.data(), lstEnvp.data());
-        ::_exit(127);
+        ExecChild(lstArguments, lstEnvironment, aInput, aOutput);
     }
     ::close(aInput[0]);
     ::close(aOutput[1]);

@@ -3,6 +3,8 @@
 // Helpers of the image file tests: a private folder per test, images full of varied pixels, the
 // header every round trip carries, and the text of an expected CExBadParam.
 
+#include "TempFolder.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/Image.h>
 #include <Zarn/Image/ImageFile.h>
@@ -30,49 +32,7 @@ namespace ZarnTest
 
 namespace fs = std::filesystem;
 
-// A new empty folder under the system's temporary folder, removed with everything in it.
-class CTempFolder
-{
-public:
-    CTempFolder()
-    {
-        std::string strTemplate =
-            (fs::temp_directory_path() / "docview-image-file-XXXXXX").string();
-        if (::mkdtemp(strTemplate.data()) == nullptr)
-        {
-            throw std::runtime_error("cannot make a temporary folder");
-        }
-        m_path = strTemplate;
-    }
-    CTempFolder(const CTempFolder&) = delete;
-    CTempFolder& operator=(const CTempFolder&) = delete;
-    ~CTempFolder()
-    {
-        std::error_code error;
-        // Tests take permissions away; give them back so that everything can go.
-        for (const auto& entry : fs::recursive_directory_iterator(m_path, error))
-        {
-            fs::permissions(entry.path(), fs::perms::owner_all, fs::perm_options::add, error);
-        }
-        fs::remove_all(m_path, error);
-    }
-    const fs::path& Path() const { return m_path; }
-    std::string File(const std::string& name) const { return (m_path / name).string(); }
-    // The names of the entries in the folder, sorted.
-    std::vector<std::string> Entries() const
-    {
-        std::vector<std::string> lstNames;
-        for (const auto& entry : fs::directory_iterator(m_path))
-        {
-            lstNames.push_back(entry.path().filename().string());
-        }
-        std::sort(lstNames.begin(), lstNames.end());
-        return lstNames;
-    }
-
-private:
-    fs::path m_path;
-};
+using DocViewTest::CTempFolder;
 
 // A fixed sequence of numbers, so that every run sees the same pixels.
 class CXorShift

@@ -1,6 +1,7 @@
 // The busy dialog shown, updated and hidden by the ACTIVITY_ messages.
 
 #include "activity/ActivityDialog.h"
+#include "ModuleEntry.h"
 #include "activity/ActivityDialogPlugin.h"
 #include "frame/MessageBoxes.h"
 
@@ -32,9 +33,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

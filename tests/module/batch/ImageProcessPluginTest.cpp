@@ -1,5 +1,7 @@
 #include "../frame/HostRegistryFixture.h"
 #include "BatchTestTools.h"
+#include "HostException.h"
+#include "ModuleEntry.h"
 
 #include "batch/PluginExecutor.h"
 #include "batch/ProcessDescription.h"
@@ -15,8 +17,6 @@
 
 #include <memory>
 #include <string>
-
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {
@@ -100,6 +100,18 @@ protected:
         EXPECT_EQ(pAdded->Vector()->Size(), 1u);
         return DocumentPtr(Zarn::UnwrapPointer<Zarn::CValueMap>(
             const_cast<Zarn::CValue*>(pAdded->Vector()->Entry(Zarn::CValue_Key(0), true))));
+    }
+
+    // Runs the one-step process made of `plugin` and expects the host exception with `function`
+    // and `what`.
+    void ExpectRunThrows(const char* plugin, const char* function, const char* what)
+    {
+        const std::string strProcess =
+            std::string(R"([{"type": "plugin", "plugin": ")") + plugin + R"("}])";
+        PluginPtr pPlugin = Plugin(strProcess.c_str());
+        Zarn::CValueMap data = ToolMap();
+        pPlugin->UpdateParameters(data);
+        DocViewTest::ExpectHostException([&] { pPlugin->Run(data); }, {function, what, {}});
     }
 
     static const Zarn::CImage& ContentOf(const Zarn::CValueMap& document)
@@ -278,53 +290,17 @@ TEST_F(CImageProcessPluginTest, ProcessRunsAsAPluginStepOfAnotherProcess)
 
 TEST_F(CImageProcessPluginTest, HostExceptionOfAStepPassesUnchanged)
 {
-    PluginPtr pPlugin = Plugin(R"([{"type": "plugin", "plugin": "TestRunThrowing"}])");
-    Zarn::CValueMap data = ToolMap();
-    pPlugin->UpdateParameters(data);
-    try
-    {
-        pPlugin->Run(data);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "TestRunThrowing::Run");
-        EXPECT_STREQ(caught.what(), "run failed");
-    }
+    ExpectRunThrows("TestRunThrowing", "TestRunThrowing::Run", "run failed");
 }
 
 TEST_F(CImageProcessPluginTest, StandardExceptionBecomesAHostExceptionOfThePlugin)
 {
-    PluginPtr pPlugin = Plugin(R"([{"type": "plugin", "plugin": "TestStdThrowing"}])");
-    Zarn::CValueMap data = ToolMap();
-    pPlugin->UpdateParameters(data);
-    try
-    {
-        pPlugin->Run(data);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CImageProcessPlugin");
-        EXPECT_STREQ(caught.what(), "standard failure");
-    }
+    ExpectRunThrows("TestStdThrowing", "CImageProcessPlugin", "standard failure");
 }
 
 TEST_F(CImageProcessPluginTest, AnythingElseBecomesUnknown)
 {
-    PluginPtr pPlugin = Plugin(R"([{"type": "plugin", "plugin": "TestIntThrowing"}])");
-    Zarn::CValueMap data = ToolMap();
-    pPlugin->UpdateParameters(data);
-    try
-    {
-        pPlugin->Run(data);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CImageProcessPlugin");
-        EXPECT_STREQ(caught.what(), "UNKNOWN");
-    }
+    ExpectRunThrows("TestIntThrowing", "CImageProcessPlugin", "UNKNOWN");
 }
 
 TEST_F(CImageProcessPluginTest, MessagesWithoutInputLeaveTheFocusedDocument)

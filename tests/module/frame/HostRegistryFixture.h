@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestHost.h"
+
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/MessageIdFactory.h>
 #include <Zarn/Message/MessageThread.h>
@@ -10,35 +12,21 @@
 
 // Real host objects lent through the process registry, as the host leaves them before it
 // initialises any plug-in. The entries are removed again after each test, before the objects die.
-class CHostRegistryFixture : public ::testing::Test
+class CHostRegistryFixture : public DocViewTest::CHostFixture
 {
 protected:
     static constexpr const char* kCommThreadKey = "tmp/commthread";
     static constexpr const char* kMessageIdFactoryKey = "tmp/messageidfactory";
     static constexpr const char* kLoggerKey = "tmp/logger";
 
-    void SetUp() override { PutHostEntries(); }
-
     // Stores (again) all three entries, replacing whatever a test left under their keys.
     void PutHostEntries()
     {
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.SetEntry(kCommThreadKey,
-                          new Zarn::CValuePointer<Zarn::CMessageThread>(&m_commThread));
-        registry.SetEntry(kMessageIdFactoryKey,
-                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(&m_messageIdFactory));
-        registry.SetEntry(kLoggerKey, new Zarn::CValuePointer<Zarn::CLogger>(&m_logger));
+        Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
     }
 
-    void TearDown() override
-    {
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.RemoveEntry(kCommThreadKey);
-        registry.RemoveEntry(kMessageIdFactoryKey);
-        registry.RemoveEntry(kLoggerKey);
-    }
-
-    Zarn::CMessageThread m_commThread;
-    Zarn::CMessageIdFactory m_messageIdFactory;
-    Zarn::CLogger m_logger{nullptr}; // no console: the tests read nothing from it
+    // The host's objects under the names the tests compare with.
+    Zarn::CMessageThread& m_commThread = *m_pThread;
+    Zarn::CMessageIdFactory& m_messageIdFactory = *m_pIds;
+    Zarn::CLogger& m_logger = *m_pLogger;
 };

@@ -2,6 +2,7 @@
 // window, never over whichever window happens to be active.
 
 #include "frame/MessageBoxes.h"
+#include "ModuleEntry.h"
 #include "activity/ActivityDialog.h"
 #include "activity/ActivityDialogPlugin.h"
 
@@ -21,9 +22,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace
 {

@@ -1,3 +1,4 @@
+#include "ModuleEntry.h"
 #include "activity/ActivityDialogPlugin.h"
 #include "batch/ImageProcessPlugin.h"
 #include "repository/RepositoryPlugin.h"
@@ -22,21 +23,12 @@
 #include <memory>
 #include <string>
 
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // The widget that the plug-in reports as "WidgetPtr".
 QWidget* ReportedWidget(Zarn::CPluginBase& plugin)

@@ -1,4 +1,6 @@
+#include "HostException.h"
 #include "HostRegistryFixture.h"
+#include "ModuleEntry.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Plugin/PluginBase.h>
@@ -16,21 +18,12 @@
 #include <string>
 #include <typeinfo>
 
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // Which registry entries a plug-in's Init borrows, and whether it wraps its errors.
 struct SInitCase
@@ -88,6 +81,14 @@ public:
 };
 
 using CPluginInitTest = CHostRegistryFixture;
+
+// Init parameters holding only "name" (takes the value).
+Zarn::CValueMap NameParameters(Zarn::CValue* name)
+{
+    Zarn::CValueMap parameters;
+    parameters.SetEntry(Zarn::CValue_Key("name"), name);
+    return parameters;
+}
 
 } // namespace
 
@@ -203,17 +204,8 @@ TEST_F(CPluginInitTest, StdExceptionInNavigatorInitReachesCallerAsHostExceptionW
     Zarn::CRegistry::Obj().SetEntry(kCommThreadKey, new CThrowingValue);
     PluginPtr pPlugin = Create("Navigator");
     ASSERT_NE(pPlugin, nullptr);
-    try
-    {
-        pPlugin->Init(nullptr, Zarn::CValueMap());
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CNavigatorPlugin::Init");
-        EXPECT_STREQ(caught.what(), "value is unreadable");
-        EXPECT_STREQ(caught.instance(), "");
-    }
+    DocViewTest::ExpectHostException([&] { pPlugin->Init(nullptr, Zarn::CValueMap()); },
+                                     {"CNavigatorPlugin::Init", "value is unreadable", ""});
 }
 
 TEST_F(CPluginInitTest, StdExceptionInToolboxInitPassesUnchanged)
@@ -260,8 +252,7 @@ TEST_F(CPluginInitTest, NamedPluginsReportTheGivenName)
         SCOPED_TRACE(szName);
         PluginPtr pPlugin = Create(szName);
         ASSERT_NE(pPlugin, nullptr);
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("main views"));
+        const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueString("main views"));
         pPlugin->Init(nullptr, parameters);
         EXPECT_EQ(PluginName(*pPlugin), "main views");
     }
@@ -284,8 +275,7 @@ TEST_F(CPluginInitTest, WidgetPluginsNameTheirWidgetAfterThePluginName)
 
         PluginPtr pNamed = Create(szName);
         ASSERT_NE(pNamed, nullptr);
-        Zarn::CValueMap parameters;
-        parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("left pane"));
+        const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueString("left pane"));
         pNamed->Init(nullptr, parameters);
         EXPECT_EQ(WidgetName(*pNamed), QString("left pane"));
     }
@@ -295,8 +285,7 @@ TEST_F(CPluginInitTest, NavigatorTakesUnknownForANameThatIsNoText)
 {
     PluginPtr pPlugin = Create("Navigator");
     ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueLong(12));
+    const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueLong(12));
     EXPECT_NO_THROW(pPlugin->Init(nullptr, parameters));
     EXPECT_EQ(WidgetName(*pPlugin), QString("unknown"));
 }
@@ -305,8 +294,7 @@ TEST_F(CPluginInitTest, NameThatIsNoTextMakesViewStackInitThrowWrapped)
 {
     PluginPtr pPlugin = Create("ViewStack");
     ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueLong(12));
+    const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueLong(12));
     try
     {
         pPlugin->Init(nullptr, parameters);

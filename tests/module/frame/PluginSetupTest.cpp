@@ -1,3 +1,5 @@
+#include "ModuleEntry.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -11,22 +13,13 @@
 #include <memory>
 #include <string>
 
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 namespace
 {
 
-struct SDeletePlugin
-{
-    void operator()(Zarn::CPluginBase* pPlugin) const { delete pPlugin; }
-};
-using PluginPtr = std::unique_ptr<Zarn::CPluginBase, SDeletePlugin>;
+using DocViewTest::PluginPtr;
 using Record = std::map<std::string, std::string>;
 
-PluginPtr Create(const char* szName)
-{
-    return PluginPtr(static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx(szName)));
-}
+const auto Create = DocViewTest::CreateModulePlugin;
 
 // The setup record as text: strings as they are, a QWidget pointer value as "<widget>", anything
 // else as "<other>" (which no expected record contains).

@@ -4,86 +4,73 @@
 // every message and the registry holds the real id factory and thread. Views (plug-ins of other
 // modules) are doubles that describe themselves in Run.
 
+#include "ModuleEntry.h"
+#include "frame/Messages.h"
 #include "views/NavigatorPlugin.h"
 
-#include <Zarn/Log/Logger.h>
-#include <Zarn/Message/MessageIdFactory.h>
-#include <Zarn/Message/MessageThread.h>
+#include "FakeView.h"
+#include "MessageRecorder.h"
+#include "TestHost.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <iterator>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 class QListWidgetItem;
 class CViewListBoxItem;
 
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 namespace NavigatorTest
 {
 
+using DocViewTest::SCaught;
+
 // A view double. Run writes "caption", "document", "PluginType", "PluginSubType" and, when set,
 // "description" and "icon"; a caption left unset is left out.
-class CFakeView : public Zarn::CPluginBase
+class CFakeView : public DocViewTest::CFakeView
 {
 public:
     CFakeView(std::optional<std::string> caption, std::optional<std::string> description,
-              std::optional<std::string> icon = std::nullopt);
-
-    void Run(Zarn::CValueMap& data) override;
-
-    std::optional<std::string> m_strCaption;
-    std::optional<std::string> m_strDescription;
-    std::optional<std::string> m_strIcon;
-    bool m_bThrowInRun = false;
-    int m_nRuns = 0;
+              std::optional<std::string> icon = std::nullopt)
+        : DocViewTest::CFakeView(std::move(caption))
+    {
+        m_strDescription = std::move(description);
+        m_strIcon = std::move(icon);
+    }
 };
 
-// Notes every FOCUS_VIEW delivered (the view it names) and the names of all messages.
-class CMessageRecorder : public Zarn::CPluginBase
+// Notes the view named by every FOCUS_VIEW delivered.
+class CMessageRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    explicit CMessageRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
-    void UpdateParameters(const Zarn::CValueMap& message) override;
-
+    using DocViewTest::CMessageRecorder::CMessageRecorder;
     std::vector<Zarn::CPluginBase*> m_lstFocused;
-    std::vector<std::string> m_lstNames;
 
-private:
-    Zarn::CMessageIdFactory* m_pIds;
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override
+    {
+        if (record.m_strName == "FOCUS_VIEW")
+        {
+            m_lstFocused.push_back(DocView::PointerOf<Zarn::CPluginBase>(data));
+        }
+    }
 };
 
-struct SCaught
-{
-    std::string m_strFunction;
-    std::string m_strWhat;
-};
-
-// Stands for the navigator among the subscribers: passes each message on and notes what the
-// navigator throws before the thread logs it.
-class CNavigatorProxy : public Zarn::CPluginBase
-{
-public:
-    explicit CNavigatorProxy(Zarn::CPluginBase* navigator) : m_pNavigator(navigator) {}
-    void UpdateParameters(const Zarn::CValueMap& message) override;
-
-    std::vector<SCaught> m_lstCaught;
-
-private:
-    Zarn::CPluginBase* m_pNavigator;
-};
-
-class CNavigatorFixture : public ::testing::Test
+// Runs the module's navigator on the test's (GUI) thread. Owns the plug-in, its proxy, the
+// recorder (subscribed first) and the view doubles. Throws nothing of its own; Post and PostView
+// deliver at once, as the navigator sees messages arrive one by one.
+class CNavigatorFixture : public DocViewTest::CHostFixture
 {
 protected:
-    void SetUp() override;
+    // Subscribes the recorder first, before any plug-in.
+    CNavigatorFixture();
     void TearDown() override;
 
     // Creates the navigator through the module's entry and runs its Init with `parameters`.
@@ -92,9 +79,26 @@ protected:
     // Posts as the repository would and delivers everything.
     void PostView(const char* name, Zarn::CPluginBase* view);
     void Post(const char* name, Zarn::CValue* data);
-    size_t Deliver();
 
     CFakeView* NewView(const std::string& caption, const std::string& description);
+    // Lists N new views, "first" ("one"), "second" ("two") and "third" ("three"), in that order:
+    // NEW_VIEW for each once all are made.
+    template <size_t N> std::array<CFakeView*, N> ListViews()
+    {
+        static const char* const kNames[][2] = {
+            {"first", "one"}, {"second", "two"}, {"third", "three"}};
+        static_assert(N <= std::size(kNames));
+        std::array<CFakeView*, N> views{};
+        for (size_t i = 0; i < N; ++i)
+        {
+            views[i] = NewView(kNames[i][0], kNames[i][1]);
+        }
+        for (CFakeView* pView : views)
+        {
+            PostView("NEW_VIEW", pView);
+        }
+        return views;
+    }
 
     // Clicks the list's entry `row` as a user would.
     void ClickRow(int row);
@@ -103,12 +107,8 @@ protected:
     QListWidgetItem* ItemAt(int row) const;
     int Count() const;
 
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<CMessageRecorder> m_pRecorder;
-    std::unique_ptr<CNavigatorProxy> m_pProxy;
+    std::unique_ptr<DocViewTest::CPluginProxy> m_pProxy;
     Zarn::CPluginBase* m_pPlugin = nullptr; // the module entry's answer
     CNavigatorPlugin* m_pNavigator = nullptr;
     std::vector<std::unique_ptr<CFakeView>> m_lstViews;

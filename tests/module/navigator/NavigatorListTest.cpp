@@ -193,10 +193,7 @@ TEST_F(CNavigatorList, NewViewTwiceGivesTwoEntriesAndTheViewKeepsItsFirstItem)
 TEST_F(CNavigatorList, InvalidViewRemovesItsEntryAndKeepsTheCurrentView)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
+    const auto [pFirst, pSecond] = ListViews<2>();
     PostView("ACTIVE_VIEW", pSecond);
 
     PostView("INVALID_VIEW", pFirst);
@@ -218,12 +215,7 @@ TEST_F(CNavigatorList, InvalidViewRemovesItsEntryAndKeepsTheCurrentView)
 TEST_F(CNavigatorList, RemovingTheCurrentEntryMovesTheListWithoutFocusingAnotherView)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    CFakeView* pThird = NewView("third", "three");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
-    PostView("NEW_VIEW", pThird);
+    const auto [pFirst, pSecond, pThird] = ListViews<3>();
     PostView("ACTIVE_VIEW", pSecond);
 
     PostView("INVALID_VIEW", pSecond);
@@ -251,12 +243,7 @@ TEST_F(CNavigatorList, MessagesForViewsNotInTheListAreIgnored)
 TEST_F(CNavigatorList, ViewChangedKeepsTheEntryAtItsIndexAndRemarksTheCurrentView)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    CFakeView* pThird = NewView("third", "three");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
-    PostView("NEW_VIEW", pThird);
+    const auto [pFirst, pSecond, pThird] = ListViews<3>();
     PostView("ACTIVE_VIEW", pSecond);
     QListWidgetItem* pOld = ItemAt(1);
 
@@ -288,10 +275,7 @@ TEST_F(CNavigatorList, ViewChangedKeepsTheEntryAtItsIndexAndRemarksTheCurrentVie
 TEST_F(CNavigatorList, ActiveViewMarksItsEntryWithoutEcho)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
+    const auto [pFirst, pSecond] = ListViews<2>();
 
     PostView("ACTIVE_VIEW", pSecond);
     EXPECT_EQ(m_pNavigator->ListBox()->currentRow(), 1);
@@ -342,12 +326,7 @@ TEST_F(CNavigatorList, NewViewWithDataOfAnotherTypeThrowsNamingUpdateParameters)
 TEST_F(CNavigatorList, ClickingAnEntryPostsFocusViewAndTheActiveViewAnswerDoesNotEcho)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    CFakeView* pThird = NewView("third", "three");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
-    PostView("NEW_VIEW", pThird);
+    const auto [pFirst, pSecond, pThird] = ListViews<3>();
     PostView("ACTIVE_VIEW", pFirst);
     m_pNavigator->ListBox()->resize(300, 400);
 
@@ -375,10 +354,7 @@ TEST_F(CNavigatorList, ClickingAnEntryPostsFocusViewAndTheActiveViewAnswerDoesNo
 TEST_F(CNavigatorList, HighlightingTheEntryOfTheCurrentViewSendsNothing)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pSecond = NewView("second", "two");
-    PostView("NEW_VIEW", pFirst);
-    PostView("NEW_VIEW", pSecond);
+    const auto [pFirst, pSecond] = ListViews<2>();
     PostView("ACTIVE_VIEW", pSecond);
 
     m_pNavigator->SlotHighlighted(1);

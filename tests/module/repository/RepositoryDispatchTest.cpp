@@ -10,6 +10,23 @@ namespace
 class RepositoryDispatch : public CRepositoryFixture
 {
 protected:
+    // Asks for a view of that type on the document.
+    void SendCreateView(const char* type, Zarn::CValueMap* document)
+    {
+        Send("CREATE_VIEW", DocViewTest::MapOf({{"type", new Zarn::CValueString(type)},
+                                                {"document", DocumentValue(document)}}));
+    }
+
+    // Hands a new view double with that caption to the repository for the document.
+    CFakeView* SendAddView(const char* caption, Zarn::CValueMap* document)
+    {
+        auto* pView = new CFakeView(caption, &m_journal);
+        Send("ADD_VIEW",
+             DocViewTest::MapOf({{"view", new Zarn::CValuePointer<Zarn::CPluginBase>(pView)},
+                                 {"document", DocumentValue(document)}}));
+        return pView;
+    }
+
     void Start()
     {
         RegisterFactory("Standard");
@@ -123,30 +140,19 @@ TEST_F(RepositoryDispatch, EveryRequestReachesItsOperation)
                                         "ACTIVE_VIEW Standard-1", "UPDATE_CONTROLS {show=true}",
                                         "ADD_DOCUMENT", "NEW_DOCUMENT b", "NEW_VIEW Standard-2",
                                         "ACTIVE_VIEW Standard-2"}));
-    PostDocument("FOCUS_DOCUMENT", pA);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_DOCUMENT", "ACTIVE_VIEW Standard-1"}));
 
-    auto* pRequest = new Zarn::CValueMap;
-    pRequest->SetEntry(Zarn::CValue_Key("type"), new Zarn::CValueString("plain"));
-    pRequest->SetEntry(Zarn::CValue_Key("document"), new Zarn::CValuePointer<Zarn::CValueMap>(pB));
-    Post("CREATE_VIEW", pRequest);
-    Deliver();
+    SendCreateView("plain", pB);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"CREATE_VIEW", "NEW_VIEW Standard-3",
                                                           "ACTIVE_VIEW Standard-3"}));
 
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ON_ACTION", "NEW_VIEW Standard-4",
                                                           "ACTIVE_VIEW Standard-4"}));
 
-    auto* pView = new CFakeView("extra", &m_journal);
-    pRequest = new Zarn::CValueMap;
-    pRequest->SetEntry(Zarn::CValue_Key("view"), new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
-    pRequest->SetEntry(Zarn::CValue_Key("document"), new Zarn::CValuePointer<Zarn::CValueMap>(pA));
-    Post("ADD_VIEW", pRequest);
-    Deliver();
+    CFakeView* pView = SendAddView("extra", pA);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"ADD_VIEW", "NEW_VIEW extra", "ACTIVE_VIEW extra"}));
 
@@ -157,26 +163,22 @@ TEST_F(RepositoryDispatch, EveryRequestReachesItsOperation)
               (std::vector<std::string>{"FOCUS_VIEW", "UPDATE_VIEW", "ACTIVE_VIEW Standard-1",
                                         "VIEW_CHANGED extra"}));
 
-    PostDocument("UPDATE_DOCUMENT", pB);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pB);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"UPDATE_DOCUMENT", "DOCUMENT_CHANGED b",
                                         "VIEW_CHANGED Standard-2", "VIEW_CHANGED Standard-3",
                                         "VIEW_CHANGED Standard-4"}));
     pB->SetEntry("update/label", new Zarn::CValueBool(false));
-    PostDocument("CHANGED_DOCUMENT", pB);
-    Deliver();
+    SendDocument("CHANGED_DOCUMENT", pB);
     EXPECT_FALSE(pB->HasEntry(Zarn::CValue_Key("update")));
 
     // a has two views: removing one keeps the document.
-    PostView("REMOVE_VIEW", pView);
-    Deliver();
+    SendView("REMOVE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"CHANGED_DOCUMENT", "REMOVE_VIEW", "INVALID_VIEW extra"}));
     EXPECT_EQ(m_journal.Count("destroyed view extra"), 1);
 
-    PostDocument("REMOVE_DOCUMENT", pA);
-    Deliver();
+    SendDocument("REMOVE_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_DOCUMENT", "ACTIVE_VIEW Standard-4",
                                         "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));

@@ -27,16 +27,6 @@ protected:
         StartRepository(pParameters);
         TakeLogLines();
     }
-
-    std::vector<std::string> TakeTexts()
-    {
-        std::vector<std::string> lstTexts;
-        for (const std::string& strLine : TakeLogLines())
-        {
-            lstTexts.push_back(strLine.substr(strLine.find(' ') + 1));
-        }
-        return lstTexts;
-    }
 };
 
 } // namespace

@@ -4,36 +4,44 @@
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/TypeInfo.h>
 
-#include <algorithm>
-#include <stdexcept>
-
 namespace RepositoryTest
 {
 
 namespace
 {
 
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
 
-bool IsPointerTo(const Zarn::CValue* value, const std::type_info& type)
+bool IsPointerTo(const DocViewTest::SRecordedMessage& record, const std::type_info& type)
 {
-    return value != nullptr && value->GenericType() == Zarn::CValue::vtPointer &&
-           Zarn::AreTypesEqual(value->ElementType(), type);
+    return record.m_pElementType != nullptr && Zarn::AreTypesEqual(*record.m_pElementType, type);
+}
+
+// "{action=true,...}" for a map of bools ("?" for another value).
+std::string BoolMapText(const Zarn::CValueMap& map)
+{
+    std::string strMap;
+    for (auto it = map.begin(); it != map.end(); ++it)
+    {
+        strMap += strMap.empty() ? "" : ",";
+        strMap += std::string(it.Key().ToString()) + "=" +
+                  (it.Value()->GenericType() == Zarn::CValue::vtBool
+                       ? (it.Value()->Bool() ? "true" : "false")
+                       : "?");
+    }
+    return " {" + strMap + "}";
+}
+
+// The caption a view gives in its description.
+std::string CaptionOf(const void* view)
+{
+    auto* pView = static_cast<Zarn::CPluginBase*>(const_cast<void*>(view));
+    Zarn::CValueMap description;
+    pView->Run(description);
+    return description.EntryString(Zarn::CValue_Key("caption")).StdString();
 }
 
 } // namespace
-
-int SJournal::Count(const std::string& event) const
-{
-    return static_cast<int>(std::count(m_lstEvents.begin(), m_lstEvents.end(), event));
-}
-
-int SJournal::IndexOf(const std::string& event) const
-{
-    const auto it = std::find(m_lstEvents.begin(), m_lstEvents.end(), event);
-    return it == m_lstEvents.end() ? -1 : static_cast<int>(it - m_lstEvents.begin());
-}
 
 CTrackedDocument::CTrackedDocument(std::string tag, SJournal* journal)
     : m_strTag(std::move(tag)), m_pJournal(journal)
@@ -45,261 +53,74 @@ CTrackedDocument::~CTrackedDocument()
     m_pJournal->m_lstEvents.push_back("destroyed document " + m_strTag);
 }
 
-CFakeView::CFakeView(std::string caption, SJournal* journal)
-    : m_strCaption(std::move(caption)), m_pJournal(journal)
-{
-}
-
-CFakeView::~CFakeView()
-{
-    m_pJournal->m_lstEvents.push_back("destroyed view " + m_strCaption);
-}
-
-void CFakeView::DeleteData()
-{
-    m_pJournal->m_lstEvents.push_back("DeleteData " + m_strCaption);
-}
-
-void CFakeView::Run(Zarn::CValueMap& data)
-{
-    data.SetEntry(Zarn::CValue_Key("caption"), new Zarn::CValueString(m_strCaption.c_str()));
-    if (m_bDescribeDocument)
-    {
-        data.SetEntry(Zarn::CValue_Key("document"),
-                      new Zarn::CValuePointer<Zarn::CValueMap>(m_pDocument));
-    }
-    data.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("TestView"));
-    data.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Plain"));
-    if (m_settings)
-    {
-        data.SetEntry(Zarn::CValue_Key("settings"), new Zarn::CValueMap(*m_settings));
-    }
-}
-
-void CFakeView::UpdateParameters(const Zarn::CValueMap& message)
-{
-    m_lstUpdates.push_back(message);
-    const Zarn::CValue* pDoc = message.Entry(Zarn::CValue_Key("document"), false);
-    if (pDoc != nullptr)
-    {
-        m_pDocument = const_cast<Zarn::CValueMap*>(Zarn::UnwrapPointer<Zarn::CValueMap>(pDoc));
-    }
-}
-
-CFakeViewFactory::CFakeViewFactory(std::string name, SFactoryBehaviour* behaviour,
-                                   SJournal* journal)
-    : m_strName(std::move(name)), m_pBehaviour(behaviour), m_pJournal(journal)
-{
-    ++m_pBehaviour->m_nInstances;
-}
-
-CFakeViewFactory::~CFakeViewFactory()
-{
-    m_pJournal->m_lstEvents.push_back("destroyed factory " + m_strName);
-}
-
-void CFakeViewFactory::Init(void* /*context*/, const Zarn::CValueMap& parameters)
-{
-    m_pBehaviour->m_lstInitParameters.push_back(parameters);
-    if (m_pBehaviour->m_nInitThrows == 1)
-    {
-        throw Zarn::CException("CFakeViewFactory::Init", "factory refused to start",
-                               m_strName.c_str());
-    }
-    if (m_pBehaviour->m_nInitThrows == 2)
-    {
-        throw std::runtime_error("factory refused to start");
-    }
-}
-
-void CFakeViewFactory::DeleteData()
-{
-    m_pJournal->m_lstEvents.push_back("DeleteData factory " + m_strName);
-}
-
-bool CFakeViewFactory::TestParameters(const Zarn::CValueMap& parameters)
-{
-    const Zarn::CValueMap* pDoc =
-        Zarn::UnwrapPointer<Zarn::CValueMap>(parameters.Entry(Zarn::CValue_Key("document"), true));
-    if (m_pBehaviour->m_fnAccepts)
-    {
-        return m_pBehaviour->m_fnAccepts(pDoc);
-    }
-    return pDoc != nullptr;
-}
-
-void CFakeViewFactory::UpdateParameters(const Zarn::CValueMap& message)
-{
-    m_pDocument = const_cast<Zarn::CValueMap*>(
-        Zarn::UnwrapPointer<Zarn::CValueMap>(message.Entry(Zarn::CValue_Key("document"), true)));
-}
-
-void CFakeViewFactory::Run(Zarn::CValueMap& data)
-{
-    const Zarn::CValue_Key key("view plugin");
-    switch (m_pBehaviour->m_enRun)
-    {
-    case SFactoryBehaviour::runView:
-    {
-        auto* pView = new CFakeView(
-            m_strName + "-" + std::to_string(m_pBehaviour->m_lstViews.size() + 1), m_pJournal);
-        pView->m_bDescribeDocument = m_pBehaviour->m_bViewsDescribeDocument;
-        pView->m_settings = m_pBehaviour->m_viewSettings;
-        m_pBehaviour->m_lstViews.push_back(pView);
-        data.SetEntry(key, new Zarn::CValuePointer<Zarn::CPluginBase>(pView));
-        break;
-    }
-    case SFactoryBehaviour::runNothing:
-        break;
-    case SFactoryBehaviour::runNullView:
-        data.SetEntry(key, new Zarn::CValuePointer<Zarn::CPluginBase>(nullptr));
-        break;
-    case SFactoryBehaviour::runOtherType:
-        data.SetEntry(key, new Zarn::CValuePointer<Zarn::CValueMap>(m_pDocument));
-        break;
-    }
-}
-
 CBroadcastRecorder::CBroadcastRecorder(Zarn::CMessageIdFactory* ids, SJournal* journal)
-    : m_pIds(ids), m_pJournal(journal)
+    : DocViewTest::CMessageRecorder(ids), m_pJournal(journal)
 {
-    SetInstance("Recorder");
 }
 
-void CBroadcastRecorder::UpdateParameters(const Zarn::CValueMap& message)
+void CBroadcastRecorder::OnMessage(const DocViewTest::SRecordedMessage& record,
+                                   const Zarn::CValue* data)
 {
-    const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-    const std::string strName = m_pIds->GetMessageName(id);
-    const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), false);
+    const std::string& strName = record.m_strName;
     std::string strText = strName;
-    const void* pPointee = nullptr;
-
     const bool bDocumentBroadcast =
         strName == "NEW_DOCUMENT" || strName == "INVALID_DOCUMENT" || strName == "DOCUMENT_CHANGED";
     const bool bViewBroadcast = strName == "NEW_VIEW" || strName == "INVALID_VIEW" ||
                                 strName == "ACTIVE_VIEW" || strName == "VIEW_CHANGED";
-    if (pData == nullptr)
+    if (!record.m_bHasData)
     {
         strText += " (no data)";
     }
-    else if (pData->GenericType() == Zarn::CValue::vtPointer)
+    else if (record.m_pElementType != nullptr && record.m_pPointee == nullptr)
     {
-        pPointee = pData->Pointer()->Void();
-        if (pPointee == nullptr)
-        {
-            strText += " null";
-        }
-        else if (bDocumentBroadcast && IsPointerTo(pData, typeid(Zarn::CValueMap)))
-        {
-            // Reading the label proves the document is still alive at delivery.
-            const auto* pDoc = static_cast<const Zarn::CValueMap*>(pPointee);
-            strText += " " + pDoc->EntryString(Zarn::CValue_Key("label")).StdString();
-        }
-        else if (bViewBroadcast && IsPointerTo(pData, typeid(Zarn::CPluginBase)))
-        {
-            auto* pView = static_cast<Zarn::CPluginBase*>(const_cast<void*>(pPointee));
-            Zarn::CValueMap description;
-            pView->Run(description);
-            strText += " " + description.EntryString(Zarn::CValue_Key("caption")).StdString();
-        }
+        strText += " null";
     }
-    else if (pData->Map() != nullptr && strName == "UPDATE_CONTROLS")
+    else if (bDocumentBroadcast && IsPointerTo(record, typeid(Zarn::CValueMap)))
     {
-        std::string strMap;
-        for (auto it = pData->Map()->begin(); it != pData->Map()->end(); ++it)
-        {
-            strMap += strMap.empty() ? "" : ",";
-            strMap += std::string(it.Key().ToString()) + "=" +
-                      (it.Value()->GenericType() == Zarn::CValue::vtBool
-                           ? (it.Value()->Bool() ? "true" : "false")
-                           : "?");
-        }
-        strText += " {" + strMap + "}";
+        // Reading the label proves the document is still alive at delivery.
+        const auto* pDoc = static_cast<const Zarn::CValueMap*>(record.m_pPointee);
+        strText += " " + pDoc->EntryString(Zarn::CValue_Key("label")).StdString();
+    }
+    else if (bViewBroadcast && IsPointerTo(record, typeid(Zarn::CPluginBase)))
+    {
+        strText += " " + CaptionOf(record.m_pPointee);
+    }
+    else if (record.m_bDataIsMap && strName == "UPDATE_CONTROLS")
+    {
+        strText += BoolMapText(*data->Map());
     }
     m_lstBroadcasts.push_back(strText);
-    m_lstPointers.push_back(pPointee);
+    m_lstPointers.push_back(record.m_pPointee);
     m_pJournal->m_lstEvents.push_back("broadcast " + strText);
-}
-
-CRepositoryProxy::CRepositoryProxy(Zarn::CPluginBase* repository, Zarn::CMessageIdFactory* ids)
-    : m_pRepository(repository), m_pIds(ids)
-{
-    SetInstance("Repository");
-}
-
-void CRepositoryProxy::UpdateParameters(const Zarn::CValueMap& message)
-{
-    try
-    {
-        m_pRepository->UpdateParameters(message);
-    }
-    catch (const Zarn::CException& exception)
-    {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        SCaught caught;
-        caught.m_strMessage = m_pIds->GetMessageName(id);
-        caught.m_strType = Zarn::ReadableTypeName(typeid(exception));
-        caught.m_strFunction = exception.function();
-        caught.m_strWhat = exception.what();
-        caught.m_strInstance = exception.instance();
-        m_lstCaught.push_back(caught);
-        throw;
-    }
 }
 
 void CRepositoryFixture::SetUp()
 {
-    m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
-    m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
-    m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
-    m_pThread = std::make_unique<Zarn::CMessageThread>();
-    m_pThread->SetLogger(m_pThreadLogger.get());
-    m_pThread->SetMessageIdFactory(m_pIds.get());
-
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-    registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                      new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
-
     m_pRecorder = std::make_unique<CBroadcastRecorder>(m_pIds.get(), &m_journal);
     m_pThread->Subscribe(m_pRecorder.get());
 }
 
 void CRepositoryFixture::TearDown()
 {
-    if (m_pRepository != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pProxy.get());
-        m_pRepository->DeleteData();
-        delete m_pRepository;
-        m_pRepository = nullptr;
-    }
+    EndPlugin(m_pRepository, m_pProxy.get(), true);
     m_pThread->Unsubscribe(m_pRecorder.get());
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    for (const char* szKey : kRegistryKeys)
-    {
-        registry.RemoveEntry(Zarn::CValue_Key(szKey));
-    }
-    registry.RemoveEntry(Zarn::CValue_Key(kInheritSettings));
+    Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(kInheritSettings));
     for (const std::string& strName : m_lstRegistered)
     {
         Zarn::CPluginLoader::Obj().UnregisterPlugin(strName.c_str());
     }
-    m_pThread.reset();
+    DocViewTest::CHostFixture::TearDown();
 }
 
 SFactoryBehaviour& CRepositoryFixture::RegisterFactory(const std::string& name)
 {
     m_lstBehaviours.push_back(std::make_unique<SFactoryBehaviour>());
     SFactoryBehaviour* pBehaviour = m_lstBehaviours.back().get();
-    SJournal* pJournal = &m_journal;
-    Zarn::CPluginLoader::Obj().RegisterPlugin(
-        name.c_str(),
-        [name, pBehaviour, pJournal]() -> Zarn::CPluginBase*
-        { return new CFakeViewFactory(name, pBehaviour, pJournal); });
+    pBehaviour->m_fnAccepts = [](const Zarn::CValueMap* pDoc) { return pDoc != nullptr; };
+    pBehaviour->m_strEventPrefix = "factory ";
+    pBehaviour->m_bJournalCalls = false;
+    pBehaviour->m_bJournalViews = true;
+    CFakeViewFactory::Register(name, pBehaviour, &m_journal);
     m_lstRegistered.push_back(name);
     return *pBehaviour;
 }
@@ -308,9 +129,9 @@ Zarn::CValueMap* CRepositoryFixture::FactoryEntry(const std::string& name, bool 
                                                   const std::string& action,
                                                   const std::string& type)
 {
-    auto* pEntry = new Zarn::CValueMap;
-    pEntry->SetEntry(Zarn::CValue_Key("factory"), new Zarn::CValueString(name.c_str()));
-    pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(autocreate));
+    Zarn::CValueMap* pEntry =
+        DocViewTest::MapOf({{"factory", new Zarn::CValueString(name.c_str())},
+                            {"autocreate", new Zarn::CValueBool(autocreate)}});
     if (!action.empty())
     {
         pEntry->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString(action.c_str()));
@@ -327,32 +148,27 @@ void CRepositoryFixture::StartRepository(Zarn::CValueMap* parameters)
     std::unique_ptr<Zarn::CValueMap> pParameters(parameters ? parameters : new Zarn::CValueMap);
     m_pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
     ASSERT_NE(m_pRepository, nullptr);
-    m_pProxy = std::make_unique<CRepositoryProxy>(m_pRepository, m_pIds.get());
+    m_pProxy =
+        std::make_unique<DocViewTest::CPluginProxy>(m_pRepository, m_pIds.get(), "Repository");
     m_pThread->Subscribe(m_pProxy.get());
     m_pRepository->Init(nullptr, *pParameters);
     Deliver();
 }
 
-void CRepositoryFixture::Post(const char* name, Zarn::CValue* data)
+void CRepositoryFixture::Send(const char* name, Zarn::CValue* data)
 {
-    m_pThread->TakeMessage(
-        new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
-        Zarn::CMessage::mmQueued);
+    Post(name, data);
+    Deliver();
 }
 
-void CRepositoryFixture::PostDocument(const char* name, Zarn::CValueMap* doc)
+void CRepositoryFixture::SendDocument(const char* name, Zarn::CValueMap* document)
 {
-    Post(name, new Zarn::CValuePointer<Zarn::CValueMap>(doc));
+    Send(name, DocumentValue(document));
 }
 
-void CRepositoryFixture::PostView(const char* name, Zarn::CPluginBase* view)
+void CRepositoryFixture::SendView(const char* name, Zarn::CPluginBase* view)
 {
-    Post(name, new Zarn::CValuePointer<Zarn::CPluginBase>(view));
-}
-
-size_t CRepositoryFixture::Deliver()
-{
-    return m_pThread->DeliverUntilIdle();
+    Send(name, new Zarn::CValuePointer<Zarn::CPluginBase>(view));
 }
 
 CTrackedDocument* CRepositoryFixture::NewDocument(const std::string& label, bool withLabel)
@@ -368,35 +184,30 @@ CTrackedDocument* CRepositoryFixture::NewDocument(const std::string& label, bool
 CTrackedDocument* CRepositoryFixture::AddDocument(const std::string& label)
 {
     CTrackedDocument* pDoc = NewDocument(label);
-    PostDocument("ADD_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("ADD_DOCUMENT", pDoc);
     return pDoc;
 }
 
 std::vector<std::string> CRepositoryFixture::TakeBroadcasts()
 {
-    const std::vector<std::string>& all = m_pRecorder->m_lstBroadcasts;
-    std::vector<std::string> lstNew(all.begin() + static_cast<std::ptrdiff_t>(m_nBroadcastsTaken),
-                                    all.end());
-    m_nBroadcastsTaken = all.size();
-    return lstNew;
+    return DocViewTest::TakeSince(m_pRecorder->m_lstBroadcasts, m_nBroadcastsTaken);
 }
 
 std::vector<std::string> CRepositoryFixture::TakeLogLines()
 {
-    // "YYYY-MM-DD hh:mm:ss.mmm " comes first on every line.
-    const size_t nPrefix = 24;
-    std::vector<std::string> lstLines;
-    std::istringstream text(m_logText.str());
-    std::string strLine;
-    while (std::getline(text, strLine))
-    {
-        lstLines.push_back(strLine.size() >= nPrefix ? strLine.substr(nPrefix) : strLine);
-    }
-    std::vector<std::string> lstNew(lstLines.begin() + static_cast<std::ptrdiff_t>(m_nLogTaken),
-                                    lstLines.end());
-    m_nLogTaken = lstLines.size();
+    std::vector<std::string> lstNew = LogLines(m_nLogTaken);
+    m_nLogTaken += lstNew.size();
     return lstNew;
+}
+
+std::vector<std::string> CRepositoryFixture::TakeTexts()
+{
+    std::vector<std::string> lstTexts;
+    for (const std::string& strLine : TakeLogLines())
+    {
+        lstTexts.push_back(strLine.substr(strLine.find(' ') + 1));
+    }
+    return lstTexts;
 }
 
 std::vector<SCaught> CRepositoryFixture::TakeCaught()
@@ -405,33 +216,7 @@ std::vector<SCaught> CRepositoryFixture::TakeCaught()
     {
         return {};
     }
-    const std::vector<SCaught>& all = m_pProxy->m_lstCaught;
-    std::vector<SCaught> lstNew(all.begin() + static_cast<std::ptrdiff_t>(m_nCaughtTaken),
-                                all.end());
-    m_nCaughtTaken = all.size();
-    return lstNew;
-}
-
-std::string CRepositoryFixture::Str(const Zarn::CValueMap& map, const char* path)
-{
-    const Zarn::CValue* pValue = map.Entry(path, false);
-    return pValue != nullptr && pValue->GenericType() == Zarn::CValue::vtString
-               ? pValue->String().StdString()
-               : std::string("<none>");
-}
-
-long CRepositoryFixture::Long(const Zarn::CValueMap& map, const char* path)
-{
-    const Zarn::CValue* pValue = map.Entry(path, false);
-    return pValue != nullptr && pValue->GenericType() == Zarn::CValue::vtLong ? pValue->Long() : -1;
-}
-
-const void* CRepositoryFixture::PointerAt(const Zarn::CValueMap& map, const char* path)
-{
-    const Zarn::CValue* pValue = map.Entry(path, false);
-    return pValue != nullptr && pValue->GenericType() == Zarn::CValue::vtPointer
-               ? pValue->Pointer()->Void()
-               : nullptr;
+    return DocViewTest::TakeSince(m_pProxy->m_lstCaught, m_nCaughtTaken);
 }
 
 } // namespace RepositoryTest

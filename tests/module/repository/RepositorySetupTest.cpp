@@ -145,7 +145,7 @@ TEST_F(RepositorySetup, EntryWithoutFactoryNameIsLoggedAsUnknownInFourLines)
 TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutRegistrations)
 {
     SFactoryBehaviour& broken = RegisterFactory("Broken");
-    broken.m_nInitThrows = 1;
+    broken.m_enInitThrows = SFactoryBehaviour::throwZarn;
     StartRepository(WithViews({FactoryEntry("Broken", true, "show", "image")}));
     const std::vector<std::string> lstLines = TakeLogLines();
     EXPECT_EQ(std::vector<std::string>(lstLines.begin() + 5, lstLines.end()),
@@ -176,7 +176,7 @@ TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutR
 TEST_F(RepositorySetup, FactoryInitThrowingAnotherExceptionLogsTheFatalLine)
 {
     SFactoryBehaviour& broken = RegisterFactory("Broken");
-    broken.m_nInitThrows = 2;
+    broken.m_enInitThrows = SFactoryBehaviour::throwStd;
     SFactoryBehaviour& good = RegisterFactory("Good");
     StartRepository(WithViews({FactoryEntry("Broken", true), FactoryEntry("Good", true)}));
     const std::vector<std::string> lstLines = TakeLogLines();

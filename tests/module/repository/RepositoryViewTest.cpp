@@ -50,16 +50,6 @@ protected:
         TakeLogLines();
     }
 
-    std::vector<std::string> TakeTexts()
-    {
-        std::vector<std::string> lstTexts;
-        for (const std::string& strLine : TakeLogLines())
-        {
-            lstTexts.push_back(strLine.substr(strLine.find(' ') + 1));
-        }
-        return lstTexts;
-    }
-
     void PostAddView(Zarn::CValueMap* doc, Zarn::CPluginBase* view,
                      Zarn::CValueMap* settings = nullptr)
     {

@@ -78,7 +78,9 @@ bool FaultAsked(const Zarn::CValueMap& message)
     return pFault != nullptr && pFault->GenericType() == Zarn::CValue::vtBool && pFault->Bool();
 }
 
-class CCrashTool : public Zarn::CPluginBase
+// A plug-in that faults where its Init parameters say: "crash" names the fault, "crash at" the
+// place; `initPlace` is the "crash at" that faults in Init itself.
+class CCrashingPlugin : public Zarn::CPluginBase
 {
 public:
     using Zarn::CPluginBase::Init;
@@ -87,11 +89,26 @@ public:
         m_strCrash =
             parameters.EntryString(Zarn::CValue_Key("crash"), Zarn::CString("")).StdString();
         m_strCrashAt = CrashAt(parameters);
-        if (m_strCrashAt == "Init")
+        if (m_strCrashAt == m_szInitPlace)
         {
             Crash(m_strCrash);
         }
     }
+
+protected:
+    explicit CCrashingPlugin(const char* initPlace) : m_szInitPlace(initPlace) {}
+
+    std::string m_strCrash;
+    std::string m_strCrashAt;
+
+private:
+    const char* m_szInitPlace;
+};
+
+class CCrashTool : public CCrashingPlugin
+{
+public:
+    CCrashTool() : CCrashingPlugin("Init") {}
 
     void UpdateParameters(const Zarn::CValueMap& message) override
     {
@@ -149,26 +166,12 @@ public:
         }
         data.SetEntry(Zarn::CValue_Path("output/done"), new Zarn::CValueBool(true));
     }
-
-private:
-    std::string m_strCrash;
-    std::string m_strCrashAt;
 };
 
-class CCrashDialog : public Zarn::CPluginBase
+class CCrashDialog : public CCrashingPlugin
 {
 public:
-    using Zarn::CPluginBase::Init;
-    void Init(void* /*context*/, const Zarn::CValueMap& parameters) override
-    {
-        m_strCrash =
-            parameters.EntryString(Zarn::CValue_Key("crash"), Zarn::CString("")).StdString();
-        m_strCrashAt = CrashAt(parameters);
-        if (m_strCrashAt == "config Init")
-        {
-            Crash(m_strCrash);
-        }
-    }
+    CCrashDialog() : CCrashingPlugin("config Init") {}
 
     void UpdateParameters(const Zarn::CValueMap& message) override
     {
@@ -187,10 +190,6 @@ public:
         // Configured silently: the tool gets new parameters.
         data.SetEntry(Zarn::CValue_Key("parameters"), new Zarn::CValueMap);
     }
-
-private:
-    std::string m_strCrash;
-    std::string m_strCrashAt;
 };
 
 class CCrashView : public Zarn::CPluginBase

@@ -609,33 +609,37 @@ TEST_F(SystemExceptionTranslator, CopiesOwnTheirRecord)
 
 TEST(SystemExceptionName, NamesEveryCodeOfTheTableAndNoOther)
 {
-    const std::pair<std::uint32_t, const char*> kTable[] = {
-        {0x80000001, "EXCEPTION_GUARD_PAGE"},
-        {0x80000002, "EXCEPTION_DATATYPE_MISALIGNMENT"},
-        {0x80000003, "EXCEPTION_BREAKPOINT"},
-        {0x80000004, "EXCEPTION_SINGLE_STEP"},
-        {0xC0000005, "EXCEPTION_ACCESS_VIOLATION"},
-        {0xC0000006, "EXCEPTION_IN_PAGE_ERROR"},
-        {0xC0000008, "EXCEPTION_INVALID_HANDLE"},
-        {0xC000001D, "EXCEPTION_ILLEGAL_INSTRUCTION"},
-        {0xC0000025, "EXCEPTION_NONCONTINUABLE_EXCEPTION"},
-        {0xC0000026, "EXCEPTION_INVALID_DISPOSITION"},
-        {0xC000008C, "EXCEPTION_ARRAY_BOUNDS_EXCEEDED"},
-        {0xC000008D, "EXCEPTION_FLT_DENORMAL_OPERAND"},
-        {0xC000008E, "EXCEPTION_FLT_DIVIDE_BY_ZERO"},
-        {0xC000008F, "EXCEPTION_FLT_INEXACT_RESULT"},
-        {0xC0000090, "EXCEPTION_FLT_INVALID_OPERATION"},
-        {0xC0000091, "EXCEPTION_FLT_OVERFLOW"},
-        {0xC0000092, "EXCEPTION_FLT_STACK_CHECK"},
-        {0xC0000093, "EXCEPTION_FLT_UNDERFLOW"},
-        {0xC0000094, "EXCEPTION_INT_DIVIDE_BY_ZERO"},
-        {0xC0000095, "EXCEPTION_INT_OVERFLOW"},
-        {0xC0000096, "EXCEPTION_PRIV_INSTRUCTION"},
-        {0xC00000FD, "EXCEPTION_STACK_OVERFLOW"},
+    // Every name the table knows, after "EXCEPTION_", with its code: written out here on its own
+    // rather than read from the translator, so that a slip in either shows.
+    const std::pair<const char*, std::uint32_t> kTable[] = {
+        {"GUARD_PAGE", 0x80000001},
+        {"DATATYPE_MISALIGNMENT", 0x80000002},
+        {"BREAKPOINT", 0x80000003},
+        {"SINGLE_STEP", 0x80000004},
+        {"ACCESS_VIOLATION", 0xC0000005},
+        {"IN_PAGE_ERROR", 0xC0000006},
+        {"INVALID_HANDLE", 0xC0000008},
+        {"ILLEGAL_INSTRUCTION", 0xC000001D},
+        {"NONCONTINUABLE_EXCEPTION", 0xC0000025},
+        {"INVALID_DISPOSITION", 0xC0000026},
+        {"ARRAY_BOUNDS_EXCEEDED", 0xC000008C},
+        {"FLT_DENORMAL_OPERAND", 0xC000008D},
+        {"FLT_DIVIDE_BY_ZERO", 0xC000008E},
+        {"FLT_INEXACT_RESULT", 0xC000008F},
+        {"FLT_INVALID_OPERATION", 0xC0000090},
+        {"FLT_OVERFLOW", 0xC0000091},
+        {"FLT_STACK_CHECK", 0xC0000092},
+        {"FLT_UNDERFLOW", 0xC0000093},
+        {"INT_DIVIDE_BY_ZERO", 0xC0000094},
+        {"INT_OVERFLOW", 0xC0000095},
+        {"PRIV_INSTRUCTION", 0xC0000096},
+        {"STACK_OVERFLOW", 0xC00000FD},
     };
-    for (const auto& [uCode, szName] : kTable)
+    for (const auto& [szName, uCode] : kTable)
     {
-        EXPECT_STREQ(DocView::SystemExceptionName(uCode), szName) << std::hex << uCode;
+        EXPECT_STREQ(DocView::SystemExceptionName(uCode),
+                     ("EXCEPTION_" + std::string(szName)).c_str())
+            << std::hex << uCode;
     }
     EXPECT_EQ(DocView::SystemExceptionName(0xC0000409), nullptr);
     EXPECT_EQ(DocView::SystemExceptionName(0x40010005), nullptr);

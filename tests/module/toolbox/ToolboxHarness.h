@@ -5,10 +5,15 @@
 // the repository the real repository takes part. Only tools, configuration plug-ins and views
 // (plug-ins of other modules) are doubles, registered in-process by name.
 
+#include "FakeTool.h"
+#include "FakeView.h"
+#include "MessageRecorder.h"
+#include "ModuleEntry.h"
+#include "StreamCapture.h"
+#include "TestHost.h"
+#include "ValueReading.h"
+
 #include <Zarn/Exception/Exception.h>
-#include <Zarn/Log/Logger.h>
-#include <Zarn/Message/MessageIdFactory.h>
-#include <Zarn/Message/MessageThread.h>
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValuePointer.h>
@@ -16,182 +21,48 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace ToolboxTest
 {
 
-// How a tool double behaves; shared by the test and every instance made under that name.
-struct SToolBehaviour
-{
-    // TestParameters; default true.
-    std::function<bool(const Zarn::CValueMap& input)> m_fnTest;
-    // The run operation; default: nothing. May run on a tool thread.
-    std::function<void(Zarn::CValueMap& data)> m_fnRun;
-    // Init throws a Zarn::CException when set.
-    bool m_bInitThrows = false;
-    // "PluginName" of the setup record, when set; "config user", when set.
-    std::optional<std::string> m_strPluginName;
-    std::optional<bool> m_bConfigUser;
+using DocViewTest::CDescriptorCapture;
+using DocViewTest::CFakeConfig;
+using DocViewTest::CFakeTool;
+using DocViewTest::CPluginProxy;
+using DocViewTest::CStreamCapture;
+using DocViewTest::SCaught;
+using DocViewTest::SConfigBehaviour;
+using DocViewTest::SToolBehaviour;
 
-    // Filled by the doubles (GUI thread, except m_nRuns and m_strRunContext).
-    int m_nInstances = 0;
-    int m_nDestroyed = 0;
-    int m_nDeleteData = 0;
-    int m_nTests = 0;
-    std::atomic<int> m_nRuns{0};
-    std::atomic<int> m_nActiveRuns{0};            // runs under way right now (any thread)
-    std::atomic<int> m_nDestroyedWhileRunning{0}; // instances destroyed during their own run
-    std::string m_strRunContext;                  // CurrentContext() as seen by the last run
-    std::vector<Zarn::CValueMap> m_lstInit;
-    std::vector<Zarn::CValueMap> m_lstUpdates;
-};
-
-class CFakeTool : public Zarn::CPluginBase
+// A view double: its description names only "document" (may be null).
+class CFakeView : public DocViewTest::CFakeView
 {
 public:
-    explicit CFakeTool(SToolBehaviour* behaviour);
-    ~CFakeTool() override;
-
-    using Zarn::CPluginBase::Init;
-    void GetPluginSetup(Zarn::CValueMap& setup) override;
-    void Init(void* context, const Zarn::CValueMap& parameters) override;
-    void DeleteData() override;
-    void Run(Zarn::CValueMap& data) override;
-    bool TestParameters(const Zarn::CValueMap& parameters) override;
-    void UpdateParameters(const Zarn::CValueMap& message) override;
-
-private:
-    SToolBehaviour* m_pBehaviour;
-};
-
-// How a configuration plug-in double behaves.
-struct SConfigBehaviour
-{
-    // Answers the request {"config user": bool}; default: "parameters" = {"size": 3}.
-    std::function<void(Zarn::CValueMap& request)> m_fnRun;
-
-    int m_nInstances = 0;
-    int m_nDestroyed = 0;
-    int m_nDeleteData = 0;
-    std::vector<Zarn::CValueMap> m_lstInit;
-    std::vector<bool> m_lstConfigUser; // "config user" of every request
-    std::vector<Zarn::CValueMap> m_lstUpdates;
-};
-
-class CFakeConfig : public Zarn::CPluginBase
-{
-public:
-    explicit CFakeConfig(SConfigBehaviour* behaviour);
-    ~CFakeConfig() override;
-
-    using Zarn::CPluginBase::Init;
-    void Init(void* context, const Zarn::CValueMap& parameters) override;
-    void DeleteData() override;
-    void Run(Zarn::CValueMap& data) override;
-    void UpdateParameters(const Zarn::CValueMap& message) override;
-
-private:
-    SConfigBehaviour* m_pBehaviour;
-};
-
-// A view double: its description names "document" (may be null).
-class CFakeView : public Zarn::CPluginBase
-{
-public:
-    explicit CFakeView(Zarn::CValueMap* document = nullptr) : m_pDocument(document) {}
-    void Run(Zarn::CValueMap& data) override;
-
-    Zarn::CValueMap* m_pDocument;
+    explicit CFakeView(Zarn::CValueMap* document = nullptr)
+    {
+        m_pDocument = document;
+        m_bDescribeType = false;
+    }
 };
 
 // Records every delivered message as one text: its name and a summary of its data ("null",
 // "(no data)", "{a=true,b=false}" for maps of bools, "map" for other maps, "string <text>").
-class CMessageRecorder : public Zarn::CPluginBase
+class CMessageRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    explicit CMessageRecorder(Zarn::CMessageIdFactory* ids);
-    void UpdateParameters(const Zarn::CValueMap& message) override;
+    using DocViewTest::CMessageRecorder::CMessageRecorder;
 
     std::vector<std::string> m_lstMessages;
     std::vector<Zarn::CValueMap> m_lstData; // maps only; an empty map for other data
     std::vector<const void*> m_lstPointers; // the pointee of pointer data, else null
 
-private:
-    Zarn::CMessageIdFactory* m_pIds;
-};
-
-struct SCaught
-{
-    std::string m_strMessage;
-    std::string m_strFunction;
-    std::string m_strWhat;
-    std::string m_strInstance;
-};
-
-// Stands for a plug-in in the thread's subscriber list: passes each message on and notes what
-// the plug-in throws, then lets it go on to the thread, which logs it.
-class CPluginProxy : public Zarn::CPluginBase
-{
-public:
-    CPluginProxy(Zarn::CPluginBase* plugin, Zarn::CMessageIdFactory* ids);
-    void UpdateParameters(const Zarn::CValueMap& message) override;
-
-    std::vector<SCaught> m_lstCaught;
-
-private:
-    Zarn::CPluginBase* m_pPlugin;
-    Zarn::CMessageIdFactory* m_pIds;
-};
-
-// Sends everything written to a standard stream into a string while it lives.
-class CStreamCapture
-{
-public:
-    explicit CStreamCapture(std::ostream& stream);
-    CStreamCapture(const CStreamCapture&) = delete;
-    CStreamCapture& operator=(const CStreamCapture&) = delete;
-    ~CStreamCapture();
-
-    // The text written so far; the next call returns only what follows.
-    std::string Take();
-
-private:
-    std::ostream& m_stream;
-    std::ostringstream m_text; // before m_pPrevious: the constructor hands its buffer over
-    std::streambuf* m_pPrevious;
-    size_t m_nTaken = 0;
-};
-
-// Sends everything written to a file descriptor (2: standard error below the iostreams) into a
-// temporary file while it lives.
-class CDescriptorCapture
-{
-public:
-    explicit CDescriptorCapture(int descriptor);
-    CDescriptorCapture(const CDescriptorCapture&) = delete;
-    CDescriptorCapture& operator=(const CDescriptorCapture&) = delete;
-    ~CDescriptorCapture();
-
-    // The text written so far; the next call returns only what follows.
-    std::string Take();
-
-private:
-    int m_nDescriptor;
-    int m_nSaved;
-    int m_nFile;
-    size_t m_nTaken = 0;
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
 };
 
 struct SBox
@@ -200,7 +71,11 @@ struct SBox
     std::string m_strText;
 };
 
-class CToolboxFixture : public ::testing::Test
+// Runs the module's toolbox (and, where asked, the real repository) on the test's thread. Owns
+// both plug-ins, their proxies, the recorder (subscribed first), the tool and configuration
+// behaviours and the captures of the console. Tool runs may post from tool threads; the fixture
+// delivers on the test's thread. Throws nothing of its own; posts what the test asks for.
+class CToolboxFixture : public DocViewTest::CHostFixture
 {
 protected:
     void SetUp() override;
@@ -223,11 +98,6 @@ protected:
     // The real repository, subscribed before the toolbox as in the application.
     void StartRepository();
 
-    void Post(const char* name, Zarn::CValue* data);
-    void PostText(const char* name, const char* text);
-    void PostDocument(const char* name, Zarn::CValueMap* document);
-    void PostView(const char* name, Zarn::CPluginBase* view);
-    size_t Deliver();
     // Delivers until a message named `name` was recorded `count` times in all (tool threads
     // post meanwhile); false when it did not come within a few seconds.
     bool DeliverUntilCount(const std::string& name, size_t count);
@@ -238,16 +108,15 @@ protected:
     size_t CountMessages(const std::string& prefix) const;
 
     const Zarn::CValueMap& State() const;
-    static const void* PointerAt(const Zarn::CValueMap& map, const char* path);
-    // The pointees of a vector of pointer values at `path`, in order; empty when absent.
-    static std::vector<const void*> PointersAt(const Zarn::CValueMap& map, const char* path);
+    static const void* PointerAt(const Zarn::CValueMap& map, const char* path)
+    {
+        return DocViewTest::PointerAt(map, path);
+    }
+    static std::vector<const void*> PointersAt(const Zarn::CValueMap& map, const char* path)
+    {
+        return DocViewTest::PointersAt(map, path);
+    }
 
-    std::ostringstream m_logText;
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pLogger;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<CMessageRecorder> m_pRecorder;
     Zarn::CPluginBase* m_pToolbox = nullptr;
     std::unique_ptr<CPluginProxy> m_pToolboxProxy;

@@ -22,6 +22,13 @@ protected:
         return blur;
     }
 
+    // The document names `view` as its active view, as the repository keeps it.
+    static void NameActiveView(Zarn::CValueMap& document, Zarn::CPluginBase* view)
+    {
+        document.SetEntry(Zarn::CValue_Key("active_view"),
+                          new Zarn::CValuePointer<Zarn::CPluginBase>(view));
+    }
+
     std::vector<const void*> Documents() const
     {
         return PointersAt(State(), "documents/available");
@@ -79,8 +86,7 @@ TEST_F(ToolboxState, ActiveViewWhoseDocumentNamesItFocusesThatDocument)
     StartWithOneTool();
     Zarn::CValueMap document;
     CFakeView view(&document);
-    document.SetEntry(Zarn::CValue_Key("active_view"),
-                      new Zarn::CValuePointer<Zarn::CPluginBase>(&view));
+    NameActiveView(document, &view);
     PostDocument("NEW_DOCUMENT", &document);
     PostView("NEW_VIEW", &view);
     PostView("ACTIVE_VIEW", &view);
@@ -95,13 +101,11 @@ TEST_F(ToolboxState, ActiveViewWhoseDocumentNamesAnotherViewLeavesTheFocus)
     StartWithOneTool();
     Zarn::CValueMap focused;
     CFakeView focusedView(&focused);
-    focused.SetEntry(Zarn::CValue_Key("active_view"),
-                     new Zarn::CValuePointer<Zarn::CPluginBase>(&focusedView));
+    NameActiveView(focused, &focusedView);
     Zarn::CValueMap other;
     CFakeView otherView(&other);
     CFakeView thirdView(&other);
-    other.SetEntry(Zarn::CValue_Key("active_view"),
-                   new Zarn::CValuePointer<Zarn::CPluginBase>(&thirdView));
+    NameActiveView(other, &thirdView);
     PostView("ACTIVE_VIEW", &focusedView);
     PostView("ACTIVE_VIEW", &otherView);
     Deliver();
@@ -115,8 +119,7 @@ TEST_F(ToolboxState, NullActiveViewRemovesTheActiveViewButKeepsTheFocusedDocumen
     StartWithOneTool();
     Zarn::CValueMap document;
     CFakeView view(&document);
-    document.SetEntry(Zarn::CValue_Key("active_view"),
-                      new Zarn::CValuePointer<Zarn::CPluginBase>(&view));
+    NameActiveView(document, &view);
     PostView("ACTIVE_VIEW", &view);
     PostView("ACTIVE_VIEW", nullptr);
     Deliver();
@@ -130,8 +133,7 @@ TEST_F(ToolboxState, InvalidatingTheFocusedDocumentRemovesTheFocus)
     StartWithOneTool();
     Zarn::CValueMap document;
     CFakeView view(&document);
-    document.SetEntry(Zarn::CValue_Key("active_view"),
-                      new Zarn::CValuePointer<Zarn::CPluginBase>(&view));
+    NameActiveView(document, &view);
     PostDocument("NEW_DOCUMENT", &document);
     PostView("ACTIVE_VIEW", &view);
     Deliver();

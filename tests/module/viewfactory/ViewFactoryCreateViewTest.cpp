@@ -1,5 +1,6 @@
 // NEW_DOCUMENT -> the first willing factory -> ADD_VIEW, through the real communication thread.
 
+#include "HostException.h"
 #include "ViewFactoryHarness.h"
 
 #include "views/ViewFactoryPlugin.h"
@@ -46,6 +47,18 @@ protected:
         Zarn::CValueMap* pDoc = m_lstDocuments.back().get();
         PostDocument("NEW_DOCUMENT", pDoc);
         return pDoc;
+    }
+
+    // NEW_DOCUMENT handed to the plug-in directly must throw the host exception with these texts.
+    void ExpectNewDocumentThrows(const char* function, const char* what)
+    {
+        Zarn::CValueMap doc;
+        Zarn::CValueMap message;
+        message.SetEntry(Zarn::CValue_Key("id"),
+                         new Zarn::CValueLong(m_pIds->GetMessageId("NEW_DOCUMENT")));
+        message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValuePointer<Zarn::CValueMap>(&doc));
+        DocViewTest::ExpectHostException([&] { m_pPlugin->UpdateParameters(message); },
+                                         {function, what, {}});
     }
 };
 
@@ -276,21 +289,7 @@ TEST_F(CViewFactoryCreateView, StdExceptionOfAFactoryLeavesAsWrappedExceptionWit
     StartViewFactory(ViewsParameters({"FactoryA"}, false));
     TakeOutputLines();
 
-    Zarn::CValueMap doc;
-    Zarn::CValueMap message;
-    message.SetEntry(Zarn::CValue_Key("id"),
-                     new Zarn::CValueLong(m_pIds->GetMessageId("NEW_DOCUMENT")));
-    message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValuePointer<Zarn::CValueMap>(&doc));
-    try
-    {
-        m_pPlugin->UpdateParameters(message);
-        FAIL() << "UpdateParameters did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_STREQ(exception.function(), "CViewFactoryPlugin::UpdateParameters");
-        EXPECT_STREQ(exception.what(), "factory refused to start");
-    }
+    ExpectNewDocumentThrows("CViewFactoryPlugin::UpdateParameters", "factory refused to start");
     EXPECT_EQ(TakeOutputLines(), Lines{});
 }
 
@@ -299,21 +298,7 @@ TEST_F(CViewFactoryCreateView, UnknownExceptionOfAFactoryLeavesAsUnknwonExceptio
     RegisterFactory("FactoryA").m_enTestThrows = SFactoryBehaviour::throwUnknown;
     StartViewFactory(ViewsParameters({"FactoryA"}, false));
 
-    Zarn::CValueMap doc;
-    Zarn::CValueMap message;
-    message.SetEntry(Zarn::CValue_Key("id"),
-                     new Zarn::CValueLong(m_pIds->GetMessageId("NEW_DOCUMENT")));
-    message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValuePointer<Zarn::CValueMap>(&doc));
-    try
-    {
-        m_pPlugin->UpdateParameters(message);
-        FAIL() << "UpdateParameters did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_STREQ(exception.function(), "CViewFactoryPlugin::UpdateParameters");
-        EXPECT_STREQ(exception.what(), "UNKNWON EXCEPTION!");
-    }
+    ExpectNewDocumentThrows("CViewFactoryPlugin::UpdateParameters", "UNKNWON EXCEPTION!");
 }
 
 TEST_F(CViewFactoryCreateView, AddCreateViewCalledDirectlyPostsAddView)

@@ -50,6 +50,18 @@ QList<QWidget*> OrphanageWidgets()
 
 class CViewFactoryLoad : public CViewFactoryFixture
 {
+protected:
+    // Parameters naming FactoryA, whose entry brings a "parent" of its own.
+    static Zarn::CValueMap* ViewsWithOwnParent()
+    {
+        Zarn::CValueMap* pEntry = FactoryEntry("FactoryA");
+        pEntry->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueString("own parent"));
+        auto* pViews = new Zarn::CValueVector;
+        pViews->PushBack(pEntry);
+        auto* pParameters = new Zarn::CValueMap;
+        pParameters->SetEntry(Zarn::CValue_Key("views"), pViews);
+        return pParameters;
+    }
 };
 
 TEST_F(CViewFactoryLoad, SetupRecordHasTypeAndSubTypeButNoNameAndNoWidget)
@@ -114,12 +126,7 @@ TEST_F(CViewFactoryLoad, ParentParameterGivesEachFactoryTheHiddenOrphanageAsPare
 TEST_F(CViewFactoryLoad, OrphanageReplacesAParentThatTheEntryBrought)
 {
     SFactoryBehaviour& behaviour = RegisterFactory("FactoryA");
-    Zarn::CValueMap* pEntry = FactoryEntry("FactoryA");
-    pEntry->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueString("own parent"));
-    auto* pViews = new Zarn::CValueVector;
-    pViews->PushBack(pEntry);
-    auto* pParameters = new Zarn::CValueMap;
-    pParameters->SetEntry(Zarn::CValue_Key("views"), pViews);
+    Zarn::CValueMap* pParameters = ViewsWithOwnParent();
     pParameters->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueLong(0));
     StartViewFactory(pParameters);
 
@@ -131,12 +138,7 @@ TEST_F(CViewFactoryLoad, OrphanageReplacesAParentThatTheEntryBrought)
 TEST_F(CViewFactoryLoad, WithoutParentParameterTheEntryKeepsItsOwnParent)
 {
     SFactoryBehaviour& behaviour = RegisterFactory("FactoryA");
-    Zarn::CValueMap* pEntry = FactoryEntry("FactoryA");
-    pEntry->SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueString("own parent"));
-    auto* pViews = new Zarn::CValueVector;
-    pViews->PushBack(pEntry);
-    auto* pParameters = new Zarn::CValueMap;
-    pParameters->SetEntry(Zarn::CValue_Key("views"), pViews);
+    Zarn::CValueMap* pParameters = ViewsWithOwnParent();
     StartViewFactory(pParameters);
 
     ASSERT_EQ(behaviour.m_lstInitParameters.size(), 1u);

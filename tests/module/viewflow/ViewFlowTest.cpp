@@ -3,6 +3,11 @@
 // window. Every message travels through the real communication thread; user actions are clicks
 // and the Qt calls that a click causes.
 
+#include "MessageRecorder.h"
+#include "ModuleEntry.h"
+#include "TestHost.h"
+#include "ValueReading.h"
+
 #include "views/WorkspacePlugin.h"
 
 #include <Zarn/Log/Logger.h>
@@ -38,9 +43,6 @@
 #include <string>
 #include <vector>
 
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 namespace
 {
 
@@ -48,7 +50,6 @@ const char* const kMakerName = "FlowViewMaker";
 // The workspace is configured to take a second widget of each view, so that the stack and the
 // workspace can host the same view side by side.
 const char* const kWorkspaceWidgetPath = "WorkspaceWidgetPtr";
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory", "tmp/logger"};
 
 // What happened, in order ("broadcast INVALID_VIEW beta view", "destroyed beta view").
 struct SFlowJournal
@@ -191,82 +192,56 @@ private:
 // Subscribed first: sees every message before any plug-in does. Records "NAME caption" for view
 // messages (the caption read at delivery, so the view must be alive), "NAME label" for document
 // pointers, the bare name otherwise.
-class CFlowRecorder : public Zarn::CPluginBase
+class CFlowRecorder : public DocViewTest::CMessageRecorder
 {
 public:
     CFlowRecorder(Zarn::CMessageIdFactory* ids, SFlowJournal* journal)
-        : m_pIds(ids), m_pJournal(journal)
+        : DocViewTest::CMessageRecorder(ids), m_pJournal(journal)
     {
         SetInstance("FlowRecorder");
     }
 
-    void UpdateParameters(const Zarn::CValueMap& message) override
+    std::vector<std::string> m_lstMessages;
+
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record,
+                   const Zarn::CValue* /*data*/) override
     {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        std::string strText = m_pIds->GetMessageName(id);
-        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), false);
-        if (pData != nullptr && pData->GenericType() == Zarn::CValue::vtPointer)
+        std::string strText = record.m_strName;
+        void* pPointee = const_cast<void*>(record.m_pPointee);
+        if (record.m_pElementType != nullptr && pPointee == nullptr)
         {
-            void* pPointee = const_cast<void*>(pData->Pointer()->Void());
-            if (pPointee == nullptr)
-            {
-                strText += " null";
-            }
-            else if (Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CPluginBase)))
-            {
-                Zarn::CValueMap description;
-                static_cast<Zarn::CPluginBase*>(pPointee)->Run(description);
-                strText += " " + description.EntryString(Zarn::CValue_Key("caption")).StdString();
-            }
-            else if (Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CValueMap)))
-            {
-                strText += " " + static_cast<Zarn::CValueMap*>(pPointee)
-                                     ->EntryString(Zarn::CValue_Key("label"))
-                                     .StdString();
-            }
+            strText += " null";
+        }
+        else if (record.m_pElementType != nullptr &&
+                 Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CPluginBase)))
+        {
+            Zarn::CValueMap description;
+            static_cast<Zarn::CPluginBase*>(pPointee)->Run(description);
+            strText += " " + description.EntryString(Zarn::CValue_Key("caption")).StdString();
+        }
+        else if (record.m_pElementType != nullptr &&
+                 Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CValueMap)))
+        {
+            strText += " " + static_cast<Zarn::CValueMap*>(pPointee)
+                                 ->EntryString(Zarn::CValue_Key("label"))
+                                 .StdString();
         }
         m_lstMessages.push_back(strText);
         m_pJournal->m_lstEvents.push_back("broadcast " + strText);
     }
 
-    std::vector<std::string> m_lstMessages;
-
 private:
-    Zarn::CMessageIdFactory* m_pIds;
     SFlowJournal* m_pJournal;
 };
 
-Zarn::CValueMap* MapOf(std::initializer_list<std::pair<const char*, Zarn::CValue*>> entries)
-{
-    auto* pMap = new Zarn::CValueMap;
-    for (const auto& [szKey, pValue] : entries)
-    {
-        pMap->SetEntry(Zarn::CValue_Key(szKey), pValue);
-    }
-    return pMap;
-}
+using DocViewTest::MapOf;
 
-class ViewFlow : public ::testing::Test
+class ViewFlow : public DocViewTest::CHostFixture
 {
 protected:
     void SetUp() override
     {
-        m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
-        m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
-        m_pThread = std::make_unique<Zarn::CMessageThread>();
-        // The thread logs what a receiver throws; nothing may land there.
-        m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
-        m_pThread->SetLogger(m_pThreadLogger.get());
-        m_pThread->SetMessageIdFactory(m_pIds.get());
-
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                          new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                          new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-        registry.SetEntry(Zarn::CValue_Key("tmp/logger"),
-                          new Zarn::CValuePointer<Zarn::CLogger>(m_pLogger.get()));
-
         SFlowJournal* pJournal = &m_journal;
         std::vector<CFlowView*>* pMade = &m_lstMade;
         Zarn::CPluginLoader::Obj().RegisterPlugin(kMakerName,
@@ -277,7 +252,6 @@ protected:
 
         m_pWindow = new QWidget;
         m_pWindow->setObjectName("FlowWindow");
-        auto* pLayout = new QHBoxLayout(m_pWindow);
 
         m_pViewFactory = Create("ViewFactory");
         m_pViewStack = Create("ViewStack");
@@ -286,7 +260,37 @@ protected:
         m_pRepository = Create("Repository");
         ASSERT_TRUE(m_pViewFactory && m_pViewStack && m_pWorkspace && m_pNavigator &&
                     m_pRepository);
+        InitPlugins();
 
+        // The recorder first; the repository last, so that every other plug-in has dropped a
+        // view or document before the repository's own broadcast comes back and deletes it.
+        for (Zarn::CPluginBase* pReceiver :
+             {static_cast<Zarn::CPluginBase*>(m_pRecorder.get()), m_pViewFactory, m_pViewStack,
+              m_pWorkspace, m_pNavigator, m_pRepository})
+        {
+            m_pThread->Subscribe(pReceiver);
+        }
+        PlaceWidgets();
+        if (HasFatalFailure())
+        {
+            return;
+        }
+        m_journal.m_fnViewDying = [this](const std::string& caption, QWidget* page)
+        {
+            m_journal.m_lstEvents.push_back(
+                "dying " + caption + ": stack page " +
+                (page != nullptr && m_pStack != nullptr && m_pStack->indexOf(page) >= 0 ? "present"
+                                                                                        : "gone") +
+                ", navigator rows " + std::to_string(m_pList != nullptr ? m_pList->count() : -1));
+        };
+        Deliver();
+        TakeMessages();
+    }
+
+    // Each plug-in's Init: the factory and the containers under the window, the repository with
+    // the same factory for its own views.
+    void InitPlugins()
+    {
         auto* pFactoryViews = new Zarn::CValueVector;
         pFactoryViews->PushBack(MapOf({{"factory", new Zarn::CValueString(kMakerName)}}));
         std::unique_ptr<Zarn::CValueMap> pFactoryParameters(MapOf(
@@ -317,16 +321,12 @@ protected:
         std::unique_ptr<Zarn::CValueMap> pRepositoryParameters(MapOf(
             {{"name", new Zarn::CValueString("FlowRepository")}, {"views", pRepositoryViews}}));
         m_pRepository->Init(nullptr, *pRepositoryParameters);
+    }
 
-        // The recorder first; the repository last, so that every other plug-in has dropped a
-        // view or document before the repository's own broadcast comes back and deletes it.
-        for (Zarn::CPluginBase* pReceiver :
-             {static_cast<Zarn::CPluginBase*>(m_pRecorder.get()), m_pViewFactory, m_pViewStack,
-              m_pWorkspace, m_pNavigator, m_pRepository})
-        {
-            m_pThread->Subscribe(pReceiver);
-        }
-
+    // The navigator's list, the stack and the workspace's area side by side in the shown window.
+    void PlaceWidgets()
+    {
+        auto* pLayout = new QHBoxLayout(m_pWindow);
         m_pStack = qobject_cast<QStackedWidget*>(WidgetOf(m_pViewStack));
         m_pMdiArea = qobject_cast<QMdiArea*>(WidgetOf(m_pWorkspace));
         m_pList = qobject_cast<QListWidget*>(WidgetOf(m_pNavigator));
@@ -340,17 +340,6 @@ protected:
         m_pWindow->show();
         QApplication::setActiveWindow(m_pWindow);
         ASSERT_TRUE(QTest::qWaitForWindowExposed(m_pWindow));
-
-        m_journal.m_fnViewDying = [this](const std::string& caption, QWidget* page)
-        {
-            m_journal.m_lstEvents.push_back(
-                "dying " + caption + ": stack page " +
-                (page != nullptr && m_pStack != nullptr && m_pStack->indexOf(page) >= 0 ? "present"
-                                                                                        : "gone") +
-                ", navigator rows " + std::to_string(m_pList != nullptr ? m_pList->count() : -1));
-        };
-        Deliver();
-        TakeMessages();
     }
 
     void TearDown() override
@@ -379,13 +368,8 @@ protected:
         }
         delete m_pWindow.data();
         QCoreApplication::processEvents();
-        Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-        for (const char* szKey : kRegistryKeys)
-        {
-            registry.RemoveEntry(Zarn::CValue_Key(szKey));
-        }
         Zarn::CPluginLoader::Obj().UnregisterPlugin(kMakerName);
-        m_pThread.reset();
+        DocViewTest::CHostFixture::TearDown();
     }
 
     static Zarn::CPluginBase* Create(const char* name)
@@ -400,13 +384,6 @@ protected:
         const Zarn::CValue* pWidget = setup.Entry(Zarn::CValue_Key("WidgetPtr"), false);
         return pWidget != nullptr ? const_cast<QWidget*>(Zarn::UnwrapPointer<QWidget>(pWidget))
                                   : nullptr;
-    }
-
-    void Post(const char* name, Zarn::CValue* data)
-    {
-        m_pThread->TakeMessage(
-            new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
-            Zarn::CMessage::mmQueued);
     }
 
     // Delivers until neither the thread nor Qt has anything left to do.
@@ -438,11 +415,7 @@ protected:
 
     std::vector<std::string> TakeMessages()
     {
-        const std::vector<std::string>& all = m_pRecorder->m_lstMessages;
-        std::vector<std::string> lstNew(all.begin() + static_cast<std::ptrdiff_t>(m_nTaken),
-                                        all.end());
-        m_nTaken = all.size();
-        return lstNew;
+        return DocViewTest::TakeSince(m_pRecorder->m_lstMessages, m_nTaken);
     }
 
     static int CountPrefix(const std::vector<std::string>& messages, const std::string& prefix)
@@ -548,12 +521,6 @@ protected:
 
     SFlowJournal m_journal;
     std::vector<CFlowView*> m_lstMade; // every view made; compare only, some are deleted
-    std::ostringstream m_logText;
-    std::unique_ptr<Zarn::CLogger> m_pLogger;
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<CFlowRecorder> m_pRecorder;
     size_t m_nTaken = 0;
 

@@ -2,93 +2,39 @@
 
 #include "views/ViewStackPlugin.h"
 
-#include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/TypeInfo.h>
 #include <Zarn/Value/ValuePointer.h>
 
 namespace ViewStackTest
 {
 
-namespace
-{
-
-const char* const kRegistryKeys[] = {"tmp/commthread", "tmp/messageidfactory"};
-
-} // namespace
-
-CFakeView::CFakeView(const std::string& caption, const char* widgetPath)
-    : m_strWidgetPath(widgetPath != nullptr ? widgetPath : "")
-{
-    if (widgetPath != nullptr)
-    {
-        m_pWidget = new QWidget;
-        m_pWidget->setObjectName(QString::fromStdString(caption));
-    }
-}
-
-CFakeView::~CFakeView()
-{
-    delete m_pWidget.data();
-}
-
-void CFakeView::GetPluginSetup(Zarn::CValueMap& setup)
-{
-    if (!m_strWidgetPath.empty())
-    {
-        setup.SetEntry(m_strWidgetPath.c_str(), new Zarn::CValuePointer<QWidget>(m_pWidget.data()));
-    }
-}
-
-void CMessageRecorder::UpdateParameters(const Zarn::CValueMap& message)
+void CMessageRecorder::OnMessage(const DocViewTest::SRecordedMessage& record,
+                                 const Zarn::CValue* /*data*/)
 {
     SDelivered delivered;
-    delivered.m_strName =
-        m_pIds->GetMessageName(static_cast<int>(message.EntryLong(Zarn::CValue_Key("id"))));
-    const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), false);
-    if (pData != nullptr && pData->GenericType() == Zarn::CValue::vtPointer &&
-        Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CPluginBase)))
+    delivered.m_strName = record.m_strName;
+    if (record.m_pElementType != nullptr &&
+        Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CPluginBase)))
     {
         delivered.m_bDataIsViewPointer = true;
-        delivered.m_pView = Zarn::UnwrapPointer<Zarn::CPluginBase>(pData);
+        delivered.m_pView = record.m_pPointee;
     }
     m_lstDelivered.push_back(delivered);
 }
 
-void CViewStackFixture::SetUp()
+CViewStackFixture::CViewStackFixture()
+    : m_pRecorder(std::make_unique<CMessageRecorder>(m_pIds.get()))
 {
-    m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
-    m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
-    m_pThread = std::make_unique<Zarn::CMessageThread>();
-    m_pThread->SetLogger(m_pThreadLogger.get());
-    m_pThread->SetMessageIdFactory(m_pIds.get());
-
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    registry.SetEntry(Zarn::CValue_Key("tmp/commthread"),
-                      new Zarn::CValuePointer<Zarn::CMessageThread>(m_pThread.get()));
-    registry.SetEntry(Zarn::CValue_Key("tmp/messageidfactory"),
-                      new Zarn::CValuePointer<Zarn::CMessageIdFactory>(m_pIds.get()));
-
-    m_pRecorder = std::make_unique<CMessageRecorder>(m_pIds.get());
     m_pThread->Subscribe(m_pRecorder.get());
 }
 
 void CViewStackFixture::TearDown()
 {
-    if (m_pPluginBase != nullptr)
-    {
-        m_pThread->Unsubscribe(m_pPluginBase);
-        delete m_pPluginBase;
-        m_pPluginBase = nullptr;
-        m_pPlugin = nullptr;
-    }
+    EndPlugin(m_pPluginBase, m_pPluginBase, false);
+    m_pPlugin = nullptr;
     m_pThread->Unsubscribe(m_pRecorder.get());
-    m_pThread.reset();
+    DocViewTest::CHostFixture::TearDown();
     m_lstViews.clear();
-    Zarn::CRegistry& registry = Zarn::CRegistry::Obj();
-    for (const char* szKey : kRegistryKeys)
-    {
-        registry.RemoveEntry(Zarn::CValue_Key(szKey));
-    }
 }
 
 void CViewStackFixture::StartViewStack(Zarn::CValueMap* parameters)
@@ -109,14 +55,6 @@ QStackedWidget* CViewStackFixture::Stack() const
     QWidget* pWidget = const_cast<QWidget*>(
         Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true)));
     return qobject_cast<QStackedWidget*>(pWidget);
-}
-
-void CViewStackFixture::PostView(const char* name, Zarn::CPluginBase* view)
-{
-    m_pThread->TakeMessage(new Zarn::CMessage(m_pIds->GetMessageId(name),
-                                              new Zarn::CValuePointer<Zarn::CPluginBase>(view),
-                                              Zarn::CMessage::priNormal),
-                           Zarn::CMessage::mmQueued);
 }
 
 void CViewStackFixture::Send(const char* name, Zarn::CPluginBase* view)

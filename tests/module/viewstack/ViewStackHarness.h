@@ -4,46 +4,42 @@
 // every message and the registry holds the real id factory and thread. The views are doubles
 // standing for the view plug-ins of other modules.
 
-#include <Zarn/Log/Logger.h>
-#include <Zarn/Message/MessageIdFactory.h>
-#include <Zarn/Message/MessageThread.h>
+#include "FakeView.h"
+#include "MessageRecorder.h"
+#include "ModuleEntry.h"
+#include "TestHost.h"
+
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
 
-#include <QPointer>
 #include <QStackedWidget>
 #include <QWidget>
 
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 class CViewStackPlugin;
-
-// The module's one exported entry.
-extern "C" void* CreatePluginInstanceEx(const char* name);
 
 namespace ViewStackTest
 {
 
 // A view double. With a widget path it reports a widget of its own there (which it deletes
 // unless Qt already did); without one its setup record has no widget at all.
-class CFakeView : public Zarn::CPluginBase
+class CFakeView : public DocViewTest::CFakeView
 {
 public:
-    CFakeView(const std::string& caption, const char* widgetPath = "WidgetPtr");
-    ~CFakeView() override;
-
-    void GetPluginSetup(Zarn::CValueMap& setup) override;
-
-    QWidget* Widget() const { return m_pWidget.data(); }
-
-private:
-    std::string m_strWidgetPath;
-    QPointer<QWidget> m_pWidget;
+    explicit CFakeView(const std::string& caption, const char* widgetPath = "WidgetPtr")
+        : DocViewTest::CFakeView(caption)
+    {
+        if (widgetPath != nullptr)
+        {
+            m_strWidgetPath = widgetPath;
+            MakeWidget();
+        }
+    }
 };
 
 // One delivered message: its name and, for a view pointer standing directly as the data, the
@@ -55,22 +51,26 @@ struct SDelivered
     const void* m_pView = nullptr;
 };
 
-class CMessageRecorder : public Zarn::CPluginBase
+// Notes each delivered message as an SDelivered.
+class CMessageRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    explicit CMessageRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
-    void UpdateParameters(const Zarn::CValueMap& message) override;
+    using DocViewTest::CMessageRecorder::CMessageRecorder;
 
     std::vector<SDelivered> m_lstDelivered;
 
-private:
-    Zarn::CMessageIdFactory* m_pIds;
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* data) override;
 };
 
-class CViewStackFixture : public ::testing::Test
+// Runs the module's view stack on the test's thread. Owns the plug-in, the recorder (subscribed
+// first) and the view doubles in m_lstViews. Throws nothing of its own; posts what the test asks
+// for.
+class CViewStackFixture : public DocViewTest::CHostFixture
 {
 protected:
-    void SetUp() override;
+    // Subscribes the recorder first, before any plug-in.
+    CViewStackFixture();
     void TearDown() override;
 
     // Creates the plug-in through the module's entry, runs its Init (takes `parameters`) and
@@ -78,8 +78,6 @@ protected:
     void StartViewStack(Zarn::CValueMap* parameters = nullptr);
     QStackedWidget* Stack() const;
 
-    void PostView(const char* name, Zarn::CPluginBase* view);
-    size_t Deliver() { return m_pThread->DeliverUntilIdle(); }
     // Posts and delivers.
     void Send(const char* name, Zarn::CPluginBase* view);
 
@@ -88,10 +86,6 @@ protected:
     std::vector<std::string> PageNames() const;
     std::string CurrentPageName() const;
 
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<CMessageRecorder> m_pRecorder;
     CViewStackPlugin* m_pPlugin = nullptr;
     Zarn::CPluginBase* m_pPluginBase = nullptr;

@@ -1,5 +1,6 @@
 // The stack of view pages, kept in step with the repository's view messages.
 
+#include "ValueReading.h"
 #include "ViewStackHarness.h"
 
 #include "views/ViewStackPlugin.h"
@@ -43,6 +44,16 @@ protected:
     {
         m_lstViews.push_back(std::make_unique<CFakeView>(caption, widgetPath));
         return m_lstViews.back().get();
+    }
+
+    // A stack started under `parent` with view "A" announced and active.
+    CFakeView* StartWithParentAndActiveView(QWidget* parent)
+    {
+        StartViewStack(DocViewTest::MapOf({{"parent", new Zarn::CValuePointer<QWidget>(parent)}}));
+        CFakeView* pView = NewView("A");
+        Send("NEW_VIEW", pView);
+        Send("ACTIVE_VIEW", pView);
+        return pView;
     }
 
     // A started stack with views "A" and "B" announced; "A" is active when asked.
@@ -149,13 +160,7 @@ TEST_F(CViewStack, ParentParameterMakesTheStackItsChild)
 TEST_F(CViewStack, StackWithAParentOutlivesThePluginAndTheViewsPagesOutliveTheParent)
 {
     auto pParent = std::make_unique<QWidget>();
-    auto* pParameters = new Zarn::CValueMap;
-    pParameters->SetEntry(Zarn::CValue_Key("parent"),
-                          new Zarn::CValuePointer<QWidget>(pParent.get()));
-    StartViewStack(pParameters);
-    CFakeView* pView = NewView("A");
-    Send("NEW_VIEW", pView);
-    Send("ACTIVE_VIEW", pView);
+    CFakeView* pView = StartWithParentAndActiveView(pParent.get());
     QPointer<QStackedWidget> pStack = Stack();
     QPointer<QWidget> pPage = pView->Widget();
 
@@ -209,13 +214,7 @@ TEST_F(CViewStack, ParentDestroyedBeforeThePluginTakesTheStackButNotTheViewsPage
 TEST_F(CViewStack, PageOfARemovedViewIsNotDeletedWithTheStack)
 {
     auto pParent = std::make_unique<QWidget>();
-    auto* pParameters = new Zarn::CValueMap;
-    pParameters->SetEntry(Zarn::CValue_Key("parent"),
-                          new Zarn::CValuePointer<QWidget>(pParent.get()));
-    StartViewStack(pParameters);
-    CFakeView* pView = NewView("A");
-    Send("NEW_VIEW", pView);
-    Send("ACTIVE_VIEW", pView);
+    CFakeView* pView = StartWithParentAndActiveView(pParent.get());
     Send("INVALID_VIEW", pView);
     QPointer<QWidget> pPage = pView->Widget();
 

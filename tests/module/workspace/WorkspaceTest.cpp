@@ -1,3 +1,4 @@
+#include "HostException.h"
 #include "WorkspaceHarness.h"
 
 #include "views/WorkspacePlugin.h"
@@ -30,6 +31,20 @@ using WorkspaceTest::SRecord;
 
 class CWorkspacePluginTest : public WorkspaceTest::CWorkspaceFixture
 {
+protected:
+    // A new workspace whose Init is given `parent` (taken) as its parent must throw the host
+    // exception with these texts.
+    static void ExpectInitThrows(Zarn::CValue* parent, const char* function, const char* what)
+    {
+        Zarn::CPluginBase* pPlugin =
+            static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
+        ASSERT_NE(pPlugin, nullptr);
+        Zarn::CValueMap parameters;
+        parameters.SetEntry(Zarn::CValue_Key("parent"), parent);
+        DocViewTest::ExpectHostException([&] { pPlugin->Init(nullptr, parameters); },
+                                         {function, what, {}});
+        delete pPlugin;
+    }
 };
 
 // A value whose every type test throws, so that unwrapping it runs into `TThrown`.
@@ -93,8 +108,7 @@ TEST_F(CWorkspacePluginTest, ShowMaximizedFalseKeepsTheViewsOwnSizeAndPosition)
     CTestView* pView = m_lstViews.back().get();
     pView->m_bShowMaximized = false;
     pView->Widget()->setGeometry(30, 40, 200, 100);
-    PostView("NEW_VIEW", pView);
-    Deliver();
+    SendView("NEW_VIEW", pView);
 
     QMdiSubWindow* pSubWindow = SubWindowOf(pView);
     ASSERT_NE(pSubWindow, nullptr);
@@ -114,8 +128,7 @@ TEST_F(CWorkspacePluginTest, NewViewWithoutWidgetEntryLeavesTheWorkspaceUnchange
     m_lstViews.push_back(std::make_unique<CTestView>("no widget"));
     CTestView* pView = m_lstViews.back().get();
     pView->m_strWidgetPath.clear();
-    PostView("NEW_VIEW", pView);
-    Deliver();
+    SendView("NEW_VIEW", pView);
 
     EXPECT_EQ(Area()->subWindowList().size(), 1);
     EXPECT_EQ(Area()->activeSubWindow(), pActive);
@@ -125,8 +138,7 @@ TEST_F(CWorkspacePluginTest, NewViewWithoutWidgetEntryLeavesTheWorkspaceUnchange
 
     // Neither a close of its widget nor ACTIVE_VIEW for it is the workspace's business.
     pView->Widget()->close();
-    PostView("ACTIVE_VIEW", pView);
-    Deliver();
+    SendView("ACTIVE_VIEW", pView);
     EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pView}}));
     EXPECT_EQ(Area()->activeSubWindow(), pActive);
 }
@@ -143,8 +155,7 @@ TEST_F(CWorkspacePluginTest, WidgetPathParameterNamesWhereTheViewKeepsItsWidget)
     CTestView* pOwn = m_lstViews.back().get();
     pOwn->m_strWidgetPath = "gui/main";
     PostView("NEW_VIEW", pDefault);
-    PostView("NEW_VIEW", pOwn);
-    Deliver();
+    SendView("NEW_VIEW", pOwn);
 
     EXPECT_EQ(SubWindowOf(pDefault), nullptr);
     ASSERT_NE(SubWindowOf(pOwn), nullptr);
@@ -184,16 +195,14 @@ TEST_F(CWorkspacePluginTest, WindowGoesOnlyAfterInvalidViewAndTheViewsDestructio
     StartWorkspace();
     CTestView* pView = AddView("first");
     CTestView* pOther = AddView("second");
-    PostView("ACTIVE_VIEW", pView);
-    Deliver();
+    SendView("ACTIVE_VIEW", pView);
     QPointer<QMdiSubWindow> pSubWindow = SubWindowOf(pView);
     ASSERT_NE(pSubWindow, nullptr);
     pSubWindow->close();
     Deliver();
 
     // The repository's answer: INVALID_VIEW, then the view is deleted.
-    PostView("INVALID_VIEW", pView);
-    Deliver();
+    SendView("INVALID_VIEW", pView);
     ASSERT_FALSE(pSubWindow.isNull());
     EXPECT_TRUE(pSubWindow->isVisible());
     EXPECT_EQ(Area()->activeSubWindow(), pSubWindow);
@@ -213,8 +222,7 @@ TEST_F(CWorkspacePluginTest, CloseAfterInvalidViewIsNoLongerReported)
 {
     StartWorkspace();
     CTestView* pView = AddView("first");
-    PostView("INVALID_VIEW", pView);
-    Deliver();
+    SendView("INVALID_VIEW", pView);
     TakeRecords();
 
     QMdiSubWindow* pSubWindow = SubWindowOf(pView);
@@ -229,8 +237,7 @@ TEST_F(CWorkspacePluginTest, UserActivatingAnotherWindowPostsFocusViewForItsView
     StartWorkspace();
     CTestView* pFirst = AddPlacedView("first", QRect(10, 10, 200, 150));
     CTestView* pSecond = AddPlacedView("second", QRect(300, 250, 200, 150));
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
     m_pMainWindow->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
     ASSERT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
@@ -247,14 +254,12 @@ TEST_F(CWorkspacePluginTest, ActiveViewActivatesItsWindowWithoutEchoingFocusView
     StartWorkspace();
     CTestView* pFirst = AddPlacedView("first", QRect(10, 10, 200, 150));
     CTestView* pSecond = AddPlacedView("second", QRect(300, 250, 200, 150));
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
     m_pMainWindow->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
     TakeRecords();
 
-    PostView("ACTIVE_VIEW", pFirst);
-    Deliver();
+    SendView("ACTIVE_VIEW", pFirst);
 
     EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
     EXPECT_EQ(TakeRecords(), (std::vector<SRecord>{{"ACTIVE_VIEW", pFirst}}));
@@ -283,8 +288,7 @@ TEST_F(CWorkspacePluginTest, AreaRestoringItsWindowWhenTheApplicationIsActivated
     CTestView* pSecond = AddView("second", false);
     m_pMainWindow->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
     ASSERT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
     SendApplicationEvent(QEvent::ApplicationDeactivate);
     // The main window has lost the activation as well (to a dialog now closed).
@@ -309,14 +313,12 @@ TEST_F(CWorkspacePluginTest, ActiveViewForAnUnknownOrNullViewChangesNothing)
     StartWorkspace();
     CTestView* pFirst = AddView("first");
     AddView("second");
-    PostView("ACTIVE_VIEW", pFirst);
-    Deliver();
+    SendView("ACTIVE_VIEW", pFirst);
     TakeRecords();
     CTestView stranger("stranger");
 
     PostView("ACTIVE_VIEW", &stranger);
-    PostView("ACTIVE_VIEW", nullptr);
-    Deliver();
+    SendView("ACTIVE_VIEW", nullptr);
 
     EXPECT_EQ(Area()->activeSubWindow(), SubWindowOf(pFirst));
     EXPECT_EQ(TakeRecords(),
@@ -331,8 +333,7 @@ TEST_F(CWorkspacePluginTest, InvalidViewOfAnUnknownViewChangesNothing)
     CTestView stranger("stranger");
 
     PostView("INVALID_VIEW", &stranger);
-    PostView("INVALID_VIEW", nullptr);
-    Deliver();
+    SendView("INVALID_VIEW", nullptr);
     EXPECT_EQ(Area()->subWindowList().size(), 1);
 
     // The known view is still watched: its close is still turned into REMOVE_VIEW.
@@ -345,8 +346,7 @@ TEST_F(CWorkspacePluginTest, InvalidViewOfAnUnknownViewChangesNothing)
 TEST_F(CWorkspacePluginTest, NullViewOnNewViewIsIgnored)
 {
     StartWorkspace();
-    PostView("NEW_VIEW", nullptr);
-    Deliver();
+    SendView("NEW_VIEW", nullptr);
     EXPECT_TRUE(Area()->subWindowList().empty());
     EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
 }
@@ -411,43 +411,13 @@ TEST_F(CWorkspacePluginTest, InitWithoutCommThreadThrowsWrappedHostException)
 
 TEST_F(CWorkspacePluginTest, StandardExceptionInInitArrivesWithoutPrefix)
 {
-    Zarn::CPluginBase* pPlugin =
-        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
-    ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("parent"),
-                        new CThrowingValue<std::runtime_error>(std::runtime_error("no parent")));
-    try
-    {
-        pPlugin->Init(nullptr, parameters);
-        ADD_FAILURE() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
-        EXPECT_STREQ(caught.what(), "no parent");
-    }
-    delete pPlugin;
+    ExpectInitThrows(new CThrowingValue<std::runtime_error>(std::runtime_error("no parent")),
+                     "CWorkspacePlugin::Init", "no parent");
 }
 
 TEST_F(CWorkspacePluginTest, UnknownExceptionInInitArrivesAsUnknwonException)
 {
-    Zarn::CPluginBase* pPlugin =
-        static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Workspace"));
-    ASSERT_NE(pPlugin, nullptr);
-    Zarn::CValueMap parameters;
-    parameters.SetEntry(Zarn::CValue_Key("parent"), new CThrowingValue<int>(7));
-    try
-    {
-        pPlugin->Init(nullptr, parameters);
-        ADD_FAILURE() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "CWorkspacePlugin::Init");
-        EXPECT_STREQ(caught.what(), "UNKNWON EXCEPTION!");
-    }
-    delete pPlugin;
+    ExpectInitThrows(new CThrowingValue<int>(7), "CWorkspacePlugin::Init", "UNKNWON EXCEPTION!");
 }
 
 TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheViewsWidgetsToTheViews)
@@ -573,8 +543,7 @@ TEST_F(CWorkspacePluginTest, ViewDestroyedBeforeItsInvalidViewIsForgottenWithIts
     ASSERT_EQ(Area()->subWindowList().size(), 1);
 
     PostView("INVALID_VIEW", pView); // the address only: the view is gone
-    PostView("ACTIVE_VIEW", pView);
-    Deliver();
+    SendView("ACTIVE_VIEW", pView);
     EXPECT_TRUE(m_pProxy->m_lstCaught.empty());
     EXPECT_EQ(Area()->subWindowList().front(), SubWindowOf(pOther));
 }
@@ -587,8 +556,7 @@ TEST_F(CWorkspacePluginTest, EveryViewHasAWindowInTheAreaAlsoUnderAMaximisedOne)
     CTestView* pFirst = AddView("first");
     CTestView* pSecond = AddView("second", false);
     CTestView* pThird = AddView("third");
-    PostView("ACTIVE_VIEW", pThird);
-    Deliver();
+    SendView("ACTIVE_VIEW", pThird);
 
     ASSERT_EQ(Area()->subWindowList().size(), 3);
     for (CTestView* pView : {pFirst, pSecond, pThird})
@@ -632,12 +600,10 @@ TEST_F(CWorkspacePluginTest, ActiveViewBringsACoveredWindowUpMaximisedWithoutEch
     StartWorkspace();
     CTestView* pFirst = AddView("first", false);
     CTestView* pSecond = AddView("second");
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
     TakeRecords();
 
-    PostView("ACTIVE_VIEW", pFirst);
-    Deliver();
+    SendView("ACTIVE_VIEW", pFirst);
 
     ASSERT_EQ(Area()->subWindowList().size(), 2);
     QMdiSubWindow* pUp = SubWindowOf(pFirst);
@@ -656,14 +622,12 @@ TEST_F(CWorkspacePluginTest, RestoringTheMaximisedWindowShowsTheOthersAtTheirPla
     CTestView* pSmall = m_lstViews.back().get();
     pSmall->m_bShowMaximized = false;
     pSmall->Widget()->setGeometry(30, 40, 200, 100);
-    PostView("NEW_VIEW", pSmall);
-    Deliver();
+    SendView("NEW_VIEW", pSmall);
     const QRect rectSmall = SubWindowOf(pSmall)->geometry();
     CTestView* pMiddle = AddView("middle");
     CTestView* pBig = AddView("big");
     PostView("ACTIVE_VIEW", pMiddle);
-    PostView("ACTIVE_VIEW", pBig);
-    Deliver();
+    SendView("ACTIVE_VIEW", pBig);
     ASSERT_TRUE(SubWindowOf(pMiddle)->isMaximized());
     TakeRecords();
 
@@ -691,11 +655,9 @@ TEST_F(CWorkspacePluginTest, NewViewShownUnderAMaximisedWindowComesUpMaximisedIn
 {
     StartWorkspace();
     CTestView* pBig = AddView("big");
-    PostView("ACTIVE_VIEW", pBig);
-    Deliver();
+    SendView("ACTIVE_VIEW", pBig);
     CTestView* pSmall = AddPlacedView("small", QRect(30, 40, 200, 100));
-    PostView("ACTIVE_VIEW", pSmall);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSmall);
 
     QMdiSubWindow* pSubWindow = SubWindowOf(pSmall);
     EXPECT_EQ(Area()->activeSubWindow(), pSubWindow);
@@ -709,8 +671,7 @@ TEST_F(CWorkspacePluginTest, ClosingACoveredWindowStillPostsRemoveView)
     StartWorkspace();
     CTestView* pFirst = AddView("first");
     CTestView* pSecond = AddView("second");
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
     TakeRecords();
 
     EXPECT_FALSE(SubWindowOf(pFirst)->close());
@@ -725,8 +686,7 @@ TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheCoveredWindowsWidgetsToTh
     StartWorkspace();
     CTestView* pFirst = AddView("first");
     CTestView* pSecond = AddView("second");
-    PostView("ACTIVE_VIEW", pSecond);
-    Deliver();
+    SendView("ACTIVE_VIEW", pSecond);
 
     m_pThread->Unsubscribe(m_pProxy.get());
     delete m_pWorkspace;
@@ -748,8 +708,7 @@ TEST_F(CWorkspacePluginTest, CtrlTabActivatesThePreviousWindowAndReportsTheChoic
     CTestView* pThird = AddView("third");
     PostView("ACTIVE_VIEW", pFirst);
     PostView("ACTIVE_VIEW", pSecond);
-    PostView("ACTIVE_VIEW", pThird);
-    Deliver();
+    SendView("ACTIVE_VIEW", pThird);
     m_pMainWindow->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
     pThird->Widget()->setFocus();

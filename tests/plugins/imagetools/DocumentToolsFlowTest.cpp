@@ -16,6 +16,11 @@
 
 #include "CloseDocumentTool.h"
 #include "DocumentToolsTestTools.h"
+#include "FakeViewFactory.h"
+#include "MessageRecorder.h"
+#include "ModuleEntry.h"
+#include "TestHost.h"
+#include "ValueReading.h"
 
 #include "frame/MessageBoxes.h"
 
@@ -37,9 +42,6 @@
 #include <sstream>
 #include <utility>
 
-// The docview module's entry, linked in from its classes.
-extern "C" void* CreatePluginInstanceEx(const char* name);
-
 using namespace DocumentToolsTest;
 
 namespace
@@ -47,78 +49,32 @@ namespace
 
 const char* const kViewMaker = "DocumentToolsTestViews";
 
-// A view of another module: describes its document and nothing else.
-class CTestView : public Zarn::CPluginBase
-{
-public:
-    explicit CTestView(Zarn::CValueMap* document) : m_pDocument(document) {}
-
-    void Run(Zarn::CValueMap& data) override
-    {
-        data.SetEntry(Zarn::CValue_Key("document"),
-                      new Zarn::CValuePointer<Zarn::CValueMap>(m_pDocument));
-        data.SetEntry(Zarn::CValue_Key("caption"), new Zarn::CValueString("test view"));
-    }
-
-private:
-    Zarn::CValueMap* m_pDocument;
-};
-
-// A view factory of another module: one CTestView for every document.
-class CTestViewMaker : public Zarn::CPluginBase
-{
-public:
-    bool TestParameters(const Zarn::CValueMap& parameters) override
-    {
-        return Zarn::UnwrapPointer<Zarn::CValueMap>(
-                   parameters.Entry(Zarn::CValue_Key("document"), true)) != nullptr;
-    }
-
-    void UpdateParameters(const Zarn::CValueMap& parameters) override
-    {
-        m_pDocument = const_cast<Zarn::CValueMap*>(Zarn::UnwrapPointer<Zarn::CValueMap>(
-            parameters.Entry(Zarn::CValue_Key("document"), true)));
-    }
-
-    void Run(Zarn::CValueMap& data) override
-    {
-        data.SetEntry(Zarn::CValue_Key("view plugin"),
-                      new Zarn::CValuePointer<Zarn::CPluginBase>(new CTestView(m_pDocument)));
-    }
-
-private:
-    Zarn::CValueMap* m_pDocument = nullptr;
-};
-
 // Subscribed first. Records "NAME label" for messages about a document (the label read at
 // delivery), the bare name otherwise.
-class CMessageRecorder : public Zarn::CPluginBase
+class CMessageRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    explicit CMessageRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
-
-    void UpdateParameters(const Zarn::CValueMap& message) override
-    {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        std::string strText = m_pIds->GetMessageName(id);
-        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), false);
-        if (pData != nullptr && pData->GenericType() == Zarn::CValue::vtPointer &&
-            Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CValueMap)))
-        {
-            const Zarn::CValueMap* pDocument = Zarn::UnwrapPointer<Zarn::CValueMap>(pData);
-            strText += " " + (pDocument != nullptr ? Zarn::ImageDocument::Label(*pDocument)
-                                                   : std::string("null"));
-            m_lstDocumentMessages.emplace_back(m_pIds->GetMessageName(id), pDocument);
-        }
-        m_lstMessages.push_back(strText);
-    }
+    using DocViewTest::CMessageRecorder::CMessageRecorder;
 
     std::vector<std::string> m_lstMessages;
     // The name and the document of every message about a document, in order.
     std::vector<std::pair<std::string, const void*>> m_lstDocumentMessages;
 
-private:
-    Zarn::CMessageIdFactory* m_pIds;
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record,
+                   const Zarn::CValue* /*data*/) override
+    {
+        std::string strText = record.m_strName;
+        if (record.m_pElementType != nullptr &&
+            Zarn::AreTypesEqual(*record.m_pElementType, typeid(Zarn::CValueMap)))
+        {
+            const auto* pDocument = static_cast<const Zarn::CValueMap*>(record.m_pPointee);
+            strText += " " + (pDocument != nullptr ? Zarn::ImageDocument::Label(*pDocument)
+                                                   : std::string("null"));
+            m_lstDocumentMessages.emplace_back(record.m_strName, pDocument);
+        }
+        m_lstMessages.push_back(strText);
+    }
 };
 
 struct SBox
@@ -136,23 +92,15 @@ Zarn::CValueMap* ToolDescription(const char* plugin, const char* action)
     return pDescription;
 }
 
-class DocumentToolsFlow : public ::testing::Test
+class DocumentToolsFlow : public DocViewTest::CHostFixture
 {
 protected:
     void SetUp() override
     {
-        m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
-        m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
-        m_pThread = std::make_unique<Zarn::CMessageThread>();
-        // The thread logs what a receiver throws; nothing may land there.
-        m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
-        m_pThread->SetLogger(m_pThreadLogger.get());
-        m_pThread->SetMessageIdFactory(m_pIds.get());
-
-        Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
         Zarn::CPluginLoader::Obj().AddSearchDirectory(MODULE_DIR);
-        Zarn::CPluginLoader::Obj().RegisterPlugin(
-            kViewMaker, []() -> Zarn::CPluginBase* { return new CTestViewMaker; });
+        // One view for every document.
+        m_views.m_fnAccepts = [](const Zarn::CValueMap* pDoc) { return pDoc != nullptr; };
+        DocViewTest::CFakeViewFactory::Register(kViewMaker, &m_views, &m_journal);
         DocView::SetCriticalMessagePresenter(
             [this](const QString& caption, const QString& text) {
                 m_lstBoxes.push_back({caption.toStdString(), text.toStdString()});
@@ -164,10 +112,8 @@ protected:
         m_pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
         ASSERT_NE(m_pRepository, nullptr);
         auto* pViews = new Zarn::CValueVector;
-        auto* pFactory = new Zarn::CValueMap;
-        pFactory->SetEntry(Zarn::CValue_Key("factory"), new Zarn::CValueString(kViewMaker));
-        pFactory->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
-        pViews->PushBack(pFactory);
+        pViews->PushBack(DocViewTest::MapOf({{"factory", new Zarn::CValueString(kViewMaker)},
+                                             {"autocreate", new Zarn::CValueBool(true)}}));
         Zarn::CValueMap parameters;
         parameters.SetEntry(Zarn::CValue_Key("views"), pViews);
         m_pRepository->Init(nullptr, parameters);
@@ -190,8 +136,7 @@ protected:
         DocView::SetCriticalMessagePresenter(nullptr);
         Zarn::CPluginLoader::Obj().UnregisterPlugin(kViewMaker);
         Zarn::CPluginLoader::Obj().UnregisterPlugin("CloseDocument");
-        Zarn::UnregisterHostObjects();
-        m_pThread.reset();
+        DocViewTest::CHostFixture::TearDown();
     }
 
     // The toolbox with these tool descriptions (taken), subscribed after the repository.
@@ -209,13 +154,6 @@ protected:
         m_pToolbox->Init(nullptr, parameters);
         m_pThread->Subscribe(m_pToolbox);
         Deliver();
-    }
-
-    void Post(const char* name, Zarn::CValue* data)
-    {
-        m_pThread->TakeMessage(
-            new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
-            Zarn::CMessage::mmQueued);
     }
 
     void Trigger(const char* action)
@@ -266,12 +204,8 @@ protected:
     }
 
     CTempFolder m_folder;
-    std::ostringstream m_logText;
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pLogger;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
+    DocViewTest::SJournal m_journal;
+    DocViewTest::SFactoryBehaviour m_views;
     std::unique_ptr<CMessageRecorder> m_pRecorder;
     Zarn::CPluginBase* m_pRepository = nullptr;
     Zarn::CPluginBase* m_pToolbox = nullptr;

@@ -4,6 +4,7 @@
 // and answers for the tools' dialogs that a test installs for its own duration.
 
 #include "DocumentDialogs.h"
+#include "TempFolder.h"
 
 #include <Zarn/Image/Image.h>
 #include <Zarn/Image/TekaHeaderTools.h>
@@ -26,33 +27,7 @@ namespace DocumentToolsTest
 
 namespace fs = std::filesystem;
 
-// A new empty folder under the system's temporary folder, removed with everything in it.
-class CTempFolder
-{
-public:
-    CTempFolder()
-    {
-        std::string strTemplate = (fs::temp_directory_path() / "docview-doctools-XXXXXX").string();
-        if (::mkdtemp(strTemplate.data()) == nullptr)
-        {
-            throw std::runtime_error("cannot make a temporary folder");
-        }
-        m_path = strTemplate;
-    }
-    CTempFolder(const CTempFolder&) = delete;
-    CTempFolder& operator=(const CTempFolder&) = delete;
-    ~CTempFolder()
-    {
-        std::error_code error;
-        fs::remove_all(m_path, error);
-    }
-    std::string File(const std::string& name) const { return (m_path / name).string(); }
-    std::string Path() const { return m_path.string(); }
-    bool IsEmpty() const { return fs::is_empty(m_path); }
-
-private:
-    fs::path m_path;
-};
+using DocViewTest::CTempFolder;
 
 // A 16-bit grey image whose pixels all differ in both bytes, with a header entry.
 inline Zarn::CImage* NewUInt16Image()

@@ -125,6 +125,23 @@ namespace
 class ImageToolWithDialog : public ImageToolInToolbox
 {
 protected:
+    // Median with the parameter dialog, its size as left by a run on an 8-bit image: 7.
+    static Zarn::CValueMap* MedianOfSizeSeven()
+    {
+        Zarn::CValueMap* pDescription =
+            ToolDescription("Median", "median", true, "ParameterDialog");
+        auto* pList = new Zarn::CValueVector;
+        pList->PushBack(DocViewTest::MapOf({{"name", new Zarn::CValueString("size")},
+                                            {"label", new Zarn::CValueString("Size")},
+                                            {"type", new Zarn::CValueString("int")},
+                                            {"min", new Zarn::CValueLong(3)},
+                                            {"max", new Zarn::CValueLong(255)},
+                                            {"step", new Zarn::CValueLong(2)}}));
+        pDescription->SetEntry(Zarn::CValue_Key("parameter list"), pList);
+        pDescription->SetEntry("parameters/size", new Zarn::CValueLong(7));
+        return pDescription;
+    }
+
     void SetUp() override
     {
         ImageToolInToolbox::SetUp();
@@ -214,20 +231,7 @@ TEST_F(ImageToolWithDialog,
        MedianSizeSevenStaysOfferedOnASixteenBitImageAndItsDialogAsksForOneThatFits)
 {
     StartRepository();
-    Zarn::CValueMap* pDescription = ToolDescription("Median", "median", true, "ParameterDialog");
-    auto* pList = new Zarn::CValueVector;
-    auto* pSize = new Zarn::CValueMap;
-    pSize->SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("size"));
-    pSize->SetEntry(Zarn::CValue_Key("label"), new Zarn::CValueString("Size"));
-    pSize->SetEntry(Zarn::CValue_Key("type"), new Zarn::CValueString("int"));
-    pSize->SetEntry(Zarn::CValue_Key("min"), new Zarn::CValueLong(3));
-    pSize->SetEntry(Zarn::CValue_Key("max"), new Zarn::CValueLong(255));
-    pSize->SetEntry(Zarn::CValue_Key("step"), new Zarn::CValueLong(2));
-    pList->PushBack(pSize);
-    pDescription->SetEntry(Zarn::CValue_Key("parameter list"), pList);
-    // As left by a run on an 8-bit image.
-    pDescription->SetEntry("parameters/size", new Zarn::CValueLong(7));
-    StartToolbox(ToolboxParameters({pDescription}));
+    StartToolbox(ToolboxParameters({MedianOfSizeSeven()}));
 
     ToolboxTest::CFakeView flatView;
     Focus(Zarn::ImageDocument::Create(new Zarn::CImage(RandomImage(IImage::etUInt8)), "flat"),

@@ -3,6 +3,9 @@
 // seen only through the plug-in contract and their widgets, as the containers see them.
 
 #include "ImageViewTestSupport.h"
+#include "MessageRecorder.h"
+#include "TestHost.h"
+#include "ValueReading.h"
 
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/Message.h>
@@ -33,57 +36,27 @@ namespace
 
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
 
-// Subscribed before the repository: keeps every view that NEW_VIEW announces.
-class CNewViewRecorder : public Zarn::CPluginBase
-{
-public:
-    explicit CNewViewRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
-
-    void UpdateParameters(const Zarn::CValueMap& message) override
-    {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        if (std::string(m_pIds->GetMessageName(id)) != "NEW_VIEW")
-        {
-            return;
-        }
-        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
-        m_lstViews.push_back(
-            static_cast<Zarn::CPluginBase*>(const_cast<void*>(pData->Pointer()->Void())));
-    }
-
-    std::vector<Zarn::CPluginBase*> m_lstViews;
-
-private:
-    Zarn::CMessageIdFactory* m_pIds;
-};
-
 // Records the "crop" entry of every UPDATE_CONTROLS that names it.
-class CControlsRecorder : public Zarn::CPluginBase
+class CControlsRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    explicit CControlsRecorder(Zarn::CMessageIdFactory* ids) : m_pIds(ids) {}
-
-    void UpdateParameters(const Zarn::CValueMap& message) override
-    {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        if (std::string(m_pIds->GetMessageName(id)) != "UPDATE_CONTROLS")
-        {
-            return;
-        }
-        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
-        if (pData->Map() != nullptr && pData->Map()->HasEntry(Zarn::CValue_Key("crop")))
-        {
-            m_lstCrop.push_back(pData->Map()->EntryBool(Zarn::CValue_Key("crop")));
-        }
-    }
+    using DocViewTest::CMessageRecorder::CMessageRecorder;
 
     std::vector<bool> m_lstCrop;
 
-private:
-    Zarn::CMessageIdFactory* m_pIds;
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record,
+                   const Zarn::CValue* /*data*/) override
+    {
+        if (record.m_strName == "UPDATE_CONTROLS" &&
+            record.m_data.HasEntry(Zarn::CValue_Key("crop")))
+        {
+            m_lstCrop.push_back(record.m_data.EntryBool(Zarn::CValue_Key("crop")));
+        }
+    }
 };
 
-class ImageViewFlow : public ::testing::Test
+class ImageViewFlow : public DocViewTest::CHostFixture
 {
 protected:
     static void SetUpTestSuite()
@@ -96,22 +69,14 @@ protected:
     {
         ASSERT_TRUE(m_cacheDir.isValid());
         setenv("XDG_CACHE_HOME", m_cacheDir.path().toUtf8().constData(), 1);
-        m_pLogger = std::make_unique<Zarn::CLogger>(&m_logText);
-        m_pIds = std::make_unique<Zarn::CMessageIdFactory>();
-        m_pThread = std::make_unique<Zarn::CMessageThread>();
-        m_pThreadLogger = std::make_unique<Zarn::CLogger>(&m_threadLogText);
-        m_pThread->SetLogger(m_pThreadLogger.get());
-        m_pThread->SetMessageIdFactory(m_pIds.get());
-        Zarn::RegisterHostObjects(m_pThread.get(), m_pIds.get(), m_pLogger.get());
 
         m_pRepository.reset(Zarn::GetNewPluginInstance("Repository"));
         ASSERT_NE(m_pRepository, nullptr) << "no Repository in " << MODULE_DIR;
         auto* pViews = new Zarn::CValueVector;
-        auto* pEntry = new Zarn::CValueMap;
-        pEntry->SetEntry(Zarn::CValue_Key("factory"), new Zarn::CValueString("ImageViewFactory"));
-        pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
-        pEntry->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString("new_view"));
-        pViews->PushBack(pEntry);
+        pViews->PushBack(
+            DocViewTest::MapOf({{"factory", new Zarn::CValueString("ImageViewFactory")},
+                                {"autocreate", new Zarn::CValueBool(true)},
+                                {"action", new Zarn::CValueString("new_view")}}));
         Zarn::CValueMap parameters;
         parameters.SetEntry(Zarn::CValue_Key("name"), new Zarn::CValueString("ImageRepository"));
         parameters.SetEntry(Zarn::CValue_Key("views"), pViews);
@@ -119,7 +84,7 @@ protected:
         ASSERT_NE(m_logText.str().find("ImageViewFactory loaded."), std::string::npos)
             << m_logText.str();
 
-        m_pRecorder = std::make_unique<CNewViewRecorder>(m_pIds.get());
+        m_pRecorder = std::make_unique<DocViewTest::CMessageRecorder>(m_pIds.get());
         m_pThread->Subscribe(m_pRecorder.get());
         m_pThread->Subscribe(m_pRepository.get());
     }
@@ -145,17 +110,15 @@ protected:
             m_pThread->Unsubscribe(m_pRecorder.get());
         }
         QCoreApplication::processEvents();
-        Zarn::UnregisterHostObjects();
         Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key(kInheritSettings));
-        m_pThread.reset();
+        DocViewTest::CHostFixture::TearDown();
         unsetenv("XDG_CACHE_HOME");
     }
 
+    // Posts and delivers.
     void Post(const char* name, Zarn::CValue* data)
     {
-        m_pThread->TakeMessage(
-            new Zarn::CMessage(m_pIds->GetMessageId(name), data, Zarn::CMessage::priNormal),
-            Zarn::CMessage::mmQueued);
+        DocViewTest::CTestHost::Post(name, data);
         Deliver();
     }
 
@@ -172,12 +135,10 @@ protected:
     {
         m_pToolbox.reset(Zarn::GetNewPluginInstance("Toolbox"));
         ASSERT_NE(m_pToolbox, nullptr) << "no Toolbox in " << MODULE_DIR;
-        auto* pCrop = new Zarn::CValueMap;
-        pCrop->SetEntry(Zarn::CValue_Key("plugin"), new Zarn::CValueString("Crop"));
-        pCrop->SetEntry(Zarn::CValue_Key("callaction"), new Zarn::CValueString("crop"));
-        pCrop->SetEntry(Zarn::CValue_Key("threaded"), new Zarn::CValueBool(false));
         auto* pTools = new Zarn::CValueVector;
-        pTools->PushBack(pCrop);
+        pTools->PushBack(DocViewTest::MapOf({{"plugin", new Zarn::CValueString("Crop")},
+                                             {"callaction", new Zarn::CValueString("crop")},
+                                             {"threaded", new Zarn::CValueBool(false)}}));
         Zarn::CValueMap parameters;
         parameters.SetEntry(Zarn::CValue_Key("tool plugins"), pTools);
         m_pToolbox->Init(nullptr, parameters);
@@ -200,7 +161,17 @@ protected:
                                         new Zarn::CValueBool(bInherit));
     }
 
-    std::vector<Zarn::CPluginBase*>& Views() { return m_pRecorder->m_lstViews; }
+    // Every view that NEW_VIEW announced, in order.
+    std::vector<Zarn::CPluginBase*> Views() const
+    {
+        std::vector<Zarn::CPluginBase*> lstViews;
+        for (const DocViewTest::SRecordedMessage& record : m_pRecorder->Named("NEW_VIEW"))
+        {
+            lstViews.push_back(
+                static_cast<Zarn::CPluginBase*>(const_cast<void*>(record.m_pPointee)));
+        }
+        return lstViews;
+    }
 
     static Zarn::CValueMap Describe(Zarn::CPluginBase* view)
     {
@@ -235,14 +206,9 @@ protected:
     }
 
     QTemporaryDir m_cacheDir;
-    std::ostringstream m_logText;
-    std::ostringstream m_threadLogText;
-    std::unique_ptr<Zarn::CLogger> m_pLogger;
-    std::unique_ptr<Zarn::CLogger> m_pThreadLogger;
-    std::unique_ptr<Zarn::CMessageIdFactory> m_pIds;
-    std::unique_ptr<Zarn::CMessageThread> m_pThread;
     std::unique_ptr<Zarn::CPluginBase> m_pRepository;
-    std::unique_ptr<CNewViewRecorder> m_pRecorder;
+    // Subscribed before the repository.
+    std::unique_ptr<DocViewTest::CMessageRecorder> m_pRecorder;
     std::unique_ptr<Zarn::CPluginBase> m_pToolbox;
     std::unique_ptr<CControlsRecorder> m_pControls;
 };

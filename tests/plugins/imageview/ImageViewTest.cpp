@@ -5,6 +5,8 @@
 #include "ImageViewPlugin.h"
 #include "ImageViewTestSupport.h"
 #include "ImageViewWidget.h"
+#include "MessageRecorder.h"
+#include "TestHost.h"
 
 #include <Zarn/Image/TekaHeaderTools.h>
 #include <Zarn/Log/Logger.h>
@@ -696,46 +698,36 @@ namespace
 
 // The host objects of a program, registered for the view to borrow; records the CHANGED_VIEW
 // messages delivered and the view each names.
-class CChangedViewRecorder : public Zarn::CPluginBase
+class CChangedViewRecorder : public DocViewTest::CMessageRecorder
 {
 public:
-    CChangedViewRecorder() : m_logger(&m_logText)
+    CChangedViewRecorder() : DocViewTest::CMessageRecorder(nullptr)
     {
-        m_thread.SetLogger(&m_logger);
-        m_thread.SetMessageIdFactory(&m_ids);
-        Zarn::RegisterHostObjects(&m_thread, &m_ids, &m_logger);
-        m_thread.Subscribe(this);
+        m_pIds = m_host.m_pIds.get();
+        m_host.m_pThread->Subscribe(this);
     }
-    ~CChangedViewRecorder() override
-    {
-        m_thread.Unsubscribe(this);
-        Zarn::UnregisterHostObjects();
-    }
-
-    void UpdateParameters(const Zarn::CValueMap& message) override
-    {
-        const int id = static_cast<int>(message.EntryLong(Zarn::CValue_Key("id")));
-        if (std::string(m_ids.GetMessageName(id)) != "CHANGED_VIEW")
-        {
-            return;
-        }
-        const Zarn::CValue* pData = message.Entry(Zarn::CValue_Key("data"), true);
-        EXPECT_TRUE(Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CPluginBase)));
-        m_lstViews.push_back(Zarn::UnwrapPointer<Zarn::CPluginBase>(pData));
-    }
+    ~CChangedViewRecorder() override { m_host.m_pThread->Unsubscribe(this); }
 
     // The views named since the last call.
     std::vector<const Zarn::CPluginBase*> Take()
     {
-        m_thread.DeliverUntilIdle();
+        m_host.Deliver();
         return std::exchange(m_lstViews, {});
     }
 
+protected:
+    void OnMessage(const DocViewTest::SRecordedMessage& record, const Zarn::CValue* pData) override
+    {
+        if (record.m_strName != "CHANGED_VIEW")
+        {
+            return;
+        }
+        EXPECT_TRUE(Zarn::AreTypesEqual(pData->ElementType(), typeid(Zarn::CPluginBase)));
+        m_lstViews.push_back(Zarn::UnwrapPointer<Zarn::CPluginBase>(pData));
+    }
+
 private:
-    std::ostringstream m_logText;
-    Zarn::CLogger m_logger;
-    Zarn::CMessageIdFactory m_ids;
-    Zarn::CMessageThread m_thread;
+    DocViewTest::CTestHost m_host;
     std::vector<const Zarn::CPluginBase*> m_lstViews;
 };
 
