@@ -431,12 +431,12 @@ void CToolboxPlugin::RegisterEntry(const Zarn::CValueMap& description, bool bReg
     }
     m_actionNames[strCallAction] = shortName;
 
-    // A second description with the same call action takes the slot; the entry it replaces is
-    // released with every slot that named it.
+    // A second description with the same call action takes the slot. The entry it replaces stays
+    // alive until the toolbox ends: a configuration action of its own may still name it.
     const auto itOld = m_actions.find(strCallAction);
-    if (itOld != m_actions.end())
+    if (itOld != m_actions.end() && itOld->second != nullptr)
     {
-        ReleaseEntry(TakeEntry(itOld->second.get()));
+        m_replacedEntries.push_back(std::move(itOld->second));
     }
     if (!configAction.empty())
     {
@@ -473,6 +473,7 @@ void CToolboxPlugin::DeleteData()
         pEntry.reset();
     }
     m_actions.clear();
+    m_replacedEntries.clear();
     m_retiredEntries.clear();
 }
 

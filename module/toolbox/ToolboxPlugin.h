@@ -204,5 +204,8 @@ private:
     std::map<std::string, std::string> m_actionNames; // the tool's file name, no directory
     std::map<CToolThread*, SRun> m_runs;              // keyed by the thread the message names
     std::vector<std::unique_ptr<CToolEntry>> m_retiredEntries; // out of the maps, runs in flight
-    const DocView::CMessageTable m_messages;                   // built once; handlers use `this`
+    // Entries a later description under the same call action replaced, in that order; released
+    // with the others.
+    std::vector<std::unique_ptr<CToolEntry>> m_replacedEntries;
+    const DocView::CMessageTable m_messages; // built once; handlers use `this`
 };

@@ -58,17 +58,18 @@ protected:
 
 } // namespace
 
-TEST_F(ToolboxOwnership, EntryReplacedByASecondToolUnderTheSameActionIsReleasedAtOnce)
+// The replaced tool was leaked: it never saw DeleteData nor its destructor.
+TEST_F(ToolboxOwnership, EntryReplacedByASecondToolUnderTheSameActionIsReleasedWithTheToolbox)
 {
     SToolBehaviour& blur = RegisterTool("blur");
     SToolBehaviour& sharpen = RegisterTool("sharpen");
     StartToolbox(ToolboxParameters(
         {ToolDescription("blur", "run_filter"), ToolDescription("sharpen", "run_filter")}));
 
-    // The second description takes the action; the first tool is released, not left behind.
+    // The second description takes the action; the first tool stays until the toolbox ends.
     EXPECT_EQ(blur.m_nInstances, 1);
-    EXPECT_EQ(blur.m_nDeleteData, 1);
-    EXPECT_EQ(blur.m_nDestroyed, 1);
+    EXPECT_EQ(blur.m_nDeleteData, 0);
+    EXPECT_EQ(blur.m_nDestroyed, 0);
     EXPECT_EQ(sharpen.m_nDestroyed, 0);
 
     PostText("ON_ACTION", "run_filter");
@@ -77,11 +78,13 @@ TEST_F(ToolboxOwnership, EntryReplacedByASecondToolUnderTheSameActionIsReleasedA
     EXPECT_EQ(sharpen.m_nRuns, 1);
 
     m_pToolbox->DeleteData();
+    EXPECT_EQ(blur.m_nDeleteData, 1);
     EXPECT_EQ(blur.m_nDestroyed, 1);
     EXPECT_EQ(sharpen.m_nDestroyed, 1);
 }
 
-TEST_F(ToolboxOwnership, ReplacedEntryTakesItsConfigurationActionAlong)
+// The replaced entry's own configuration action still reaches a live entry, and both go at the end.
+TEST_F(ToolboxOwnership, ReplacedEntryKeepsItsConfigurationActionUntilTheToolboxEnds)
 {
     SToolBehaviour& blur = RegisterTool("blur");
     SConfigBehaviour& dialog = RegisterConfig("blurdialog");
@@ -89,16 +92,19 @@ TEST_F(ToolboxOwnership, ReplacedEntryTakesItsConfigurationActionAlong)
     StartToolbox(ToolboxParameters(
         {ToolDescription("blur", "run_filter", std::nullopt, "blurdialog", "configure_filter"),
          ToolDescription("sharpen", "run_filter")}));
-    EXPECT_EQ(blur.m_nDestroyed, 1);
-    EXPECT_EQ(dialog.m_nDestroyed, 1);
+    EXPECT_EQ(blur.m_nDestroyed, 0);
+    EXPECT_EQ(dialog.m_nDestroyed, 0);
 
-    // The configuration action named the released entry: it is gone with it.
     PostText("ON_ACTION", "configure_filter");
     Deliver();
-    EXPECT_TRUE(dialog.m_lstConfigUser.empty());
+    EXPECT_EQ(dialog.m_lstConfigUser.size(), 1U);
+
+    m_pToolbox->DeleteData();
+    EXPECT_EQ(blur.m_nDestroyed, 1);
+    EXPECT_EQ(dialog.m_nDestroyed, 1);
 }
 
-TEST_F(ToolboxOwnership, EntryReplacedWhileItsToolRunsInAThreadGoesWhenTheRunIsCollected)
+TEST_F(ToolboxOwnership, EntryReplacedWhileItsToolRunsInAThreadOutlivesTheRunAndGoesAtTheEnd)
 {
     SToolBehaviour& blur = RegisterTool("blur");
     std::promise<void> release;
@@ -121,8 +127,11 @@ TEST_F(ToolboxOwnership, EntryReplacedWhileItsToolRunsInAThreadGoesWhenTheRunIsC
 
     release.set_value();
     ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", 1));
+    EXPECT_EQ(blur.m_nDestroyed, 0);
+
+    m_pToolbox->DeleteData();
     EXPECT_EQ(blur.m_nDestroyedWhileRunning, 0);
-    EXPECT_EQ(blur.m_nDestroyed, 1);
+    EXPECT_EQ(blur.m_nDestroyed, 2);
 }
 
 TEST_F(ToolboxOwnership, ToolThatFailsToLoadIsLoggedAsAnErrorNamingIt)
