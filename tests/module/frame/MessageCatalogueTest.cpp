@@ -8,13 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace
@@ -36,11 +37,48 @@ std::string ReadFile(const std::filesystem::path& path)
     return text.str();
 }
 
+bool IsCapitalName(std::string_view text)
+{
+    if (text.size() < 4 || text[0] < 'A' || text[0] > 'Z')
+    {
+        return false;
+    }
+    return std::all_of(text.begin(), text.end(),
+                       [](char c)
+                       { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; });
+}
+
+// The texts between pairs of double quotes on each line that are all capitals, digits and
+// underscores, four or more long.
+std::vector<std::string> CapitalLiterals(const std::string& text)
+{
+    std::vector<std::string> lstFound;
+    std::istringstream lines(text);
+    std::string strLine;
+    while (std::getline(lines, strLine))
+    {
+        for (size_t nOpen = strLine.find('"'); nOpen != std::string::npos;)
+        {
+            const size_t nClose = strLine.find('"', nOpen + 1);
+            if (nClose == std::string::npos)
+            {
+                break;
+            }
+            const std::string_view literal(strLine.data() + nOpen + 1, nClose - nOpen - 1);
+            if (IsCapitalName(literal))
+            {
+                lstFound.emplace_back(literal);
+            }
+            nOpen = strLine.find('"', nClose + 1);
+        }
+    }
+    return lstFound;
+}
+
 // Every all-capitals string literal of four or more letters in the sources of the module, the
 // image plug-ins and the programs, with the file it stands in.
 std::vector<std::pair<std::string, std::string>> CapitalLiteralsInSources()
 {
-    const std::regex literal("\"([A-Z][A-Z0-9_]{3,})\"");
     std::vector<std::pair<std::string, std::string>> lstFound;
     for (const char* szFolder : {"module", "plugins", "app"})
     {
@@ -52,11 +90,9 @@ std::vector<std::pair<std::string, std::string>> CapitalLiteralsInSources()
             {
                 continue;
             }
-            const std::string strText = ReadFile(entry.path());
-            for (std::sregex_iterator it(strText.begin(), strText.end(), literal), end; it != end;
-                 ++it)
+            for (std::string& strName : CapitalLiterals(ReadFile(entry.path())))
             {
-                lstFound.emplace_back((*it)[1].str(), entry.path().string());
+                lstFound.emplace_back(std::move(strName), entry.path().string());
             }
         }
     }
