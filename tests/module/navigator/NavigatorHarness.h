@@ -37,12 +37,13 @@ using DocViewTest::SCaught;
 class CFakeView : public DocViewTest::CFakeView
 {
 public:
-    CFakeView(std::optional<std::string> caption, std::optional<std::string> description,
-              std::optional<std::string> icon = std::nullopt)
-        : DocViewTest::CFakeView(std::move(caption))
+    CFakeView(const std::optional<std::string>& caption,
+              const std::optional<std::string>& description,
+              const std::optional<std::string>& icon = std::nullopt)
+        : DocViewTest::CFakeView(caption)
     {
-        m_strDescription = std::move(description);
-        m_strIcon = std::move(icon);
+        m_strDescription = description;
+        m_strIcon = icon;
     }
 };
 
