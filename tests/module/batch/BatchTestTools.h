@@ -1,9 +1,12 @@
 #pragma once
 
+#include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/Image.h>
 #include <Zarn/Value/ValueContainer.h>
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -71,5 +74,20 @@ void RegisterTools();
 std::unique_ptr<Zarn::CImage> MakeRamp(unsigned int width, unsigned int height);
 // One pixel of a single-channel 16-bit image.
 unsigned short PixelAt(const Zarn::CImage& image, unsigned int x, unsigned int y);
+
+// Runs `action` and returns the host error it throws; empty when it throws none. Errors of
+// other kinds pass through to the test.
+inline std::optional<Zarn::CException> CatchHostError(const std::function<void()>& action)
+{
+    try
+    {
+        action();
+    }
+    catch (const Zarn::CException& caught)
+    {
+        return caught;
+    }
+    return std::nullopt;
+}
 
 } // namespace BatchTestTools

@@ -318,20 +318,18 @@ TEST_F(CBatcherTest, RepeatUntilLoopWithoutItsConditionDoesNotEnd)
 
 TEST_F(CBatcherTest, LoopConditionThatIsNotABoolIsRejected)
 {
-    try
-    {
-        Run(R"([
+    const std::optional<Zarn::CException> caught = CatchHostError(
+        [&]
+        {
+            Run(R"([
             {"type": "config plugin", "plugin": "TestConfig", "answer": {"more": 1}},
             {"type": "loop", "subtype": "while-do", "condition identifier": "more",
              "loopbody": []}])");
-        FAIL() << "no rejection";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(),
-                     "CImageProcessBatcher::EvalLoopCondition( const Zarn::CValueMap& )");
-        EXPECT_STREQ(caught.what(), "invalid condition value (value must be bool)");
-    }
+        });
+    ASSERT_TRUE(caught) << "no rejection";
+    EXPECT_STREQ(caught->function(),
+                 "CImageProcessBatcher::EvalLoopCondition( const Zarn::CValueMap& )");
+    EXPECT_STREQ(caught->what(), "invalid condition value (value must be bool)");
 }
 
 TEST_F(CBatcherTest, KeepImageStartsEveryPassAndTheNextStepFromTheLoopsImage)
@@ -422,18 +420,15 @@ TEST_F(CBatcherTest, EmptyThenBodyDoesNothing)
 
 TEST_F(CBatcherTest, ConditionIdentifierMissingFromParametersIsRejected)
 {
-    try
-    {
-        Run(R"([{"type": "condition", "subtype": "equal", "condition identifier": "mode",
+    const std::optional<Zarn::CException> caught = CatchHostError(
+        [&]
+        {
+            Run(R"([{"type": "condition", "subtype": "equal", "condition identifier": "mode",
                  "condition value": 1, "thenbody": []}])");
-        FAIL() << "no rejection";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(),
-                     "CImageProcessBatcher::FindConditionValue( const string& )");
-        EXPECT_STREQ(caught.what(), "condition key \"mode\" not present in parameter map");
-    }
+        });
+    ASSERT_TRUE(caught) << "no rejection";
+    EXPECT_STREQ(caught->function(), "CImageProcessBatcher::FindConditionValue( const string& )");
+    EXPECT_STREQ(caught->what(), "condition key \"mode\" not present in parameter map");
 }
 
 TEST_F(CBatcherTest, ConditionIdentifierIsOneKeyNotAPath)

@@ -58,17 +58,12 @@ TEST_F(CPluginExecutorTest, RunPluginLeavesThePluginsAnswersInTheCallersMap)
 TEST_F(CPluginExecutorTest, RejectedParametersStopBeforeUpdateAndRun)
 {
     Zarn::CValueMap parameters;
-    try
-    {
-        ::PluginExecutor::RunPlugin(kRejecting, parameters);
-        FAIL() << "no rejection";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "PluginExecutor::RunPlugin");
-        EXPECT_STREQ(caught.what(), "Plugin 'TestRejecting' did not accept parameter set "
-                                    "(TestParameters returned an error).");
-    }
+    const std::optional<Zarn::CException> caught =
+        CatchHostError([&] { ::PluginExecutor::RunPlugin(kRejecting, parameters); });
+    ASSERT_TRUE(caught) << "no rejection";
+    EXPECT_STREQ(caught->function(), "PluginExecutor::RunPlugin");
+    EXPECT_STREQ(caught->what(), "Plugin 'TestRejecting' did not accept parameter set "
+                                 "(TestParameters returned an error).");
     EXPECT_EQ(CountCalls("TestRejecting:UpdateParameters"), 0);
     EXPECT_EQ(CountCalls("TestRejecting:Run"), 0);
     EXPECT_EQ(CountCalls("TestRejecting:~"), 1);
@@ -77,17 +72,12 @@ TEST_F(CPluginExecutorTest, RejectedParametersStopBeforeUpdateAndRun)
 TEST_F(CPluginExecutorTest, ThrowingUpdateParametersIsReplacedAndRunIsNotCalled)
 {
     Zarn::CValueMap parameters;
-    try
-    {
-        ::PluginExecutor::RunPlugin(kUpdateThrowing, parameters);
-        FAIL() << "no rejection";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "PluginExecutor::RunPlugin");
-        EXPECT_STREQ(caught.what(),
-                     "Plugin did not accept parameter set (UpdateParameters returned an error).");
-    }
+    const std::optional<Zarn::CException> caught =
+        CatchHostError([&] { ::PluginExecutor::RunPlugin(kUpdateThrowing, parameters); });
+    ASSERT_TRUE(caught) << "no rejection";
+    EXPECT_STREQ(caught->function(), "PluginExecutor::RunPlugin");
+    EXPECT_STREQ(caught->what(),
+                 "Plugin did not accept parameter set (UpdateParameters returned an error).");
     EXPECT_EQ(CountCalls("TestUpdateThrowing:Run"), 0);
     EXPECT_EQ(CountCalls("TestUpdateThrowing:~"), 1);
 }
@@ -95,17 +85,12 @@ TEST_F(CPluginExecutorTest, ThrowingUpdateParametersIsReplacedAndRunIsNotCalled)
 TEST_F(CPluginExecutorTest, ExceptionOfTheRunPassesUnchanged)
 {
     Zarn::CValueMap parameters;
-    try
-    {
-        ::PluginExecutor::RunPlugin(kRunThrowing, parameters);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "TestRunThrowing::Run");
-        EXPECT_STREQ(caught.what(), "run failed");
-        EXPECT_STREQ(caught.instance(), "tool instance");
-    }
+    const std::optional<Zarn::CException> caught =
+        CatchHostError([&] { ::PluginExecutor::RunPlugin(kRunThrowing, parameters); });
+    ASSERT_TRUE(caught) << "no exception";
+    EXPECT_STREQ(caught->function(), "TestRunThrowing::Run");
+    EXPECT_STREQ(caught->what(), "run failed");
+    EXPECT_STREQ(caught->instance(), "tool instance");
     EXPECT_EQ(CountCalls("TestRunThrowing:~"), 1);
     EXPECT_TRUE(parameters.IsEmpty());
 }
@@ -224,17 +209,15 @@ TEST_F(CPluginExecutorTest, OutputWithoutDocumentsIsNoOutput)
 {
     auto pImage = MakeRamp(5, 4);
     Zarn::CValueMap output;
-    try
-    {
-        ::PluginExecutor::RunImageToolPlugin(kNoDocuments, pImage.get(), Zarn::CValueMap(), output,
-                                             "x");
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.function(), "PluginExecutor::RunImageToolPlugin");
-        EXPECT_STREQ(caught.what(), "No output map from Plugin available.");
-    }
+    const std::optional<Zarn::CException> caught = CatchHostError(
+        [&]
+        {
+            ::PluginExecutor::RunImageToolPlugin(kNoDocuments, pImage.get(), Zarn::CValueMap(),
+                                                 output, "x");
+        });
+    ASSERT_TRUE(caught) << "no exception";
+    EXPECT_STREQ(caught->function(), "PluginExecutor::RunImageToolPlugin");
+    EXPECT_STREQ(caught->what(), "No output map from Plugin available.");
     // The tool's "output" still reaches the caller.
     EXPECT_TRUE(output.HasEntry("output/message"));
 }
@@ -243,15 +226,13 @@ TEST_F(CPluginExecutorTest, ToolWithoutAnyOutputIsNoOutput)
 {
     auto pImage = MakeRamp(5, 4);
     Zarn::CValueMap output;
-    try
-    {
-        ::PluginExecutor::RunImageToolPlugin(kConfig, pImage.get(), Zarn::CValueMap(), output, "x");
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_STREQ(caught.what(), "No output map from Plugin available.");
-    }
+    const std::optional<Zarn::CException> caught = CatchHostError(
+        [&] {
+            ::PluginExecutor::RunImageToolPlugin(kConfig, pImage.get(), Zarn::CValueMap(), output,
+                                                 "x");
+        });
+    ASSERT_TRUE(caught) << "no exception";
+    EXPECT_STREQ(caught->what(), "No output map from Plugin available.");
     EXPECT_TRUE(output.IsEmpty());
 }
 

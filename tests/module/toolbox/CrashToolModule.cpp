@@ -136,25 +136,11 @@ public:
             data.SetEntry(Zarn::CValue_Path("output/done"), new Zarn::CValueBool(true));
             return;
         }
-        if (m_strCrash == "null")
-        {
-            *g_pNothing = 1;
-        }
-        else if (m_strCrash == "divide")
-        {
-            volatile int nOne = 1;
-            volatile int nResult = nOne / g_nZero;
-            (void)nResult;
-        }
-        else if (m_strCrash == "recurse")
+        if (m_strCrash == "recurse")
         {
             // Nothing may be allocated before the recursion: the jump out would leak it.
             const int nDepth = Recurse(0);
             data.SetEntry(Zarn::CValue_Key("depth"), new Zarn::CValueLong(nDepth));
-        }
-        else if (m_strCrash == "throw")
-        {
-            throw std::runtime_error("bad size");
         }
         else if (m_strCrash == "bad_alloc")
         {
@@ -163,6 +149,10 @@ public:
         else if (m_strCrash == "interrupt")
         {
             std::raise(SIGINT);
+        }
+        else
+        {
+            Crash(m_strCrash); // the null write, the division and the thrown bad size
         }
         data.SetEntry(Zarn::CValue_Path("output/done"), new Zarn::CValueBool(true));
     }

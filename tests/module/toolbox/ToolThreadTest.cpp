@@ -196,10 +196,7 @@ TEST_F(ToolThread, ReportedErrorShowsItsMessageAndExitAsksForShutdown)
     };
     RunAndCollect();
     Deliver();
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Error while running plugin");
-    EXPECT_EQ(boxes[0].m_strText, "The image is empty.");
+    ExpectOneBox("Error while running plugin", "The image is empty.");
     EXPECT_EQ(CountMessages("SHUTDOWN (no data)"), 1U);
 }
 
@@ -261,12 +258,9 @@ TEST_F(ToolThread, HostErrorOfAThreadedToolIsReportedAndTheToolIsNotReloaded)
         throw Zarn::CException("CBlur::Run", "kernel too large", nullptr);
     };
     RunAndCollect();
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
-    EXPECT_EQ(boxes[0].m_strText, "An error occurred while running the plugin.\n"
-                                  "The error message was:\n\"kernel too large\".\n"
-                                  "The exception origin is:\nCBlur::Run");
+    ExpectOneBox("Plugin Error", "An error occurred while running the plugin.\n"
+                                 "The error message was:\n\"kernel too large\".\n"
+                                 "The exception origin is:\nCBlur::Run");
     // Nothing of the output is used, the tool stays, no UpdatePlugins after the stop.
     EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
     EXPECT_EQ(blur.m_nInstances, 1);
@@ -465,12 +459,9 @@ TEST_F(ToolThread, ThreadedRunOutOfMemoryForItsStopStillPostsThePreparedStop)
     };
     RunAndCollect();
     EXPECT_EQ(FailedAllocations(), nFailed + 1);
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
-    EXPECT_EQ(boxes[0].m_strText, "An error occurred while running the plugin.\n"
-                                  "The error message was:\n\"Out of Memory\".\n"
-                                  "The exception origin is:\nblur");
+    ExpectOneBox("Plugin Error", "An error occurred while running the plugin.\n"
+                                 "The error message was:\n\"Out of Memory\".\n"
+                                 "The exception origin is:\nblur");
     EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
 }
 
@@ -491,10 +482,7 @@ TEST_F(ToolThread, RunOnTheGuiThreadOutOfMemoryForItsStopStillPostsAStop)
     Deliver();
     EXPECT_EQ(FailedAllocations(), nFailed + 1);
     ASSERT_EQ(CountMessages("ACTIVITY_STOP"), 1U);
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
-    EXPECT_EQ(boxes[0].m_strText, "Out of memory.");
+    ExpectOneBox("Plugin Error", "Out of memory.");
     EXPECT_EQ(CountMessages("UPDATE_DOCUMENT"), 0U);
     EXPECT_EQ(median.m_nInstances, 2);
 }

@@ -145,6 +145,10 @@ protected:
         return kNone;
     }
 
+    // A hardware fault is reported by its name, raised by the plug-in named `origin`.
+    void CheckFaultRepeatedly(const char* szCrash, bool bThreaded, const std::string& origin,
+                              const char* name);
+
     size_t m_nThreadsAtStart = ThreadCount();
 };
 
@@ -159,6 +163,12 @@ std::string FaultBox(const std::string& origin, const char* name)
                         "Plugin '" + origin + "'");
 }
 
+void ToolboxCrash::CheckFaultRepeatedly(const char* szCrash, bool bThreaded,
+                                        const std::string& origin, const char* name)
+{
+    CheckRepeatedly({szCrash, bThreaded, FaultBox(origin, name), FaultLine(origin, name)});
+}
+
 } // namespace
 
 // A tool thread names itself after the tool's file name; a run on the GUI thread is named by
@@ -166,43 +176,37 @@ std::string FaultBox(const std::string& origin, const char* name)
 TEST_F(ToolboxCrash, NullPointerWriteInAToolThreadIsAnAccessViolation)
 {
     StartCrashTools();
-    CheckRepeatedly({"null", true, FaultBox("CrashTool", "EXCEPTION_ACCESS_VIOLATION"),
-                     FaultLine("CrashTool", "EXCEPTION_ACCESS_VIOLATION")});
+    CheckFaultRepeatedly("null", true, "CrashTool", "EXCEPTION_ACCESS_VIOLATION");
 }
 
 TEST_F(ToolboxCrash, NullPointerWriteOnTheGuiThreadIsAnAccessViolation)
 {
     StartCrashTools();
-    CheckRepeatedly({"null", false, FaultBox("crash_null", "EXCEPTION_ACCESS_VIOLATION"),
-                     FaultLine("crash_null", "EXCEPTION_ACCESS_VIOLATION")});
+    CheckFaultRepeatedly("null", false, "crash_null", "EXCEPTION_ACCESS_VIOLATION");
 }
 
 TEST_F(ToolboxCrash, IntegerDivisionByZeroInAToolThreadIsReported)
 {
     StartCrashTools();
-    CheckRepeatedly({"divide", true, FaultBox("CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO"),
-                     FaultLine("CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO")});
+    CheckFaultRepeatedly("divide", true, "CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO");
 }
 
 TEST_F(ToolboxCrash, IntegerDivisionByZeroOnTheGuiThreadIsReported)
 {
     StartCrashTools();
-    CheckRepeatedly({"divide", false, FaultBox("crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO"),
-                     FaultLine("crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO")});
+    CheckFaultRepeatedly("divide", false, "crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO");
 }
 
 TEST_F(ToolboxCrash, EndlessRecursionInAToolThreadIsAStackOverflow)
 {
     StartCrashTools();
-    CheckRepeatedly({"recurse", true, FaultBox("CrashTool", "EXCEPTION_STACK_OVERFLOW"),
-                     FaultLine("CrashTool", "EXCEPTION_STACK_OVERFLOW")});
+    CheckFaultRepeatedly("recurse", true, "CrashTool", "EXCEPTION_STACK_OVERFLOW");
 }
 
 TEST_F(ToolboxCrash, EndlessRecursionOnTheGuiThreadIsAStackOverflow)
 {
     StartCrashTools();
-    CheckRepeatedly({"recurse", false, FaultBox("crash_recurse", "EXCEPTION_STACK_OVERFLOW"),
-                     FaultLine("crash_recurse", "EXCEPTION_STACK_OVERFLOW")});
+    CheckFaultRepeatedly("recurse", false, "crash_recurse", "EXCEPTION_STACK_OVERFLOW");
 }
 
 TEST_F(ToolboxCrash, BadSizeInAToolThreadIsReportedWithTheThreadName)
@@ -262,13 +266,10 @@ TEST_F(ToolboxCrash, CrashingConfigurationDialogIsReportedAndTheToolReloaded)
     {
         PostText("ON_ACTION", "crash_cfg");
         Deliver();
-        const std::vector<SBox> boxes = TakeBoxes();
-        ASSERT_EQ(boxes.size(), 1U);
-        EXPECT_EQ(boxes[0].m_strCaption, "Error During Configuration");
-        EXPECT_EQ(boxes[0].m_strText,
-                  "An error occurred during plugin configuration.\nThe error message was:\n"
-                  "\"Windows system exception: EXCEPTION_ACCESS_VIOLATION\".\n"
-                  "The exception origin is:\nPlugin 'crash_cfg'");
+        ExpectOneBox("Error During Configuration",
+                     "An error occurred during plugin configuration.\nThe error message was:\n"
+                     "\"Windows system exception: EXCEPTION_ACCESS_VIOLATION\".\n"
+                     "The exception origin is:\nPlugin 'crash_cfg'");
         EXPECT_EQ(m_pErr->Take(), FaultLine("crash_cfg", "EXCEPTION_ACCESS_VIOLATION") +
                                       "Tool plugin tools\\CrashTool loaded.\n");
         EXPECT_EQ(m_pLog->Take(), "Tool's config plugin tools\\CrashDialog loaded.\n");
@@ -406,12 +407,9 @@ TEST_F(ToolboxFault, FaultInTestParametersIsRethrownNamingTheToolAndTheToolIsRel
     for (int i = 0; i < 10; ++i)
     {
         PostFault(true);
-        const std::vector<SCaught> caught = TakeCaught();
-        ASSERT_EQ(caught.size(), 1U);
-        EXPECT_EQ(caught[0].m_strMessage, "UPDATE_CONTEXT");
-        EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'");
-        EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_ACCESS_VIOLATION");
-        EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> <unnamed>");
+        ExpectOneCaught("UPDATE_CONTEXT", "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'",
+                        "Windows system exception: EXCEPTION_ACCESS_VIOLATION",
+                        "GUICommunicationThread -> <unnamed>");
         EXPECT_EQ(m_pErr->Take(), FaultLine("picky", "EXCEPTION_ACCESS_VIOLATION") + kLoaded);
         EXPECT_EQ(TakeMessages(), std::vector<std::string>{"UPDATE_CONTEXT {fault=true}"});
     }
@@ -428,11 +426,9 @@ TEST_F(ToolboxFault, FaultInToolUpdateParametersDuringUpdatePluginsIsRethrownAnd
 {
     StartWith({FaultingDescription("picky", "input", "divide")});
     PostFault(true);
-    const std::vector<SCaught> caught = TakeCaught();
-    ASSERT_EQ(caught.size(), 1U);
-    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> Plugin 'picky'");
-    EXPECT_EQ(caught[0].m_strWhat, "Windows system exception: EXCEPTION_INT_DIVIDE_BY_ZERO");
-    EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> <unnamed>");
+    ExpectOneCaught("CToolboxPlugin::UpdatePlugins -> Plugin 'picky'",
+                    "Windows system exception: EXCEPTION_INT_DIVIDE_BY_ZERO",
+                    "GUICommunicationThread -> <unnamed>");
     EXPECT_EQ(m_pErr->Take(), FaultLine("picky", "EXCEPTION_INT_DIVIDE_BY_ZERO") + kLoaded);
     PostFault(false);
     EXPECT_TRUE(TakeCaught().empty());

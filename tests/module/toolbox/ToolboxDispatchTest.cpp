@@ -91,11 +91,8 @@ TEST_F(ToolboxDispatch, ToolThrowingBadSizeIsReportedAfterActivityStopAndReloade
     m_pThread->DeliverPending();
     // The stop was posted before the box was shown, the box during the run's own message.
     EXPECT_EQ(TakeMessages(), std::vector<std::string>{"ON_ACTION string run_blur"});
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Plugin Error");
-    EXPECT_EQ(boxes[0].m_strText, "An internal error occurred while running the plugin.\n"
-                                  "The error message was:\n\"bad size\".");
+    ExpectOneBox("Plugin Error", "An internal error occurred while running the plugin.\n"
+                                 "The error message was:\n\"bad size\".");
     // Reloaded: the old tool is released, a new one loaded with its console line.
     EXPECT_EQ(blur.m_nInstances, 2);
     EXPECT_EQ(blur.m_nDestroyed, 1);
@@ -188,12 +185,9 @@ TEST_F(ToolboxDispatch, ConfigurationErrorShowsTheConfigurationBoxAndReloadsTheT
 
     PostText("ON_ACTION", "run_blur");
     Deliver();
-    const std::vector<SBox> boxes = TakeBoxes();
-    ASSERT_EQ(boxes.size(), 1U);
-    EXPECT_EQ(boxes[0].m_strCaption, "Error During Configuration");
-    EXPECT_EQ(boxes[0].m_strText, "An error occurred during plugin configuration.\n"
-                                  "The error message was:\n\"dialog broken\".\n"
-                                  "The exception origin is:\nCBlurDialog::Run");
+    ExpectOneBox("Error During Configuration", "An error occurred during plugin configuration.\n"
+                                               "The error message was:\n\"dialog broken\".\n"
+                                               "The exception origin is:\nCBlurDialog::Run");
     EXPECT_EQ(m_pBlur->m_nRuns, 0);
     EXPECT_EQ(m_pBlur->m_nInstances, 2);
     EXPECT_EQ(m_pBlur->m_nDestroyed, 1);

@@ -204,6 +204,35 @@ std::vector<SCaught> CToolboxFixture::TakeCaught()
     return DocViewTest::TakeSince(m_pToolboxProxy->m_lstCaught, m_nCaughtTaken);
 }
 
+void CToolboxFixture::ExpectOneBox(const std::string& caption, const std::string& text)
+{
+    const std::vector<SBox> boxes = TakeBoxes();
+    ASSERT_EQ(boxes.size(), 1U);
+    EXPECT_EQ(boxes[0].m_strCaption, caption);
+    EXPECT_EQ(boxes[0].m_strText, text);
+}
+
+void CToolboxFixture::ExpectOneCaught(const std::string& function, const std::string& what,
+                                      const std::string& instance)
+{
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strFunction, function);
+    EXPECT_EQ(caught[0].m_strWhat, what);
+    EXPECT_EQ(caught[0].m_strInstance, instance);
+}
+
+void CToolboxFixture::ExpectOneCaught(const std::string& message, const std::string& function,
+                                      const std::string& what, const std::string& instance)
+{
+    const std::vector<SCaught> caught = TakeCaught();
+    ASSERT_EQ(caught.size(), 1U);
+    EXPECT_EQ(caught[0].m_strMessage, message);
+    EXPECT_EQ(caught[0].m_strFunction, function);
+    EXPECT_EQ(caught[0].m_strWhat, what);
+    EXPECT_EQ(caught[0].m_strInstance, instance);
+}
+
 size_t CToolboxFixture::CountMessages(const std::string& prefix) const
 {
     return DocViewTest::CountStartingWith(m_pRecorder->m_lstMessages, prefix);

@@ -106,6 +106,13 @@ protected:
     std::vector<SBox> TakeBoxes();
     std::vector<SCaught> TakeCaught();
     size_t CountMessages(const std::string& prefix) const;
+    // Takes the boxes shown since the last take and expects exactly this one.
+    void ExpectOneBox(const std::string& caption, const std::string& text);
+    // Takes the errors caught since the last take and expects exactly one with these fields.
+    void ExpectOneCaught(const std::string& function, const std::string& what,
+                         const std::string& instance);
+    void ExpectOneCaught(const std::string& message, const std::string& function,
+                         const std::string& what, const std::string& instance);
 
     const Zarn::CValueMap& State() const;
     static const void* PointerAt(const Zarn::CValueMap& map, const char* path)

@@ -276,11 +276,8 @@ TEST_F(ToolboxState, HostErrorWithInstanceIsRethrownThroughTheCommunicationThrea
     { throw Zarn::CException("CBlur::TestParameters", "no image", "blur #1"); };
     PostDocument("CHANGED_DOCUMENT", nullptr);
     Deliver();
-    const std::vector<SCaught> caught = TakeCaught();
-    ASSERT_EQ(caught.size(), 1U);
-    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins -> CBlur::TestParameters");
-    EXPECT_EQ(caught[0].m_strWhat, "no image");
-    EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> blur #1");
+    ExpectOneCaught("CToolboxPlugin::UpdatePlugins -> CBlur::TestParameters", "no image",
+                    "GUICommunicationThread -> blur #1");
 }
 
 TEST_F(ToolboxState, HostErrorWithoutInstanceNamesTheToolBySetupRecord)
@@ -302,11 +299,7 @@ TEST_F(ToolboxState, StandardErrorIsRethrownWithItsTextAndTheUnnamedTool)
     blur.m_fnTest = [](const Zarn::CValueMap&) -> bool { throw std::runtime_error("bad size"); };
     PostDocument("CHANGED_DOCUMENT", nullptr);
     Deliver();
-    const std::vector<SCaught> caught = TakeCaught();
-    ASSERT_EQ(caught.size(), 1U);
-    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins");
-    EXPECT_EQ(caught[0].m_strWhat, "STL-EXCEPTION bad size");
-    EXPECT_EQ(caught[0].m_strInstance, "<unnamed>");
+    ExpectOneCaught("CToolboxPlugin::UpdatePlugins", "STL-EXCEPTION bad size", "<unnamed>");
 }
 
 TEST_F(ToolboxState, AnyOtherErrorIsRethrownAsMischiefAndNothingIsPosted)
@@ -321,11 +314,8 @@ TEST_F(ToolboxState, AnyOtherErrorIsRethrownAsMischiefAndNothingIsPosted)
     second.m_fnTest = [](const Zarn::CValueMap&) -> bool { throw 7; };
     PostDocument("CHANGED_DOCUMENT", nullptr);
     Deliver();
-    const std::vector<SCaught> caught = TakeCaught();
-    ASSERT_EQ(caught.size(), 1U);
-    EXPECT_EQ(caught[0].m_strFunction, "CToolboxPlugin::UpdatePlugins");
-    EXPECT_EQ(caught[0].m_strWhat, "UNKNOWN EXCEPTION! Someone has done mischief!");
-    EXPECT_EQ(caught[0].m_strInstance, "Second");
+    ExpectOneCaught("CToolboxPlugin::UpdatePlugins",
+                    "UNKNOWN EXCEPTION! Someone has done mischief!", "Second");
     // The pass ended: "a_first" changed, but no UPDATE_CONTROLS was posted.
     EXPECT_EQ(TakeMessages(), std::vector<std::string>{"CHANGED_DOCUMENT null"});
 }
