@@ -27,6 +27,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -496,34 +497,36 @@ TEST_F(CActivityDialogTest, HostErrorInUpdateParametersIsRethrownNamingTheOperat
     EXPECT_TRUE(Dialog()->isVisible());
 }
 
-TEST(ActivityUpdateErrors, StandardExceptionKeepsItsBareText)
+namespace
+{
+// Runs `body` through the update wrapper and checks the CException it turns the throw into:
+// the function it names and its text.
+void ExpectWrappedUpdateError(const std::function<void()>& body, const std::string& strFunction,
+                              const char* pszWhat)
 {
     try
     {
-        RunWrappedActivityUpdate([] { throw std::runtime_error("bad size"); });
+        RunWrappedActivityUpdate(body);
         FAIL() << "nothing thrown";
     }
     catch (const Zarn::CException& error)
     {
-        EXPECT_EQ(error.Entry(Zarn::CValue_Key("Function"))->String().StdString(),
-                  "CActivityDialogPlugin::UpdateParameters");
-        EXPECT_STREQ(error.what(), "bad size");
+        EXPECT_EQ(error.Entry(Zarn::CValue_Key("Function"))->String().StdString(), strFunction);
+        EXPECT_STREQ(error.what(), pszWhat);
     }
+}
+} // namespace
+
+TEST(ActivityUpdateErrors, StandardExceptionKeepsItsBareText)
+{
+    ExpectWrappedUpdateError([] { throw std::runtime_error("bad size"); },
+                             "CActivityDialogPlugin::UpdateParameters", "bad size");
 }
 
 TEST(ActivityUpdateErrors, UnknownExceptionReadsUnknownSpeltRight)
 {
-    try
-    {
-        RunWrappedActivityUpdate([] { throw 42; });
-        FAIL() << "nothing thrown";
-    }
-    catch (const Zarn::CException& error)
-    {
-        EXPECT_EQ(error.Entry(Zarn::CValue_Key("Function"))->String().StdString(),
-                  "CActivityDialogPlugin::UpdateParameters");
-        EXPECT_STREQ(error.what(), "UNKNOWN EXCEPTION!");
-    }
+    ExpectWrappedUpdateError([] { throw 42; }, "CActivityDialogPlugin::UpdateParameters",
+                             "UNKNOWN EXCEPTION!");
 }
 
 TEST_F(CActivityDialogTest, ShownDialogCanBeCapturedAsAPicture)

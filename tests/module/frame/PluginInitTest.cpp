@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -49,6 +50,21 @@ const SInitCase kInitCases[] = {
 bool StartsWith(const std::string& strText, const std::string& strPrefix)
 {
     return strText.compare(0, strPrefix.size(), strPrefix) == 0;
+}
+
+// Inits `plugin` with `parameters`; Init must throw, and `check` looks at what it threw.
+void ExpectInitThrows(Zarn::CPluginBase& plugin, const Zarn::CValueMap& parameters,
+                      const std::function<void(const Zarn::CException&)>& check)
+{
+    try
+    {
+        plugin.Init(nullptr, parameters);
+        ADD_FAILURE() << "Init did not throw";
+    }
+    catch (const Zarn::CException& caught)
+    {
+        check(caught);
+    }
 }
 
 std::string PluginName(Zarn::CPluginBase& plugin)
@@ -147,29 +163,26 @@ TEST_F(CPluginInitTest, MissingBorrowedEntryMakesInitThrowWrappedOrUnchanged)
             Zarn::CRegistry::Obj().RemoveEntry(szKey);
             PluginPtr pPlugin = Create(initCase.m_szName);
             ASSERT_NE(pPlugin, nullptr);
-            try
-            {
-                pPlugin->Init(nullptr, Zarn::CValueMap());
-                ADD_FAILURE() << "Init did not throw";
-            }
-            catch (const Zarn::CException& caught)
-            {
-                const std::string strPrefix = std::string(initCase.m_szClass) + "::Init - ";
-                EXPECT_NE(std::string(caught.what()).find(szKey), std::string::npos)
-                    << caught.what();
-                if (initCase.m_bWrapped)
+            ExpectInitThrows(
+                *pPlugin, Zarn::CValueMap(),
+                [&](const Zarn::CException& caught)
                 {
-                    EXPECT_TRUE(typeid(caught) == typeid(Zarn::CException));
-                    EXPECT_TRUE(StartsWith(caught.function(), strPrefix)) << caught.function();
-                }
-                else
-                {
-                    // The registry's own exception, passed on unchanged.
-                    EXPECT_NE(dynamic_cast<const Zarn::CExBadParam*>(&caught), nullptr);
-                    EXPECT_FALSE(StartsWith(caught.function(), initCase.m_szClass))
-                        << caught.function();
-                }
-            }
+                    const std::string strPrefix = std::string(initCase.m_szClass) + "::Init - ";
+                    EXPECT_NE(std::string(caught.what()).find(szKey), std::string::npos)
+                        << caught.what();
+                    if (initCase.m_bWrapped)
+                    {
+                        EXPECT_TRUE(typeid(caught) == typeid(Zarn::CException));
+                        EXPECT_TRUE(StartsWith(caught.function(), strPrefix)) << caught.function();
+                    }
+                    else
+                    {
+                        // The registry's own exception, passed on unchanged.
+                        EXPECT_NE(dynamic_cast<const Zarn::CExBadParam*>(&caught), nullptr);
+                        EXPECT_FALSE(StartsWith(caught.function(), initCase.m_szClass))
+                            << caught.function();
+                    }
+                });
         }
     }
 }
@@ -182,20 +195,17 @@ TEST_F(CPluginInitTest, EntryOfTheWrongTypeMakesWrappedInitThrowTheMismatch)
         SCOPED_TRACE(initCase.m_szName);
         PluginPtr pPlugin = Create(initCase.m_szName);
         ASSERT_NE(pPlugin, nullptr);
-        try
-        {
-            pPlugin->Init(nullptr, Zarn::CValueMap());
-            ADD_FAILURE() << "Init did not throw";
-        }
-        catch (const Zarn::CException& caught)
-        {
-            EXPECT_NE(std::string(caught.what()).find("does not match"), std::string::npos)
-                << caught.what();
-            const std::string strFunction = caught.function();
-            EXPECT_EQ(StartsWith(strFunction, std::string(initCase.m_szClass) + "::Init - "),
-                      initCase.m_bWrapped)
-                << strFunction;
-        }
+        ExpectInitThrows(
+            *pPlugin, Zarn::CValueMap(),
+            [&](const Zarn::CException& caught)
+            {
+                EXPECT_NE(std::string(caught.what()).find("does not match"), std::string::npos)
+                    << caught.what();
+                const std::string strFunction = caught.function();
+                EXPECT_EQ(StartsWith(strFunction, std::string(initCase.m_szClass) + "::Init - "),
+                          initCase.m_bWrapped)
+                    << strFunction;
+            });
     }
 }
 
@@ -295,16 +305,11 @@ TEST_F(CPluginInitTest, NameThatIsNoTextMakesViewStackInitThrowWrapped)
     PluginPtr pPlugin = Create("ViewStack");
     ASSERT_NE(pPlugin, nullptr);
     const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueLong(12));
-    try
-    {
-        pPlugin->Init(nullptr, parameters);
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_TRUE(StartsWith(caught.function(), "CViewStackPlugin::Init - "))
-            << caught.function();
-    }
+    ExpectInitThrows(*pPlugin, parameters,
+                     [](const Zarn::CException& caught) {
+                         EXPECT_TRUE(StartsWith(caught.function(), "CViewStackPlugin::Init - "))
+                             << caught.function();
+                     });
 }
 
 TEST_F(CPluginInitTest, UpdateParametersAfterInitIgnoresAMessageNoPluginHandles)

@@ -108,6 +108,13 @@ protected:
     QListWidgetItem* ItemAt(int row) const;
     int Count() const;
 
+    // The navigator's current view is `pCurrent`, and it asked no view to take the focus.
+    void ExpectCurrentWithoutFocus(const CFakeView* pCurrent) const
+    {
+        EXPECT_EQ(m_pNavigator->CurrentView(), pCurrent);
+        EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    }
+
     std::unique_ptr<CMessageRecorder> m_pRecorder;
     std::unique_ptr<DocViewTest::CPluginProxy> m_pProxy;
     Zarn::CPluginBase* m_pPlugin = nullptr; // the module entry's answer

@@ -114,8 +114,7 @@ TEST_F(CNavigatorList, NewViewAppendsAnEntryWithCaptionDescriptionAndFileIcon)
     EXPECT_EQ(ViewItemAt(1)->Icon().toImage().pixelColor(3, 3), QColor(Qt::red));
     EXPECT_EQ(m_pNavigator->ViewToItem().at(pSecond), ItemAt(1));
     EXPECT_EQ(m_pNavigator->ItemToView().at(ItemAt(0)), pFirst);
-    EXPECT_EQ(m_pNavigator->CurrentView(), nullptr);
-    EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    ExpectCurrentWithoutFocus(nullptr);
 }
 
 TEST_F(CNavigatorList, ViewWithoutIconShowsTheDefault32By32Icon)
@@ -202,14 +201,12 @@ TEST_F(CNavigatorList, InvalidViewRemovesItsEntryAndKeepsTheCurrentView)
     EXPECT_EQ(ViewItemAt(0)->Caption(), QString("second"));
     EXPECT_EQ(m_pNavigator->ViewToItem().count(pFirst), 0u);
     EXPECT_EQ(m_pNavigator->ItemToView().size(), 1u);
-    EXPECT_EQ(m_pNavigator->CurrentView(), pSecond);
-    EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    ExpectCurrentWithoutFocus(pSecond);
 
     // Removing the current view's entry leaves the current view as it was.
     PostView("INVALID_VIEW", pSecond);
     EXPECT_EQ(Count(), 0);
-    EXPECT_EQ(m_pNavigator->CurrentView(), pSecond);
-    EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    ExpectCurrentWithoutFocus(pSecond);
 }
 
 TEST_F(CNavigatorList, RemovingTheCurrentEntryMovesTheListWithoutFocusingAnotherView)
@@ -221,8 +218,7 @@ TEST_F(CNavigatorList, RemovingTheCurrentEntryMovesTheListWithoutFocusingAnother
     PostView("INVALID_VIEW", pSecond);
 
     EXPECT_EQ(Count(), 2);
-    EXPECT_EQ(m_pNavigator->CurrentView(), pSecond);
-    EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    ExpectCurrentWithoutFocus(pSecond);
 }
 
 TEST_F(CNavigatorList, MessagesForViewsNotInTheListAreIgnored)
@@ -284,8 +280,7 @@ TEST_F(CNavigatorList, ActiveViewMarksItsEntryWithoutEcho)
 
     PostView("ACTIVE_VIEW", pFirst);
     EXPECT_EQ(m_pNavigator->ListBox()->currentRow(), 0);
-    EXPECT_EQ(m_pNavigator->CurrentView(), pFirst);
-    EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    ExpectCurrentWithoutFocus(pFirst);
 }
 
 TEST_F(CNavigatorList, ActiveViewWhoseDataIsNoPluginPointerIsIgnored)

@@ -7,6 +7,8 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 
 using namespace RepositoryTest;
 
@@ -26,6 +28,14 @@ Zarn::CValueMap* WithViews(std::vector<Zarn::CValueMap*> entries,
     }
     pParameters->SetEntry(Zarn::CValue_Key("views"), pViews);
     return pParameters;
+}
+
+// The log lines after the five settings lines that every Init writes first.
+std::vector<std::string> LinesAfterSettings(std::vector<std::string> lstLines)
+{
+    lstLines.erase(lstLines.begin(),
+                   lstLines.begin() + std::min<std::ptrdiff_t>(5, std::ssize(lstLines)));
+    return lstLines;
 }
 
 } // namespace
@@ -105,8 +115,7 @@ TEST_F(RepositorySetup, FactoryGetsItsEntryWithTheHiddenOrphanageAsParent)
     ASSERT_NE(pLabel, nullptr);
     EXPECT_EQ(pLabel->text().toStdString(), "Orphanage - If you can see this, something's wrong!");
 
-    const std::vector<std::string> lstLines = TakeLogLines();
-    EXPECT_EQ(std::vector<std::string>(lstLines.begin() + 5, lstLines.end()),
+    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
               (std::vector<std::string>{
                   "progress CRepositoryPlugin::Init Viewfactory plugin ImageViews loaded.",
                   "progress   autocreate = on",
@@ -119,8 +128,7 @@ TEST_F(RepositorySetup, UnknownFactoryIsLoggedAndTheNextEntryStillLoads)
 {
     SFactoryBehaviour& factory = RegisterFactory("Known");
     StartRepository(WithViews({FactoryEntry("Missing", true), FactoryEntry("Known", false)}));
-    const std::vector<std::string> lstLines = TakeLogLines();
-    EXPECT_EQ(std::vector<std::string>(lstLines.begin() + 5, lstLines.end()),
+    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
               (std::vector<std::string>{
                   "error Can't load view factory plugin Missing",
                   "progress CRepositoryPlugin::Init Viewfactory plugin Known loaded.",
@@ -147,8 +155,7 @@ TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutR
     SFactoryBehaviour& broken = RegisterFactory("Broken");
     broken.m_enInitThrows = SFactoryBehaviour::throwZarn;
     StartRepository(WithViews({FactoryEntry("Broken", true, "show", "image")}));
-    const std::vector<std::string> lstLines = TakeLogLines();
-    EXPECT_EQ(std::vector<std::string>(lstLines.begin() + 5, lstLines.end()),
+    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
               (std::vector<std::string>{
                   "error Error while loading view factory plugin Broken!",
                   "error      What : factory refused to start",

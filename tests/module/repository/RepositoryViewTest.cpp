@@ -50,6 +50,18 @@ protected:
         TakeLogLines();
     }
 
+    // Starts with one autocreate factory `szFactory` that answers `enRun`, adds document "a"
+    // and returns what the repository printed meanwhile.
+    std::string OutputOfAutocreate(const char* szFactory, SFactoryBehaviour::EnRunResult enRun)
+    {
+        RegisterFactory(szFactory).m_enRun = enRun;
+        AddEntry(FactoryEntry(szFactory, true));
+        Start();
+        CStdoutCapture capture;
+        AddDocument("a");
+        return capture.Text();
+    }
+
     void PostAddView(Zarn::CValueMap* doc, Zarn::CPluginBase* view,
                      Zarn::CValueMap* settings = nullptr)
     {
@@ -123,13 +135,7 @@ TEST_F(RepositoryViews, NoAcceptingFactoryLogsAWarningAndLeavesTheDocumentWithou
 
 TEST_F(RepositoryViews, FactoryThatMakesNoViewPrintsOneLineAndNothingElseHappens)
 {
-    SFactoryBehaviour& cancelling = RegisterFactory("Cancelling");
-    cancelling.m_enRun = SFactoryBehaviour::runNothing;
-    AddEntry(FactoryEntry("Cancelling", true));
-    Start();
-    CStdoutCapture capture;
-    AddDocument("a");
-    EXPECT_EQ(capture.Text(),
+    EXPECT_EQ(OutputOfAutocreate("Cancelling", SFactoryBehaviour::runNothing),
               "CRepositoryPlugin::CreateView - View plugin not created, user aborted?\n");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a"}));
     EXPECT_TRUE(TakeCaught().empty());
@@ -138,13 +144,7 @@ TEST_F(RepositoryViews, FactoryThatMakesNoViewPrintsOneLineAndNothingElseHappens
 
 TEST_F(RepositoryViews, FactoryThatAnswersWithAnotherTypeCountsAsNoView)
 {
-    SFactoryBehaviour& odd = RegisterFactory("Odd");
-    odd.m_enRun = SFactoryBehaviour::runOtherType;
-    AddEntry(FactoryEntry("Odd", true));
-    Start();
-    CStdoutCapture capture;
-    AddDocument("a");
-    EXPECT_EQ(capture.Text(),
+    EXPECT_EQ(OutputOfAutocreate("Odd", SFactoryBehaviour::runOtherType),
               "CRepositoryPlugin::CreateView - View plugin not created, user aborted?\n");
     EXPECT_TRUE(TakeCaught().empty());
 }

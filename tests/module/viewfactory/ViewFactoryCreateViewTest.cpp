@@ -41,6 +41,14 @@ protected:
         return PostNewDocument();
     }
 
+    // One factory "FactoryA" that answers with `enRun`, asked for one new document.
+    void CreateThroughOneFactory(SFactoryBehaviour::EnRunResult enRun)
+    {
+        RegisterFactory("FactoryA").m_enRun = enRun;
+        NewDocumentFor({"FactoryA"});
+        Deliver();
+    }
+
     Zarn::CValueMap* PostNewDocument()
     {
         m_lstDocuments.push_back(std::make_unique<Zarn::CValueMap>());
@@ -154,18 +162,14 @@ TEST_F(CViewFactoryCreateView, ResultWithoutViewPluginMeansTheUserCancelledAndNo
 
 TEST_F(CViewFactoryCreateView, ViewPluginOfAnotherTypeCountsAsNotCreated)
 {
-    RegisterFactory("FactoryA").m_enRun = SFactoryBehaviour::runOtherType;
-    NewDocumentFor({"FactoryA"});
-    Deliver();
+    CreateThroughOneFactory(SFactoryBehaviour::runOtherType);
     EXPECT_EQ(TakeOutputLines(), Lines{kAborted});
     EXPECT_TRUE(Delivered("ADD_VIEW").empty());
 }
 
 TEST_F(CViewFactoryCreateView, NullViewPluginPrintsNotLoadedAndNoAddView)
 {
-    RegisterFactory("FactoryA").m_enRun = SFactoryBehaviour::runNullView;
-    NewDocumentFor({"FactoryA"});
-    Deliver();
+    CreateThroughOneFactory(SFactoryBehaviour::runNullView);
     EXPECT_EQ(TakeOutputLines(), Lines{kNotLoaded});
     EXPECT_TRUE(Delivered("ADD_VIEW").empty());
 }

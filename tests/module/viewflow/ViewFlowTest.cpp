@@ -484,6 +484,18 @@ protected:
             << "a focus request before the repository made the view active";
     }
 
+    // Delivers once, checks `expected` arrived and `view` is active everywhere, then checks that
+    // no further delivery brings an echo of the change.
+    void ExpectActivatedWithoutEcho(const std::vector<std::string>& expected, CFlowView* view,
+                                    int navigatorRow)
+    {
+        Deliver();
+        EXPECT_EQ(TakeMessages(), expected);
+        ExpectActiveEverywhere(view, navigatorRow);
+        Deliver();
+        EXPECT_TRUE(TakeMessages().empty());
+    }
+
     // The three containers show `view` as the active one; navigator rows follow NEW_VIEW order.
     void ExpectActiveEverywhere(CFlowView* view, int navigatorRow)
     {
@@ -585,15 +597,10 @@ TEST_F(ViewFlow, PickingAViewInTheNavigatorFocusesItEverywhereWithoutEcho)
     // The click only asks; nothing has moved yet.
     EXPECT_EQ(m_pStack->currentWidget(), m_pBetaView->StackPage());
     EXPECT_EQ(m_pThread->PendingCount(), 1u);
-    Deliver();
 
-    EXPECT_EQ(TakeMessages(),
-              (std::vector<std::string>{"FOCUS_VIEW alpha view", "ACTIVE_VIEW alpha view"}));
-    ExpectActiveEverywhere(m_pAlphaView, 0);
-
-    // Nothing more comes, however often Qt and the thread get a turn.
-    Deliver();
-    EXPECT_TRUE(TakeMessages().empty());
+    // Nothing more comes after the change, however often Qt and the thread get a turn.
+    ExpectActivatedWithoutEcho({"FOCUS_VIEW alpha view", "ACTIVE_VIEW alpha view"}, m_pAlphaView,
+                               0);
 }
 
 TEST_F(ViewFlow, ActivatingAWorkspaceWindowFocusesItsViewEverywhereWithoutEcho)
@@ -611,13 +618,9 @@ TEST_F(ViewFlow, ActivatingAWorkspaceWindowFocusesItsViewEverywhereWithoutEcho)
     QTest::keyPress(pBetaWidget, Qt::Key_Control, Qt::ControlModifier);
     QTest::keyClick(pBetaWidget, Qt::Key_Tab, Qt::ControlModifier);
     QTest::keyRelease(pBetaWidget, Qt::Key_Control, Qt::NoModifier);
-    Deliver();
 
-    EXPECT_EQ(TakeMessages(),
-              (std::vector<std::string>{"FOCUS_VIEW alpha view", "ACTIVE_VIEW alpha view"}));
-    ExpectActiveEverywhere(m_pAlphaView, 0);
-    Deliver();
-    EXPECT_TRUE(TakeMessages().empty());
+    ExpectActivatedWithoutEcho({"FOCUS_VIEW alpha view", "ACTIVE_VIEW alpha view"}, m_pAlphaView,
+                               0);
 }
 
 TEST_F(ViewFlow, ClosingAWorkspaceWindowRemovesTheViewEverywhereAndDeletesItLast)
