@@ -7,7 +7,9 @@
 
 #include <opencv2/core.hpp>
 
+#include <array>
 #include <limits>
+#include <string_view>
 #include <utility>
 
 DOCVIEW_REGISTER_PLUGIN("ConvertType", CConvertTypeTool);
@@ -15,31 +17,24 @@ DOCVIEW_REGISTER_PLUGIN("ConvertType", CConvertTypeTool);
 namespace
 {
 
+// The "target" names and their element types; anything else was refused when read.
+constexpr std::array<std::pair<std::string_view, Zarn::IImage::EnElementType>, 7> kTargets = {
+    {{"uint8", Zarn::IImage::etUInt8},
+     {"int8", Zarn::IImage::etInt8},
+     {"uint16", Zarn::IImage::etUInt16},
+     {"int16", Zarn::IImage::etInt16},
+     {"int32", Zarn::IImage::etInt32},
+     {"float32", Zarn::IImage::etFloat32},
+     {"float64", Zarn::IImage::etFloat64}}};
+
 Zarn::IImage::EnElementType ElementTypeOf(const std::string& target)
 {
-    if (target == "int8")
+    for (const auto& [strName, enType] : kTargets)
     {
-        return Zarn::IImage::etInt8;
-    }
-    if (target == "uint16")
-    {
-        return Zarn::IImage::etUInt16;
-    }
-    if (target == "int16")
-    {
-        return Zarn::IImage::etInt16;
-    }
-    if (target == "int32")
-    {
-        return Zarn::IImage::etInt32;
-    }
-    if (target == "float32")
-    {
-        return Zarn::IImage::etFloat32;
-    }
-    if (target == "float64")
-    {
-        return Zarn::IImage::etFloat64;
+        if (strName == target)
+        {
+            return enType;
+        }
     }
     return Zarn::IImage::etUInt8;
 }

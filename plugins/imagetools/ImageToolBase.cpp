@@ -7,6 +7,7 @@
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -149,17 +150,14 @@ void CImageToolBase::Run(Zarn::CValueMap& data)
 
 bool CImageToolBase::IsFilterType(Zarn::IImage::EnElementType type)
 {
-    switch (type)
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etInt16:
-    case Zarn::IImage::etFloat32:
-    case Zarn::IImage::etFloat64:
-        return true;
-    default:
-        return false;
-    }
+    return IsOneOf(type, {Zarn::IImage::etUInt8, Zarn::IImage::etUInt16, Zarn::IImage::etInt16,
+                          Zarn::IImage::etFloat32, Zarn::IImage::etFloat64});
+}
+
+bool CImageToolBase::IsOneOf(Zarn::IImage::EnElementType type,
+                             std::initializer_list<Zarn::IImage::EnElementType> types)
+{
+    return std::find(types.begin(), types.end(), type) != types.end();
 }
 
 std::string CImageToolBase::HistoryEntry() const

@@ -101,6 +101,9 @@ public:
 
     // The element types OpenCV's filters work on: uint8, uint16, int16, float32 and float64.
     static bool IsFilterType(Zarn::IImage::EnElementType type);
+    // Whether `type` is one of `types`; tools state the element types they accept with it.
+    static bool IsOneOf(Zarn::IImage::EnElementType type,
+                        std::initializer_list<Zarn::IImage::EnElementType> types);
     // A new image of the input's size with `type`, each plane filled by `operation(source,
     // result)`; the result matrix must come out with the OpenCV type of `type`.
     static Zarn::CImage*

@@ -23,16 +23,9 @@ CImageToolBase::ParameterList ListParameters(const SInvert& /*values*/)
 
 bool AcceptsType(const SInvert& /*values*/, const Zarn::IImage::CType& type)
 {
-    switch (type.ElementType())
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etFloat32:
-    case Zarn::IImage::etFloat64:
-        return true;
-    default:
-        return false;
-    }
+    return CImageToolBase::IsOneOf(type.ElementType(),
+                                   {Zarn::IImage::etUInt8, Zarn::IImage::etUInt16,
+                                    Zarn::IImage::etFloat32, Zarn::IImage::etFloat64});
 }
 
 Zarn::CImage* ProcessImage(SInvert& /*values*/, const Zarn::CImage& input)

@@ -45,15 +45,9 @@ bool AcceptsType(const SMedian& /*values*/, const Zarn::IImage::CType& type)
     {
         return false;
     }
-    switch (type.ElementType())
-    {
-    case Zarn::IImage::etUInt8:
-    case Zarn::IImage::etUInt16:
-    case Zarn::IImage::etFloat32:
-        return true;
-    default:
-        return false;
-    }
+    return CImageToolBase::IsOneOf(
+        type.ElementType(),
+        {Zarn::IImage::etUInt8, Zarn::IImage::etUInt16, Zarn::IImage::etFloat32});
 }
 
 std::optional<CImageToolBase::SParameterMisfit> FindMisfit(const SMedian& values,

@@ -19,6 +19,7 @@
 #include <QFile>
 #include <QWidget>
 
+#include <array>
 #include <atomic>
 #include <map>
 #include <set>
@@ -92,26 +93,11 @@ template <class T> T* BorrowedHostObject(const char* key)
 
 const char* ElementTypeName(Zarn::IImage::EnElementType type)
 {
-    switch (type)
-    {
-    case Zarn::IImage::etUInt8:
-        return "uint8";
-    case Zarn::IImage::etInt8:
-        return "int8";
-    case Zarn::IImage::etUInt16:
-        return "uint16";
-    case Zarn::IImage::etInt16:
-        return "int16";
-    case Zarn::IImage::etUInt32:
-        return "uint32";
-    case Zarn::IImage::etInt32:
-        return "int32";
-    case Zarn::IImage::etFloat32:
-        return "float32";
-    case Zarn::IImage::etFloat64:
-        return "float64";
-    }
-    return "unknown";
+    // Indexed by the element type, in the order the enumeration declares them.
+    static constexpr std::array<const char*, 8> kNames = {"uint8",  "int8",  "uint16",  "int16",
+                                                          "uint32", "int32", "float32", "float64"};
+    const auto uIndex = static_cast<size_t>(type);
+    return uIndex < kNames.size() ? kNames[uIndex] : "unknown";
 }
 
 // "512 x 512, uint16, 1 channel"; planes show as a third extent ("64 x 64 x 5, ...").

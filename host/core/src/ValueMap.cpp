@@ -2,6 +2,8 @@
 
 #include <Zarn/Exception/Exception.h>
 
+#include <algorithm>
+
 namespace Zarn
 {
 
@@ -72,43 +74,26 @@ CValue& CValueMap::Move(CValue& source)
     return *this;
 }
 
+// Children compare in key order; both maps keep their keys sorted the same way.
 bool CValueMap::Equal(const CValue& other) const
 {
     const CValueMap* pOther = other.Map();
-    if (pOther == nullptr || pOther->m_mapChildren.size() != m_mapChildren.size() ||
-        !EqualMeta(other))
-    {
-        return false;
-    }
-    auto itOther = pOther->m_mapChildren.begin();
-    for (const auto& [key, pChild] : m_mapChildren)
-    {
-        if (!(itOther->first == key) || !pChild->Equal(*itOther->second))
-        {
-            return false;
-        }
-        ++itOther;
-    }
-    return true;
+    return pOther != nullptr && pOther->m_mapChildren.size() == m_mapChildren.size() &&
+           EqualMeta(other) &&
+           std::equal(m_mapChildren.begin(), m_mapChildren.end(), pOther->m_mapChildren.begin(),
+                      [](const auto& mine, const auto& theirs)
+                      { return mine.first == theirs.first && mine.second->Equal(*theirs.second); });
 }
 
 bool CValueMap::EqualData(const CValue& other) const
 {
     const CValueMap* pOther = other.Map();
-    if (pOther == nullptr || pOther->m_mapChildren.size() != m_mapChildren.size())
-    {
-        return false;
-    }
-    auto itOther = pOther->m_mapChildren.begin();
-    for (const auto& [key, pChild] : m_mapChildren)
-    {
-        if (!(itOther->first == key) || !pChild->EqualData(*itOther->second))
-        {
-            return false;
-        }
-        ++itOther;
-    }
-    return true;
+    return pOther != nullptr && pOther->m_mapChildren.size() == m_mapChildren.size() &&
+           std::equal(m_mapChildren.begin(), m_mapChildren.end(), pOther->m_mapChildren.begin(),
+                      [](const auto& mine, const auto& theirs) {
+                          return mine.first == theirs.first &&
+                                 mine.second->EqualData(*theirs.second);
+                      });
 }
 
 const CValue* CValueMap::Entry(const CValue_Key& key, bool bRequired) const

@@ -2,6 +2,7 @@
 
 #include <Zarn/Exception/Exception.h>
 
+#include <algorithm>
 #include <string>
 
 namespace Zarn
@@ -67,36 +68,20 @@ CValue& CValueVector::Move(CValue& source)
 bool CValueVector::Equal(const CValue& other) const
 {
     const CValueVector* pOther = other.Vector();
-    if (pOther == nullptr || pOther->m_lstChildren.size() != m_lstChildren.size() ||
-        !EqualMeta(other))
-    {
-        return false;
-    }
-    for (size_t i = 0; i < m_lstChildren.size(); ++i)
-    {
-        if (!m_lstChildren[i]->Equal(*pOther->m_lstChildren[i]))
-        {
-            return false;
-        }
-    }
-    return true;
+    return pOther != nullptr && pOther->m_lstChildren.size() == m_lstChildren.size() &&
+           EqualMeta(other) &&
+           std::equal(m_lstChildren.begin(), m_lstChildren.end(), pOther->m_lstChildren.begin(),
+                      [](const auto& pMine, const auto& pTheirs)
+                      { return pMine->Equal(*pTheirs); });
 }
 
 bool CValueVector::EqualData(const CValue& other) const
 {
     const CValueVector* pOther = other.Vector();
-    if (pOther == nullptr || pOther->m_lstChildren.size() != m_lstChildren.size())
-    {
-        return false;
-    }
-    for (size_t i = 0; i < m_lstChildren.size(); ++i)
-    {
-        if (!m_lstChildren[i]->EqualData(*pOther->m_lstChildren[i]))
-        {
-            return false;
-        }
-    }
-    return true;
+    return pOther != nullptr && pOther->m_lstChildren.size() == m_lstChildren.size() &&
+           std::equal(m_lstChildren.begin(), m_lstChildren.end(), pOther->m_lstChildren.begin(),
+                      [](const auto& pMine, const auto& pTheirs)
+                      { return pMine->EqualData(*pTheirs); });
 }
 
 const CValue* CValueVector::Entry(const CValue_Key& key, bool bRequired) const

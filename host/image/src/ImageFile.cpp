@@ -13,6 +13,7 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cctype>
 #include <cerrno>
@@ -95,41 +96,42 @@ EnFormat FormatOf(const std::string& path)
     return fmtUnknown;
 }
 
-const char* FormatName(EnFormat format)
+// Display name and the extension OpenCV chooses the encoder by, so temporary files carry one it
+// knows.
+struct SFormatNames
 {
-    switch (format)
+    EnFormat m_enFormat;
+    const char* m_pszName;
+    const char* m_pszCodecExtension;
+};
+
+constexpr std::array<SFormatNames, 4> kFormatNames = {{{fmtPng, "PNG", "png"},
+                                                       {fmtTiff, "TIFF", "tif"},
+                                                       {fmtJpeg, "JPEG", "jpg"},
+                                                       {fmtBmp, "BMP", "bmp"}}};
+
+const SFormatNames* NamesOf(EnFormat format)
+{
+    for (const SFormatNames& names : kFormatNames)
     {
-    case fmtPng:
-        return "PNG";
-    case fmtTiff:
-        return "TIFF";
-    case fmtJpeg:
-        return "JPEG";
-    case fmtBmp:
-        return "BMP";
-    case fmtUnknown:
-        break;
+        if (names.m_enFormat == format)
+        {
+            return &names;
+        }
     }
-    return "unknown";
+    return nullptr;
 }
 
-// OpenCV chooses the encoder by the extension, so temporary files carry one it knows.
+const char* FormatName(EnFormat format)
+{
+    const SFormatNames* pNames = NamesOf(format);
+    return pNames != nullptr ? pNames->m_pszName : "unknown";
+}
+
 const char* CodecExtension(EnFormat format)
 {
-    switch (format)
-    {
-    case fmtPng:
-        return "png";
-    case fmtTiff:
-        return "tif";
-    case fmtJpeg:
-        return "jpg";
-    case fmtBmp:
-        return "bmp";
-    case fmtUnknown:
-        break;
-    }
-    return "";
+    const SFormatNames* pNames = NamesOf(format);
+    return pNames != nullptr ? pNames->m_pszCodecExtension : "";
 }
 
 EnFormat RequireFormat(const std::string& path, EnFormat format)

@@ -4,6 +4,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -31,26 +32,29 @@ cv::Mat PlaneMat(const CImage& image, std::uint32_t z)
                    OpenCVType(image.Type()), pPlane, image.RowStride());
 }
 
+// Element types and the OpenCV depths they map onto, both ways; unsigned 32-bit has none.
+struct SDepthPair
+{
+    IImage::EnElementType m_enType;
+    int m_nDepth;
+};
+
+constexpr std::array<SDepthPair, 7> kDepths = {{{IImage::etUInt8, CV_8U},
+                                                {IImage::etInt8, CV_8S},
+                                                {IImage::etUInt16, CV_16U},
+                                                {IImage::etInt16, CV_16S},
+                                                {IImage::etInt32, CV_32S},
+                                                {IImage::etFloat32, CV_32F},
+                                                {IImage::etFloat64, CV_64F}}};
+
 IImage::EnElementType ElementTypeOfDepth(int depth)
 {
-    switch (depth)
+    for (const SDepthPair& pair : kDepths)
     {
-    case CV_8U:
-        return IImage::etUInt8;
-    case CV_8S:
-        return IImage::etInt8;
-    case CV_16U:
-        return IImage::etUInt16;
-    case CV_16S:
-        return IImage::etInt16;
-    case CV_32S:
-        return IImage::etInt32;
-    case CV_32F:
-        return IImage::etFloat32;
-    case CV_64F:
-        return IImage::etFloat64;
-    default:
-        break;
+        if (pair.m_nDepth == depth)
+        {
+            return pair.m_enType;
+        }
     }
     std::string strMessage = "OpenCV depth ";
     strMessage += std::to_string(depth);
@@ -62,32 +66,17 @@ IImage::EnElementType ElementTypeOfDepth(int depth)
 
 int OpenCVType(const IImage::CType& type)
 {
-    int nDepth = CV_8U;
-    switch (type.ElementType())
+    if (type.ElementType() == IImage::etUInt32)
     {
-    case IImage::etUInt8:
-        nDepth = CV_8U;
-        break;
-    case IImage::etInt8:
-        nDepth = CV_8S;
-        break;
-    case IImage::etUInt16:
-        nDepth = CV_16U;
-        break;
-    case IImage::etInt16:
-        nDepth = CV_16S;
-        break;
-    case IImage::etUInt32:
         throw CExBadParam(ZARN_LOCATION, "OpenCV has no unsigned 32-bit element type");
-    case IImage::etInt32:
-        nDepth = CV_32S;
-        break;
-    case IImage::etFloat32:
-        nDepth = CV_32F;
-        break;
-    case IImage::etFloat64:
-        nDepth = CV_64F;
-        break;
+    }
+    int nDepth = CV_8U;
+    for (const SDepthPair& pair : kDepths)
+    {
+        if (pair.m_enType == type.ElementType())
+        {
+            nDepth = pair.m_nDepth;
+        }
     }
     return CV_MAKETYPE(nDepth, static_cast<int>(type.Channels()));
 }
