@@ -360,16 +360,23 @@ protected:
         return AddDocument(Zarn::ImageDocument::Create(NewUInt16Image(), "draft"));
     }
 
+    // Starts the close tool, adds an unsaved document and closes it; the question about saving
+    // gets `enAnswer`. Returns the document that was asked about.
+    Zarn::CValueMap* CloseUnsavedDocumentAnswering(ImageTools::EnSaveAnswer enAnswer)
+    {
+        StartToolbox({ToolDescription("CloseDocument", "close")});
+        Zarn::CValueMap* pDocument = AddUnsavedDocument();
+        m_dialogs.m_enAnswer = enAnswer;
+        Trigger("close");
+        return pDocument;
+    }
+
     CDialogScript m_dialogs;
 };
 
 TEST_F(DocumentToolsCloseFlow, CancelKeepsTheUnsavedDocument)
 {
-    StartToolbox({ToolDescription("CloseDocument", "close")});
-    Zarn::CValueMap* pDocument = AddUnsavedDocument();
-    m_dialogs.m_enAnswer = ImageTools::saCancel;
-
-    Trigger("close");
+    Zarn::CValueMap* pDocument = CloseUnsavedDocumentAnswering(ImageTools::saCancel);
 
     ASSERT_EQ(m_dialogs.m_lstQuestions.size(), 1U);
     EXPECT_EQ(m_dialogs.m_lstQuestions[0].m_strArgument, "Save changes to 'draft' before closing?");
@@ -380,11 +387,7 @@ TEST_F(DocumentToolsCloseFlow, CancelKeepsTheUnsavedDocument)
 
 TEST_F(DocumentToolsCloseFlow, DiscardRemovesTheUnsavedDocumentWithoutWriting)
 {
-    StartToolbox({ToolDescription("CloseDocument", "close")});
-    Zarn::CValueMap* pDocument = AddUnsavedDocument();
-    m_dialogs.m_enAnswer = ImageTools::saDiscard;
-
-    Trigger("close");
+    Zarn::CValueMap* pDocument = CloseUnsavedDocumentAnswering(ImageTools::saDiscard);
 
     EXPECT_EQ(m_dialogs.m_lstQuestions.size(), 1U);
     EXPECT_TRUE(WasInvalidated(pDocument));
