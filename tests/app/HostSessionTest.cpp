@@ -14,6 +14,12 @@
 namespace
 {
 
+// A failure text names `strPart` somewhere; the whole text is shown when it does not.
+void ExpectMentions(const std::string& strWhat, const std::string& strPart)
+{
+    EXPECT_NE(strWhat.find(strPart), std::string::npos) << strWhat;
+}
+
 class HostSession : public testing::Test
 {
 protected:
@@ -112,10 +118,8 @@ TEST_F(HostSession, FailingPluginTakesDownTheOnesBeforeAndNamesItsEntry)
   "window": {"central": "left"}})");
     CHostSession session(*pConfig);
     const std::string strWhat = CreateError(session);
-    EXPECT_NE(strWhat.find("app.json:3:5: the plug-in \"TestFailing\" failed to start:"),
-              std::string::npos)
-        << strWhat;
-    EXPECT_NE(strWhat.find("disk not found"), std::string::npos) << strWhat;
+    ExpectMentions(strWhat, "app.json:3:5: the plug-in \"TestFailing\" failed to start:");
+    ExpectMentions(strWhat, "disk not found");
     EXPECT_EQ(AppTest::Journal().m_lstEvents, (std::vector<std::string>{"init left", "end left"}));
     EXPECT_EQ(AppTest::Journal().m_nAlive, 0);
     EXPECT_EQ(session.Plugin("left"), nullptr);
@@ -127,10 +131,8 @@ TEST_F(HostSession, UnknownPluginNamesTheEntryAndTheFolders)
   "plugins": [{"id": "x", "plugin": "NoSuchThing"}], "window": {"central": "x"}})");
     CHostSession session(*pConfig);
     const std::string strWhat = CreateError(session);
-    EXPECT_NE(strWhat.find("app.json:2:15: no module offers a plug-in named \"NoSuchThing\""),
-              std::string::npos)
-        << strWhat;
-    EXPECT_NE(strWhat.find("/nowhere/modules"), std::string::npos) << strWhat;
+    ExpectMentions(strWhat, "app.json:2:15: no module offers a plug-in named \"NoSuchThing\"");
+    ExpectMentions(strWhat, "/nowhere/modules");
 }
 
 TEST_F(HostSession, PostedMessageIsDeliveredByTheEventLoopToTheFirstReceiverToo)

@@ -1,5 +1,6 @@
 #include "BatchInputs.h"
 #include "BatchProgress.h"
+#include "BatchTempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -17,10 +18,8 @@ class BatchInputs : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string strTemplate =
-            (fs::temp_directory_path() / "docview-batch-inputs-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
-        m_root = strTemplate;
+        m_root = NewBatchTempFolder("docview-batch-inputs-XXXXXX");
+        ASSERT_FALSE(m_root.empty());
     }
     void TearDown() override { fs::remove_all(m_root); }
 

@@ -1,3 +1,4 @@
+#include "BatchTempFolder.h"
 // docview-batch as a user runs it: the real program with the real modules and a shipped process,
 // on a folder of generated images.
 
@@ -75,10 +76,8 @@ class BatchProgram : public testing::Test
 protected:
     void SetUp() override
     {
-        std::string strTemplate =
-            (fs::temp_directory_path() / "docview-batch-program-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
-        m_root = strTemplate;
+        m_root = NewBatchTempFolder("docview-batch-program-XXXXXX");
+        ASSERT_FALSE(m_root.empty());
         fs::create_directories(m_root / "plates" / "b");
         // Images with a known number of separate discs on a noisy background.
         cv::RNG random(7);

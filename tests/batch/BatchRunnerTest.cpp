@@ -1,4 +1,5 @@
 #include "BatchRunner.h"
+#include "BatchTempFolder.h"
 
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
@@ -95,9 +96,8 @@ protected:
 
     void SetUp() override
     {
-        std::string strTemplate = (fs::temp_directory_path() / "docview-batch-run-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(strTemplate.data()), nullptr);
-        m_root = strTemplate;
+        m_root = NewBatchTempFolder("docview-batch-run-XXXXXX");
+        ASSERT_FALSE(m_root.empty());
         fs::create_directories(m_root / "in");
         m_pHost = std::make_unique<CBatchHost>(&m_log, 0, std::vector<std::string>{MODULE_DIR});
         m_pProcess.reset(Zarn::CJsonValueFile::ReadString(

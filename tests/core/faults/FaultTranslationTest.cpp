@@ -97,6 +97,14 @@ int TranslateEachFaultOnce()
     return nTranslated;
 }
 
+// Checks the translated code and the signal details the translator was handed with it.
+void ExpectFault(const SFaultCaught& caught, std::uint32_t code, int nSignal, int nSignalCode)
+{
+    EXPECT_EQ(caught.code, code);
+    EXPECT_EQ(caught.info.signal, nSignal);
+    EXPECT_EQ(caught.info.signalCode, nSignalCode);
+}
+
 class FaultTranslation : public ::testing::Test
 {
 protected:
@@ -111,19 +119,15 @@ protected:
 TEST_F(FaultTranslation, NullDereferenceBecomesAccessViolationWithItsSignalDetails)
 {
     const SFaultCaught caught = CatchFault([] { FaultingFunctions::ReadThroughNullPointer(); });
-    EXPECT_EQ(caught.code, kAccessViolation);
+    ExpectFault(caught, kAccessViolation, SIGSEGV, SEGV_MAPERR);
     EXPECT_EQ(caught.info.code, kAccessViolation);
-    EXPECT_EQ(caught.info.signal, SIGSEGV);
-    EXPECT_EQ(caught.info.signalCode, SEGV_MAPERR);
     EXPECT_EQ(caught.info.faultAddress, nullptr);
 }
 
 TEST_F(FaultTranslation, IntegerDivisionByZeroBecomesIntDivideByZero)
 {
     const SFaultCaught caught = CatchFault([] { FaultingFunctions::DivideIntegerByZero(); });
-    EXPECT_EQ(caught.code, kIntDivideByZero);
-    EXPECT_EQ(caught.info.signal, SIGFPE);
-    EXPECT_EQ(caught.info.signalCode, FPE_INTDIV);
+    ExpectFault(caught, kIntDivideByZero, SIGFPE, FPE_INTDIV);
     // For arithmetic faults the address is that of the faulting instruction.
     EXPECT_NE(caught.info.faultAddress, nullptr);
 }
@@ -132,9 +136,7 @@ TEST_F(FaultTranslation, TrappedFloatDivisionByZeroBecomesFloatDivideByZero)
 {
     const SFaultCaught caught =
         CatchFault([] { FaultingFunctions::DivideFloatByZeroWithTrapsEnabled(); });
-    EXPECT_EQ(caught.code, kFloatDivideByZero);
-    EXPECT_EQ(caught.info.signal, SIGFPE);
-    EXPECT_EQ(caught.info.signalCode, FPE_FLTDIV);
+    ExpectFault(caught, kFloatDivideByZero, SIGFPE, FPE_FLTDIV);
 }
 
 TEST_F(FaultTranslation, ReadBeyondTheEndOfAMappedFileBecomesInPageError)
@@ -152,9 +154,7 @@ TEST_F(FaultTranslation, ReadBeyondTheEndOfAMappedFileBecomesInPageError)
 
     const auto* pAddress = static_cast<const volatile int*>(pMapping);
     const SFaultCaught caught = CatchFault([pAddress] { FaultingFunctions::ReadAt(pAddress); });
-    EXPECT_EQ(caught.code, kInPageError);
-    EXPECT_EQ(caught.info.signal, SIGBUS);
-    EXPECT_EQ(caught.info.signalCode, BUS_ADRERR);
+    ExpectFault(caught, kInPageError, SIGBUS, BUS_ADRERR);
     EXPECT_EQ(caught.info.faultAddress, pMapping);
 
     munmap(pMapping, static_cast<size_t>(nPage));
@@ -164,9 +164,7 @@ TEST_F(FaultTranslation, ReadBeyondTheEndOfAMappedFileBecomesInPageError)
 TEST_F(FaultTranslation, TrapInstructionBecomesIllegalInstruction)
 {
     const SFaultCaught caught = CatchFault([] { FaultingFunctions::ExecuteTrapInstruction(); });
-    EXPECT_EQ(caught.code, kIllegalInstruction);
-    EXPECT_EQ(caught.info.signal, SIGILL);
-    EXPECT_EQ(caught.info.signalCode, ILL_ILLOPN);
+    ExpectFault(caught, kIllegalInstruction, SIGILL, ILL_ILLOPN);
 }
 
 #if defined(__x86_64__) || defined(__i386__)

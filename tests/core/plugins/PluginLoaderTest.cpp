@@ -1,3 +1,4 @@
+#include "../TextLines.h"
 #include "EchoRecord.h"
 #include "RecordingPlugin.h"
 
@@ -42,17 +43,6 @@ const bool g_bSearchPathSet = []
 std::string ModulePath(const char* directory, const char* file)
 {
     return (std::filesystem::path(directory) / file).string();
-}
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-    {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 // The lines of the log that contain `text`.

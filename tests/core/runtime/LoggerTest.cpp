@@ -1,3 +1,4 @@
+#include "../TextLines.h"
 #include "TextPattern.h"
 
 #include <Zarn/Log/Logger.h>
@@ -20,17 +21,6 @@ using namespace Zarn;
 
 namespace
 {
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lstLines;
-    std::istringstream stream(text);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        lstLines.push_back(strLine);
-    }
-    return lstLines;
-}
 
 constexpr std::string_view kTimePattern =
     "{d}{d}{d}{d}-{d}{d}-{d}{d} {d}{d}:{d}{d}:{d}{d}.{d}{d}{d} ";

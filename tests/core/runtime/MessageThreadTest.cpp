@@ -1,3 +1,4 @@
+#include "../TextLines.h"
 #include "TextPattern.h"
 #include "TrackedObject.h"
 
@@ -78,17 +79,6 @@ public:
 CMessage* NewMessage(int id, CValue* data = nullptr)
 {
     return new CMessage(id, data, CMessage::priNormal);
-}
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lstLines;
-    std::istringstream stream(text);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        lstLines.push_back(strLine);
-    }
-    return lstLines;
 }
 
 } // namespace

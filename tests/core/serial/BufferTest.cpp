@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace Zarn;
@@ -20,6 +21,14 @@ std::string ReadAll(CBuffer& buffer)
     std::string strText(buffer.Size(), '\0');
     strText.resize(buffer.Read(strText.data(), strText.size()));
     return strText;
+}
+
+// Writes `text` and reads its first `nRead` bytes, so the read position stands after them.
+void WriteAndReadPart(CBuffer& buffer, std::string_view text, size_t nRead)
+{
+    buffer.Write(text.data(), text.size());
+    std::vector<char> part(nRead);
+    buffer.Read(part.data(), nRead);
 }
 } // namespace
 
@@ -99,9 +108,7 @@ TEST(Buffer, ReadAdvancesAndStopsAtTheEnd)
 TEST(Buffer, FlushDropsWhatWasRead)
 {
     CBuffer buffer;
-    buffer.Write("0123456789", 10);
-    char szPart[4];
-    buffer.Read(szPart, 4);
+    WriteAndReadPart(buffer, "0123456789", 4);
     buffer.Flush();
     EXPECT_EQ(buffer.ReadPosition(), 0u);
     EXPECT_EQ(Content(buffer), "456789");
@@ -114,9 +121,7 @@ TEST(Buffer, FlushDropsWhatWasRead)
 TEST(Buffer, AssignReplacesContentAndRewinds)
 {
     CBuffer buffer;
-    buffer.Write("old content", 11);
-    char cByte;
-    buffer.Read(&cByte, 1);
+    WriteAndReadPart(buffer, "old content", 1);
     buffer.Assign("new", 3);
     EXPECT_EQ(Content(buffer), "new");
     EXPECT_EQ(buffer.ReadPosition(), 0u);
@@ -131,9 +136,7 @@ TEST(Buffer, AssignReplacesContentAndRewinds)
 TEST(Buffer, CopyTakesContentAndReadPosition)
 {
     CBuffer source;
-    source.Write("payload", 7);
-    char szPart[3];
-    source.Read(szPart, 3);
+    WriteAndReadPart(source, "payload", 3);
 
     CBuffer copy(1, 0, 0);
     copy.Copy(source);
@@ -192,9 +195,7 @@ TEST(Buffer, ResizeGivesZeroedContent)
 TEST(Buffer, ResizePreservingKeepsThePrefix)
 {
     CBuffer buffer(0, 2, 0);
-    buffer.Write("abcdef", 6);
-    char szPart[5];
-    buffer.Read(szPart, 5);
+    WriteAndReadPart(buffer, "abcdef", 5);
     buffer.ResizePreserving(3);
     EXPECT_EQ(Content(buffer), "abc");
     EXPECT_EQ(buffer.ReadPosition(), 3u);

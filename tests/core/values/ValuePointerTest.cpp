@@ -32,6 +32,13 @@ class ValuePointer : public ::testing::Test
 {
 protected:
     void SetUp() override { STracked::s_nDestroyed = 0; }
+
+    // Ends `pOwner` and tells how many tracked objects have been destroyed by then.
+    template <class TOwner> static int DestroyedAfterReset(TOwner& pOwner)
+    {
+        pOwner.reset();
+        return STracked::s_nDestroyed;
+    }
 };
 
 template <class TCall> CException CaughtException(TCall call)
@@ -158,10 +165,8 @@ TEST_F(ValuePointer, CloneWithTransferMovesOwnershipToClone)
     std::unique_ptr<CValue> pClone(pSource->Clone(CValue::tfTransfer));
     EXPECT_FALSE(pSource->IsOwned());
     EXPECT_TRUE(pClone->Pointer()->IsOwned());
-    pSource.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 0);
-    pClone.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 1);
+    EXPECT_EQ(DestroyedAfterReset(pSource), 0);
+    EXPECT_EQ(DestroyedAfterReset(pClone), 1);
 }
 
 TEST_F(ValuePointer, CloneWithShareGivesNonOwningCloneAndSourceStillDeletes)
@@ -171,10 +176,8 @@ TEST_F(ValuePointer, CloneWithShareGivesNonOwningCloneAndSourceStillDeletes)
     EXPECT_TRUE(pSource->IsOwned());
     EXPECT_FALSE(pClone->Pointer()->IsOwned());
     EXPECT_TRUE(pClone->Equal(*pSource));
-    pClone.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 0);
-    pSource.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 1);
+    EXPECT_EQ(DestroyedAfterReset(pClone), 0);
+    EXPECT_EQ(DestroyedAfterReset(pSource), 1);
 }
 
 TEST_F(ValuePointer, CloneOfNonOwningValueIsNonOwningForEveryStrategy)
@@ -226,8 +229,7 @@ TEST_F(ValuePointer, CopyWithTransferMovesOwnershipFromSource)
     EXPECT_FALSE(source.IsOwned());
     EXPECT_TRUE(pTarget->IsOwned());
     EXPECT_EQ(pTarget->Count(), 1u);
-    pTarget.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 1);
+    EXPECT_EQ(DestroyedAfterReset(pTarget), 1);
 }
 
 TEST_F(ValuePointer, CopyOfOwnedSourceWithoutStrategyThrowsAndLeavesTargetUnchanged)
@@ -276,8 +278,7 @@ TEST_F(ValuePointer, OwningTargetCopyingNonOwnedSourceStaysOwner)
     EXPECT_EQ(STracked::s_nDestroyed, 1); // the old pointee
     EXPECT_TRUE(pTarget->IsOwned());
     EXPECT_EQ(pTarget->Get(), pNew);
-    pTarget.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 2); // the new pointee, deleted by its new owner
+    EXPECT_EQ(DestroyedAfterReset(pTarget), 2); // the new pointee, deleted by its new owner
 }
 
 TEST_F(ValuePointer, NonOwningTargetCopyingOwnedSourceWithShareStaysNonOwning)
@@ -330,8 +331,7 @@ TEST_F(ValuePointer, MapCloneWithTransferMovesOwnedChildren)
     EXPECT_TRUE(pClone->Map()->Entry("object", true)->Pointer()->IsOwned());
     map.Clear();
     EXPECT_EQ(STracked::s_nDestroyed, 0);
-    pClone.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 1);
+    EXPECT_EQ(DestroyedAfterReset(pClone), 1);
 }
 
 TEST_F(ValuePointer, MapCopyConstructorSharesOwnedChildren)
@@ -352,6 +352,5 @@ TEST_F(ValuePointer, MoveTakesPointerAndOwnership)
     pTarget->Move(source);
     EXPECT_FALSE(source.IsOwned());
     EXPECT_TRUE(pTarget->IsOwned());
-    pTarget.reset();
-    EXPECT_EQ(STracked::s_nDestroyed, 1);
+    EXPECT_EQ(DestroyedAfterReset(pTarget), 1);
 }

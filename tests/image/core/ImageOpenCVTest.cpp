@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 using namespace Zarn;
@@ -24,24 +25,16 @@ namespace
 // The OpenCV depth that stores each element type; uint32 has none.
 int ExpectedDepth(IImage::EnElementType type)
 {
-    switch (type)
+    constexpr std::pair<IImage::EnElementType, int> kDepths[] = {
+        {IImage::etUInt8, CV_8U},   {IImage::etInt8, CV_8S},   {IImage::etUInt16, CV_16U},
+        {IImage::etInt16, CV_16S},  {IImage::etInt32, CV_32S}, {IImage::etFloat32, CV_32F},
+        {IImage::etFloat64, CV_64F}};
+    for (const auto& [enType, nDepth] : kDepths)
     {
-    case IImage::etUInt8:
-        return CV_8U;
-    case IImage::etInt8:
-        return CV_8S;
-    case IImage::etUInt16:
-        return CV_16U;
-    case IImage::etInt16:
-        return CV_16S;
-    case IImage::etInt32:
-        return CV_32S;
-    case IImage::etFloat32:
-        return CV_32F;
-    case IImage::etFloat64:
-        return CV_64F;
-    case IImage::etUInt32:
-        break;
+        if (enType == type)
+        {
+            return nDepth;
+        }
     }
     return -1;
 }

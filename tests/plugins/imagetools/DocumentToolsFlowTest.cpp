@@ -38,6 +38,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <utility>
@@ -95,6 +96,20 @@ Zarn::CValueMap* ToolDescription(const char* plugin, const char* action)
 class DocumentToolsFlow : public DocViewTest::CHostFixture
 {
 protected:
+    // An "OpenImage" tool on the action "open" whose description names these files of the
+    // test folder.
+    Zarn::CValueMap* OpenToolFor(std::initializer_list<const char*> lstNames)
+    {
+        Zarn::CValueMap* pOpen = ToolDescription("OpenImage", "open");
+        auto* pFiles = new Zarn::CValueVector;
+        for (const char* szName : lstNames)
+        {
+            pFiles->PushBack(new Zarn::CValueString(m_folder.File(szName)));
+        }
+        pOpen->SetEntry(Zarn::CValue_Key("files"), pFiles);
+        return pOpen;
+    }
+
     void SetUp() override
     {
         Zarn::CPluginLoader::Obj().AddSearchDirectory(MODULE_DIR);
@@ -218,11 +233,7 @@ TEST_F(DocumentToolsFlow, OpeningTwoFilesAddsTwoDocumentsToTheRepository)
                             *std::unique_ptr<Zarn::CImage>(NewUInt8Image(1)));
     Zarn::CImageFile::Write(m_folder.File("right.tif"),
                             *std::unique_ptr<Zarn::CImage>(NewUInt16Image()));
-    Zarn::CValueMap* pOpen = ToolDescription("OpenImage", "open");
-    auto* pFiles = new Zarn::CValueVector;
-    pFiles->PushBack(new Zarn::CValueString(m_folder.File("left.png")));
-    pFiles->PushBack(new Zarn::CValueString(m_folder.File("right.tif")));
-    pOpen->SetEntry(Zarn::CValue_Key("files"), pFiles);
+    Zarn::CValueMap* pOpen = OpenToolFor({"left.png", "right.tif"});
     StartToolbox({pOpen});
 
     Trigger("open");
@@ -245,11 +256,7 @@ TEST_F(DocumentToolsFlow, OpeningWithACorruptFileAddsTheOtherAndTheErrorBoxNames
     Zarn::CImageFile::Write(m_folder.File("fine.png"),
                             *std::unique_ptr<Zarn::CImage>(NewUInt8Image(1)));
     WriteText(m_folder.File("broken.png"), "not a PNG at all");
-    Zarn::CValueMap* pOpen = ToolDescription("OpenImage", "open");
-    auto* pFiles = new Zarn::CValueVector;
-    pFiles->PushBack(new Zarn::CValueString(m_folder.File("broken.png")));
-    pFiles->PushBack(new Zarn::CValueString(m_folder.File("fine.png")));
-    pOpen->SetEntry(Zarn::CValue_Key("files"), pFiles);
+    Zarn::CValueMap* pOpen = OpenToolFor({"broken.png", "fine.png"});
     StartToolbox({pOpen});
 
     Trigger("open");
@@ -324,10 +331,7 @@ TEST_F(DocumentToolsFlow, ClosingASavedDocumentRemovesIt)
 {
     Zarn::CImageFile::Write(m_folder.File("kept.png"),
                             *std::unique_ptr<Zarn::CImage>(NewUInt8Image(1)));
-    Zarn::CValueMap* pOpen = ToolDescription("OpenImage", "open");
-    auto* pFiles = new Zarn::CValueVector;
-    pFiles->PushBack(new Zarn::CValueString(m_folder.File("kept.png")));
-    pOpen->SetEntry(Zarn::CValue_Key("files"), pFiles);
+    Zarn::CValueMap* pOpen = OpenToolFor({"kept.png"});
     StartToolbox({pOpen, ToolDescription("CloseDocument", "close")});
     Trigger("open");
     ASSERT_EQ(Count("NEW_DOCUMENT kept.png"), 1U);
@@ -356,16 +360,23 @@ protected:
         return AddDocument(Zarn::ImageDocument::Create(NewUInt16Image(), "draft"));
     }
 
+    // Starts the close tool, adds an unsaved document and closes it; the question about saving
+    // gets `enAnswer`. Returns the document that was asked about.
+    Zarn::CValueMap* CloseUnsavedDocumentAnswering(ImageTools::EnSaveAnswer enAnswer)
+    {
+        StartToolbox({ToolDescription("CloseDocument", "close")});
+        Zarn::CValueMap* pDocument = AddUnsavedDocument();
+        m_dialogs.m_enAnswer = enAnswer;
+        Trigger("close");
+        return pDocument;
+    }
+
     CDialogScript m_dialogs;
 };
 
 TEST_F(DocumentToolsCloseFlow, CancelKeepsTheUnsavedDocument)
 {
-    StartToolbox({ToolDescription("CloseDocument", "close")});
-    Zarn::CValueMap* pDocument = AddUnsavedDocument();
-    m_dialogs.m_enAnswer = ImageTools::saCancel;
-
-    Trigger("close");
+    Zarn::CValueMap* pDocument = CloseUnsavedDocumentAnswering(ImageTools::saCancel);
 
     ASSERT_EQ(m_dialogs.m_lstQuestions.size(), 1U);
     EXPECT_EQ(m_dialogs.m_lstQuestions[0].m_strArgument, "Save changes to 'draft' before closing?");
@@ -376,11 +387,7 @@ TEST_F(DocumentToolsCloseFlow, CancelKeepsTheUnsavedDocument)
 
 TEST_F(DocumentToolsCloseFlow, DiscardRemovesTheUnsavedDocumentWithoutWriting)
 {
-    StartToolbox({ToolDescription("CloseDocument", "close")});
-    Zarn::CValueMap* pDocument = AddUnsavedDocument();
-    m_dialogs.m_enAnswer = ImageTools::saDiscard;
-
-    Trigger("close");
+    Zarn::CValueMap* pDocument = CloseUnsavedDocumentAnswering(ImageTools::saDiscard);
 
     EXPECT_EQ(m_dialogs.m_lstQuestions.size(), 1U);
     EXPECT_TRUE(WasInvalidated(pDocument));

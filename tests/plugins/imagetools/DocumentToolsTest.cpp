@@ -108,6 +108,18 @@ bool Prepare(Zarn::CPluginBase& tool, const Zarn::CValueMap& description, Zarn::
     return bRunnable;
 }
 
+// Prepares the tool for `document` and, when it accepts, runs it once into `data`.
+bool PrepareAndRun(Zarn::CPluginBase& tool, const Zarn::CValueMap& description,
+                   Zarn::CValueMap* document, Zarn::CValueMap& data)
+{
+    if (!Prepare(tool, description, document))
+    {
+        return false;
+    }
+    tool.Run(data);
+    return true;
+}
+
 bool UpdateFlag(const Zarn::CValueMap& document, const char* path)
 {
     const Zarn::CValue* pFlag = document.Entry(path, false);
@@ -264,9 +276,8 @@ TEST(SaveImageTool, SavesToTheDocumentsFileWithHeaderAndAsksTheRepositoryToMarkI
     CDialogScript dialogs;
 
     CSaveImageTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImage"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
 
     EXPECT_FALSE(data.HasEntry("output/error")) << ErrorText(data);
     EXPECT_EQ(DocumentsAt(data, "output/documents/update"),
@@ -292,9 +303,8 @@ TEST(SaveImageTool, DocumentWithoutFileIsSavedAsProposingItsLabelWithTif)
     dialogs.m_strSavePath = folder.File("chosen.png");
 
     CSaveImageTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImage"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
 
     ASSERT_EQ(dialogs.m_lstSaveCalls.size(), 1U);
     EXPECT_EQ(fs::path(dialogs.m_lstSaveCalls[0].m_strArgument).filename(), "result.tif");
@@ -314,9 +324,8 @@ TEST(SaveImageAsTool, ProposesTheLabelAsItIsWhenItNamesAFormatAndKeepsTheFolder)
     dialogs.m_bSaveExpected = true; // and cancelled
 
     CSaveImageAsTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImageAs"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
 
     ASSERT_EQ(dialogs.m_lstSaveCalls.size(), 1U);
     EXPECT_EQ(dialogs.m_lstSaveCalls[0].m_strArgument, folder.File("plate.png"));
@@ -356,9 +365,8 @@ TEST(SaveImageAsTool, ChosenNameWithoutExtensionIsSavedAsTiff)
     dialogs.m_strSavePath = folder.File("bare");
 
     CSaveImageAsTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImageAs"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
 
     EXPECT_FALSE(data.HasEntry("output/error")) << ErrorText(data);
     EXPECT_TRUE(fs::exists(folder.File("bare.tif")));
@@ -374,9 +382,8 @@ TEST(SaveImageAsTool, FloatImageToPngIsRefusedWithAClearErrorAndNothingIsWritten
     dialogs.m_strSavePath = folder.File("map.png");
 
     CSaveImageAsTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImageAs"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
 
     EXPECT_TRUE(data.HasEntry("output/error"));
     EXPECT_EQ(ErrorText(data), "Cannot save 'map' as '" + folder.File("map.png") +
@@ -396,9 +403,8 @@ TEST(SaveImageTool, WriteErrorIsReportedAndTheDocumentStaysUnsaved)
     pDocument->SetEntry(Zarn::CValue_Key("filename"), new Zarn::CValueString(strPath));
 
     CSaveImageTool tool;
-    ASSERT_TRUE(Prepare(tool, Description("SaveImage"), pDocument.get()));
     Zarn::CValueMap data;
-    tool.Run(data);
+    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
 
     const std::string strError = ErrorText(data);
     EXPECT_EQ(strError.rfind("Cannot save 'scan': " + strPath + ": ", 0), 0U) << strError;

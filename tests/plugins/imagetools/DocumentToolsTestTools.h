@@ -94,33 +94,22 @@ public:
         ImageTools::SetFilesToOpenChooser(
             [this](const QString& caption, const QString& folder, const QString& filters)
             {
-                m_lstOpenCalls.push_back(
-                    {caption.toStdString(), folder.toStdString(), filters.toStdString()});
-                if (!m_bOpenExpected)
-                {
-                    ADD_FAILURE() << "unexpected open dialog";
-                }
+                Note(m_lstOpenCalls, {caption, folder, filters}, m_bOpenExpected,
+                     "unexpected open dialog");
                 return m_lstFilesToOpen;
             });
         ImageTools::SetSavePathChooser(
             [this](const QString& caption, const QString& proposed, const QString& filters)
             {
-                m_lstSaveCalls.push_back(
-                    {caption.toStdString(), proposed.toStdString(), filters.toStdString()});
-                if (!m_bSaveExpected)
-                {
-                    ADD_FAILURE() << "unexpected save dialog";
-                }
+                Note(m_lstSaveCalls, {caption, proposed, filters}, m_bSaveExpected,
+                     "unexpected save dialog");
                 return QString::fromStdString(m_strSavePath);
             });
         ImageTools::SetSaveChangesAsker(
             [this](const QString& title, const QString& text)
             {
-                m_lstQuestions.push_back({title.toStdString(), text.toStdString(), ""});
-                if (!m_bQuestionExpected)
-                {
-                    ADD_FAILURE() << "unexpected question: " << text.toStdString();
-                }
+                Note(m_lstQuestions, {title, text, QString()}, m_bQuestionExpected,
+                     "unexpected question: " + text.toStdString());
                 return m_enAnswer;
             });
     }
@@ -150,6 +139,26 @@ public:
     std::vector<SCall> m_lstOpenCalls;
     std::vector<SCall> m_lstSaveCalls;
     std::vector<SCall> m_lstQuestions;
+
+private:
+    struct SAsked
+    {
+        QString m_strCaption;
+        QString m_strArgument;
+        QString m_strFilters;
+    };
+
+    // Keeps what a dialog was asked; a dialog the test did not expect fails it.
+    static void Note(std::vector<SCall>& lstCalls, const SAsked& asked, bool bExpected,
+                     const std::string& strFailure)
+    {
+        lstCalls.push_back({asked.m_strCaption.toStdString(), asked.m_strArgument.toStdString(),
+                            asked.m_strFilters.toStdString()});
+        if (!bExpected)
+        {
+            ADD_FAILURE() << strFailure;
+        }
+    }
 };
 
 } // namespace DocumentToolsTest

@@ -23,6 +23,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 namespace
@@ -83,6 +84,25 @@ protected:
     static void TearDownTestSuite() { s_pSettingsFolder.reset(); }
     void SetUp() override { QSettings("docview", "docview").clear(); }
     void TearDown() override { CParameterDialogPlugin::SetDialogRunner(nullptr); }
+
+    // Sends a request that asks the user: the dialog is shown, `fill` works on it and then
+    // `button` is clicked. Returns the request as the plug-in answered it.
+    static Zarn::CValueMap AskUser(CParameterDialogPlugin& plugin,
+                                   std::function<void(CParameterDialog&)> fill,
+                                   QDialogButtonBox::StandardButton button)
+    {
+        CParameterDialogPlugin::SetDialogRunner(
+            [fill, button](CParameterDialog& dialog)
+            {
+                dialog.show();
+                fill(dialog);
+                Click(dialog, button);
+                return dialog.result();
+            });
+        Zarn::CValueMap request = Request(true);
+        plugin.Run(request);
+        return request;
+    }
 
     static std::unique_ptr<QTemporaryDir> s_pSettingsFolder;
 };
@@ -247,16 +267,10 @@ TEST_F(ParameterDialog, ValueAboveTheRangeCannotBeTyped)
 {
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
-        [](CParameterDialog& dialog)
-        {
-            dialog.show();
-            TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "50");
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+    Zarn::CValueMap request = AskUser(
+        plugin,
+        [](CParameterDialog& dialog) { TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "50"); },
+        QDialogButtonBox::Ok);
     // The "0" that would make 50 is not taken: 5 stays.
     ASSERT_TRUE(request.HasEntry("parameters"));
     EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 5.0);
@@ -266,18 +280,15 @@ TEST_F(ParameterDialog, EvenSizeOffTheStepsDisablesOk)
 {
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
+    Zarn::CValueMap request = AskUser(
+        plugin,
         [](CParameterDialog& dialog)
         {
-            dialog.show();
             TypeInto(EditorOf<QSpinBox>(dialog, "size"), "8");
             EXPECT_FALSE(dialog.IsValid());
             EXPECT_EQ(dialog.Message(), "Size must be 3, 5, ... up to 255.");
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+        },
+        QDialogButtonBox::Ok);
     EXPECT_FALSE(request.HasEntry("parameters"));
 }
 
@@ -285,16 +296,10 @@ TEST_F(ParameterDialog, CancelAnswersNothingAndKeepsTheLastValues)
 {
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
-        [](CParameterDialog& dialog)
-        {
-            dialog.show();
-            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "11");
-            Click(dialog, QDialogButtonBox::Cancel);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+    Zarn::CValueMap request = AskUser(
+        plugin,
+        [](CParameterDialog& dialog) { TypeInto(EditorOf<QSpinBox>(dialog, "size"), "11"); },
+        QDialogButtonBox::Cancel);
     EXPECT_FALSE(request.HasEntry("parameters"));
     EXPECT_TRUE(request.EntryBool(Zarn::CValue_Key("cancelled"), false));
 
@@ -407,16 +412,11 @@ TEST_F(ParameterDialog, AnswerConfiguresTheToolThroughItsUpdate)
                             "default": 1}]})");
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, description);
-    CParameterDialogPlugin::SetDialogRunner(
+    Zarn::CValueMap request = AskUser(
+        plugin,
         [](CParameterDialog& dialog)
-        {
-            dialog.show();
-            TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "2.5");
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+        { TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "2.5"); },
+        QDialogButtonBox::Ok);
     CGaussianBlurTool tool;
     tool.Init(nullptr, description);
     tool.UpdateParameters(request);
