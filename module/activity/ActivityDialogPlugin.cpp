@@ -5,6 +5,7 @@
 #include "frame/MessageBoxes.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Value/ValueContainer.h>
@@ -37,9 +38,7 @@ CActivityDialogPlugin::~CActivityDialogPlugin()
 
 void CActivityDialogPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("DaemonPlugin"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ActivityDialog"));
+    DocView::WritePluginSetup(setup, "DaemonPlugin", "ActivityDialog");
 }
 
 void CActivityDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

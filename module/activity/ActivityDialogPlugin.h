@@ -32,11 +32,8 @@ class CActivityDialogPlugin : public Zarn::CPluginBase
 {
 public:
     CActivityDialogPlugin();
-    CActivityDialogPlugin(const CActivityDialogPlugin&) = delete;
-    CActivityDialogPlugin& operator=(const CActivityDialogPlugin&) = delete;
     ~CActivityDialogPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "PluginType", "PluginSubType"; no "PluginName", no "WidgetPtr".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Borrows "tmp/messageidfactory" and builds the (hidden) dialog over the application's main

@@ -28,11 +28,8 @@ class CImageProcessPlugin : public Zarn::CPluginBase
 {
 public:
     CImageProcessPlugin();
-    CImageProcessPlugin(const CImageProcessPlugin&) = delete;
-    CImageProcessPlugin& operator=(const CImageProcessPlugin&) = delete;
     ~CImageProcessPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // Writes nothing: the setup map is left as it is.
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Borrows "tmp/logger", "tmp/commthread" and "tmp/messageidfactory"; with a "process" vector,

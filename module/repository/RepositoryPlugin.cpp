@@ -3,6 +3,7 @@
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/Parameters.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Log/Logger.h>
@@ -127,10 +128,7 @@ CRepositoryPlugin::~CRepositoryPlugin() = default;
 
 void CRepositoryPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("janitor"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("docview repository"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName.c_str()));
+    DocView::WritePluginSetup(setup, "janitor", "docview repository", m_strName.c_str());
 }
 
 void CRepositoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

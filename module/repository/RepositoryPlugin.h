@@ -58,11 +58,8 @@ class CRepositoryPlugin : public Zarn::CPluginBase
 {
 public:
     CRepositoryPlugin();
-    CRepositoryPlugin(const CRepositoryPlugin&) = delete;
-    CRepositoryPlugin& operator=(const CRepositoryPlugin&) = delete;
     ~CRepositoryPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Wires to the host, reads the settings and loads the view factories. A failing "views"
     // entry is logged and skipped; other failures reach the caller.

@@ -5,6 +5,7 @@
 #include "frame/MessageCatalogue.h"
 #include "frame/Messages.h"
 #include "frame/Parameters.h"
+#include "frame/PluginSetup.h"
 #include "toolbox/CurrentContext.h"
 #include "toolbox/SystemExceptionTranslator.h"
 #include "toolbox/TekaDebuggableZarnException.h"
@@ -285,8 +286,8 @@ DocView::CMessageTable CToolboxPlugin::BuildMessageTable()
 void CToolboxPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
     DocView::SetCurrentContext("CToolboxPlugin::GetPluginSetup()");
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
+    // The toolbox names itself but has no type of its own.
+    DocView::WritePluginSetup(setup, nullptr, nullptr, m_strName.c_str());
 }
 
 void CToolboxPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

@@ -61,11 +61,8 @@ class CToolboxPlugin : public Zarn::CPluginBase
 {
 public:
     CToolboxPlugin();
-    CToolboxPlugin(const CToolboxPlugin&) = delete;
-    CToolboxPlugin& operator=(const CToolboxPlugin&) = delete;
     ~CToolboxPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version" and "PluginName"; no "PluginType", "PluginSubType" or "WidgetPtr".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Borrows "tmp/commthread", "tmp/messageidfactory" and "tmp/logger", reads "name" (default

@@ -3,6 +3,7 @@
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
 #include "frame/PluginErrors.h"
+#include "frame/PluginSetup.h"
 #include "views/DefaultViewIcon.h"
 #include "views/ViewListBox.h"
 #include "views/ViewListBoxItem.h"
@@ -78,11 +79,9 @@ CNavigatorPlugin::~CNavigatorPlugin()
 
 void CNavigatorPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    DocView::WritePluginSetup(setup, "QtWidget", "NavigatorPlugin");
     setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
                    new Zarn::CValuePointer<QWidget>(m_pListBox.data()));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("QtWidget"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("NavigatorPlugin"));
 }
 
 void CNavigatorPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

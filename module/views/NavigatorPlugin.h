@@ -44,7 +44,6 @@ public:
     CNavigatorPlugin();
     ~CNavigatorPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "WidgetPtr" (the list box, not owned by the record), "PluginType",
     // "PluginSubType"; no "PluginName".
     void GetPluginSetup(Zarn::CValueMap& setup) override;

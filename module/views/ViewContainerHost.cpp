@@ -2,6 +2,7 @@
 
 #include "frame/HostObjects.h"
 #include "frame/Messages.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
@@ -36,11 +37,8 @@ QWidget* CViewContainerHost::ReadInit(const Zarn::CValueMap& parameters)
 void CViewContainerHost::WriteSetup(Zarn::CValueMap& setup, QWidget* widget,
                                     const char* subType) const
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    DocView::WritePluginSetup(setup, "QtWidget", subType, m_strName.c_str());
     setup.SetEntry(Zarn::CValue_Key("WidgetPtr"), new Zarn::CValuePointer<QWidget>(widget));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("QtWidget"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString(subType));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
 }
 
 const Zarn::CValue* CViewContainerHost::WidgetEntry(const Zarn::CValueMap& setup) const

@@ -4,6 +4,7 @@
 #include "frame/Messages.h"
 #include "frame/Parameters.h"
 #include "frame/PluginErrors.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Plugin/PluginLoader.h>
@@ -50,11 +51,9 @@ CViewFactoryPlugin::~CViewFactoryPlugin()
 
 void CViewFactoryPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
     // "Deamon" is deliberate: hosts match on this exact text, and it differs from the activity
     // dialog's "DaemonPlugin".
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("DeamonPlugin"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ViewFactory"));
+    DocView::WritePluginSetup(setup, "DeamonPlugin", "ViewFactory");
 }
 
 void CViewFactoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

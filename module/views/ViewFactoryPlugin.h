@@ -34,7 +34,6 @@ public:
     // Deletes the orphanage if DeleteData has not; never deletes the factories.
     ~CViewFactoryPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "PluginType", "PluginSubType"; no "PluginName", no "WidgetPtr".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Makes the orphanage, borrows "tmp/commthread" and "tmp/messageidfactory" and loads one

@@ -38,7 +38,6 @@ public:
     CViewStackPlugin();
     ~CViewStackPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // The setup record of CViewContainerHost::WriteSetup with the QStackedWidget, "ViewStack".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // CViewContainerHost::ReadInit (the parent is the stack's), then the empty page.

@@ -55,7 +55,6 @@ public:
     CWorkspacePlugin();
     ~CWorkspacePlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // The setup record of CViewContainerHost::WriteSetup with the QMdiArea, "Workspace".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // CViewContainerHost::ReadInit (the parent is the area's); then watches the user's input.

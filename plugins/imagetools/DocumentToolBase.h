@@ -17,10 +17,7 @@
 class CDocumentToolBase : public Zarn::CPluginBase
 {
 public:
-    CDocumentToolBase(const CDocumentToolBase&) = delete;
-    CDocumentToolBase& operator=(const CDocumentToolBase&) = delete;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "PluginType" = "Tool", "PluginSubType" = "Document", "PluginName".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Reads "file".

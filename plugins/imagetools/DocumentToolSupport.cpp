@@ -1,6 +1,7 @@
 #include "DocumentToolSupport.h"
 
 #include "DocumentDialogs.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
@@ -51,10 +52,7 @@ void ListDocument(Zarn::CValueMap& data, const char* path, Zarn::CValueMap* docu
 
 void WriteDocumentToolSetup(Zarn::CValueMap& setup, const std::string& name)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("Document"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(name));
+    DocView::WritePluginSetup(setup, "Tool", "Document", name.c_str());
 }
 
 void ReportError(Zarn::CValueMap& data, const std::string& message)

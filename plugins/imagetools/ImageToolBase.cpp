@@ -1,5 +1,7 @@
 #include "ImageToolBase.h"
 
+#include "frame/PluginSetup.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageOpenCV.h>
@@ -53,10 +55,7 @@ CImageToolBase::~CImageToolBase() = default;
 
 void CImageToolBase::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("Tool"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ImageTool"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName));
+    DocView::WritePluginSetup(setup, "Tool", "ImageTool", m_strName.c_str());
 }
 
 void CImageToolBase::Init(void* /*context*/, const Zarn::CValueMap& parameters)

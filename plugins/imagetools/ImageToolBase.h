@@ -51,11 +51,8 @@
 class CImageToolBase : public Zarn::CPluginBase
 {
 public:
-    CImageToolBase(const CImageToolBase&) = delete;
-    CImageToolBase& operator=(const CImageToolBase&) = delete;
     ~CImageToolBase() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "PluginType" = "Tool", "PluginSubType" = "ImageTool", "PluginName" = the
     // tool's name.
     void GetPluginSetup(Zarn::CValueMap& setup) override;

@@ -19,10 +19,7 @@ class COpenImageTool : public Zarn::CPluginBase
 {
 public:
     COpenImageTool();
-    COpenImageTool(const COpenImageTool&) = delete;
-    COpenImageTool& operator=(const COpenImageTool&) = delete;
 
-    using Zarn::CPluginBase::Init;
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Reads "files"; anything there but a list of texts throws a Zarn::CException.
     void Init(void* context, const Zarn::CValueMap& parameters) override;

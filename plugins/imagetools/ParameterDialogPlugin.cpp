@@ -2,6 +2,7 @@
 
 #include "ImageToolBase.h"
 #include "PluginCatalogue.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
@@ -83,10 +84,7 @@ CParameterDialogPlugin::~CParameterDialogPlugin() = default;
 
 void CParameterDialogPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("ConfigPlugin"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ParameterDialog"));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString("ParameterDialog"));
+    DocView::WritePluginSetup(setup, "ConfigPlugin", "ParameterDialog", "ParameterDialog");
 }
 
 void CParameterDialogPlugin::Init(void* /*context*/, const Zarn::CValueMap& description)

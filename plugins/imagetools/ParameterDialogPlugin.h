@@ -41,7 +41,6 @@ public:
     CParameterDialogPlugin();
     ~CParameterDialogPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Throws CExBadParam for a broken "parameter list".
     void Init(void* context, const Zarn::CValueMap& description) override;

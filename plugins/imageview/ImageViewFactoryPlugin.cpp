@@ -3,6 +3,7 @@
 #include "ImageViewPlugin.h"
 #include "ImageViewValues.h"
 #include "frame/Messages.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
@@ -19,9 +20,7 @@ CImageViewFactoryPlugin::~CImageViewFactoryPlugin() = default;
 
 void CImageViewFactoryPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString("ViewFactory"));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString("ImageView"));
+    DocView::WritePluginSetup(setup, "ViewFactory", "ImageView");
 }
 
 void CImageViewFactoryPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)

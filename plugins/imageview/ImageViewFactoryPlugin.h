@@ -24,7 +24,6 @@ public:
     CImageViewFactoryPlugin();
     ~CImageViewFactoryPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "PluginType" = "ViewFactory", "PluginSubType" = "ImageView".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Reads "parent" (a QWidget pointer, optional): the first parent of the views' widgets.

@@ -3,6 +3,7 @@
 #include "ImageViewValues.h"
 #include "ImageViewWidget.h"
 #include "frame/Messages.h"
+#include "frame/PluginSetup.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
@@ -158,12 +159,9 @@ CImageViewPlugin::~CImageViewPlugin()
 
 void CImageViewPlugin::GetPluginSetup(Zarn::CValueMap& setup)
 {
-    setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueString("version 1.0.0"));
+    DocView::WritePluginSetup(setup, kPluginType, kPluginSubType, m_strName.c_str());
     setup.SetEntry(Zarn::CValue_Key("WidgetPtr"),
                    new Zarn::CValuePointer<QWidget>(m_pWidget.data()));
-    setup.SetEntry(Zarn::CValue_Key("PluginType"), new Zarn::CValueString(kPluginType));
-    setup.SetEntry(Zarn::CValue_Key("PluginSubType"), new Zarn::CValueString(kPluginSubType));
-    setup.SetEntry(Zarn::CValue_Key("PluginName"), new Zarn::CValueString(m_strName.c_str()));
     // Images are compared side by side: a workspace shows the window at its own size and place.
     setup.SetEntry(Zarn::CValue_Key("showmaximized"), new Zarn::CValueBool(false));
 }

@@ -48,7 +48,6 @@ public:
     CImageViewPlugin();
     ~CImageViewPlugin() override;
 
-    using Zarn::CPluginBase::Init;
     // "Version", "WidgetPtr" (the widget, lent), "PluginType", "PluginSubType", "PluginName".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Reads "parent" (a QWidget pointer, optional: the widget's first parent) and "document" (a

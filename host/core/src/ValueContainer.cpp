@@ -28,6 +28,18 @@ CValueContainerBase* AsContainer(CValue* value)
     const std::string strMessage = "Entry '" + path + "' not found";
     throw CExBadParam({__DATE__ " " __TIME__, __FILE__, function, __LINE__, 0}, strMessage.c_str());
 }
+
+// The child at `key`; a missing one throws CExBadParam naming `function`.
+CValue& RequiredChild(const CValueContainerBase& container, const CValue_Key& key,
+                      const char* function)
+{
+    CValue* pChild = container.ChildAt(key);
+    if (pChild == nullptr)
+    {
+        ThrowMissing(function, key.ToString());
+    }
+    return *pChild;
+}
 } // namespace
 
 CValueContainerBase* CValueContainerBase::ParentOf(const CValue_Path& path, bool bCreatePath,
@@ -142,12 +154,7 @@ bool CValueContainerBase::RemoveEntry(const CValue_Path& path)
 
 CString& CValueContainerBase::EntryString(const CValue_Key& key)
 {
-    CValue* pChild = ChildAt(key);
-    if (pChild == nullptr)
-    {
-        ThrowMissing("Zarn::CValueContainerBase::EntryString", key.ToString());
-    }
-    return pChild->String();
+    return RequiredChild(*this, key, "Zarn::CValueContainerBase::EntryString").String();
 }
 
 const CString& CValueContainerBase::EntryString(const CValue_Key& key) const
@@ -164,12 +171,7 @@ const CString& CValueContainerBase::EntryString(const CValue_Key& key,
 
 long CValueContainerBase::EntryLong(const CValue_Key& key) const
 {
-    const CValue* pChild = ChildAt(key);
-    if (pChild == nullptr)
-    {
-        ThrowMissing("Zarn::CValueContainerBase::EntryLong", key.ToString());
-    }
-    return pChild->Long();
+    return RequiredChild(*this, key, "Zarn::CValueContainerBase::EntryLong").Long();
 }
 
 long CValueContainerBase::EntryLong(const CValue_Key& key, long defaultValue) const
@@ -186,12 +188,7 @@ double CValueContainerBase::EntryDouble(const CValue_Key& key, double defaultVal
 
 bool CValueContainerBase::EntryBool(const CValue_Key& key) const
 {
-    const CValue* pChild = ChildAt(key);
-    if (pChild == nullptr)
-    {
-        ThrowMissing("Zarn::CValueContainerBase::EntryBool", key.ToString());
-    }
-    return pChild->Bool();
+    return RequiredChild(*this, key, "Zarn::CValueContainerBase::EntryBool").Bool();
 }
 
 bool CValueContainerBase::EntryBool(const CValue_Key& key, bool defaultValue) const
