@@ -166,8 +166,7 @@ TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutR
     // Not registered for autocreate nor for the action.
     AddDocument("a");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a"}));
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_TRUE(broken.m_lstViews.empty());
 
@@ -210,8 +209,7 @@ TEST_F(RepositorySetup, MissingAutocreateIsAFailedEntryAfterTheFactoryWasInitial
     // The action was not registered: asking for it does nothing.
     AddDocument("a");
     TakeLogLines();
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_TRUE(TakeLogLines().empty());
     EXPECT_TRUE(factory.m_lstViews.empty());
 }
@@ -229,8 +227,7 @@ TEST_F(RepositorySetup, SecondFactoryForTheSameActionIsLoadedButNeverServesIt)
     // One action, one state: a single entry.
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a",
                                                           "UPDATE_CONTROLS {show=true}"}));
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_EQ(first.m_lstViews.size(), 1U);
     EXPECT_TRUE(second.m_lstViews.empty());
 
@@ -239,8 +236,7 @@ TEST_F(RepositorySetup, SecondFactoryForTheSameActionIsLoadedButNeverServesIt)
     pRequest->SetEntry(Zarn::CValue_Key("type"), new Zarn::CValueString("table"));
     pRequest->SetEntry(Zarn::CValue_Key("document"),
                        new Zarn::CValuePointer<Zarn::CValueMap>(pDoc));
-    Post("CREATE_VIEW", pRequest);
-    Deliver();
+    Send("CREATE_VIEW", pRequest);
     EXPECT_EQ(second.m_lstViews.size(), 1U);
 }
 

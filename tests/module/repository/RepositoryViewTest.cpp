@@ -176,8 +176,7 @@ TEST_F(RepositoryViews, ActionOfNoFactoryIsIgnoredWithoutALogLine)
     AddDocument("a");
     TakeLogLines();
     TakeBroadcasts();
-    Post("ON_ACTION", new Zarn::CValueString("run tool"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("run tool"));
     EXPECT_TRUE(TakeLogLines().empty());
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ON_ACTION"}));
@@ -192,12 +191,10 @@ TEST_F(RepositoryViews, ActionMakesAViewOfTheActiveDocument)
     Start();
     CTrackedDocument* pA = AddDocument("a");
     AddDocument("b");
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     TakeBroadcasts();
     TakeLogLines();
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     ASSERT_EQ(zoom.m_lstViews.size(), 1U);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"ON_ACTION", "NEW_VIEW Zoom-1", "ACTIVE_VIEW Zoom-1"}));
@@ -215,8 +212,7 @@ TEST_F(RepositoryViews, ActionWithoutActiveDocumentThrowsInvalidDocumnet)
     RegisterFactory("Zoom");
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start();
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateView");
@@ -231,8 +227,7 @@ TEST_F(RepositoryViews, ActionWhoseFactoryRefusesTheDocumentThrowsCannotHandle)
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start();
     AddDocument("a");
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Factory plugin can not handle document a.");
@@ -270,8 +265,7 @@ TEST_F(RepositoryViews, CreateViewOfUnknownTypeNamesTheActiveDocumentsLabel)
 
     AddDocument("a");
     CTrackedDocument* pB = AddDocument("b");
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     PostCreateView("chart", pB);
     Deliver();
     lstCaught = TakeCaught();
@@ -344,12 +338,10 @@ TEST_F(RepositoryViews, RemovalGivesTheFocusToTheMostRecentlyFocusedRemainingVie
     PostView("FOCUS_VIEW", lstViews[2]);
     Deliver();
     TakeBroadcasts();
-    PostView("REMOVE_VIEW", lstViews[2]);
-    Deliver();
+    SendView("REMOVE_VIEW", lstViews[2]);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW Standard-2",
                                                           "INVALID_VIEW Standard-3"}));
-    PostView("REMOVE_VIEW", lstViews[1]);
-    Deliver();
+    SendView("REMOVE_VIEW", lstViews[1]);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW Standard-1",
                                                           "INVALID_VIEW Standard-2"}));
 }
@@ -362,8 +354,7 @@ TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
     AddDocument("a");
     TakeBroadcasts();
     TakeLogLines();
-    PostView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW null",
                                         "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));
@@ -384,8 +375,7 @@ TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOffKeepsTheDocument)
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
-    PostView("REMOVE_VIEW", pView);
-    Deliver();
+    SendView("REMOVE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW Standard-1"}));
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
@@ -408,8 +398,7 @@ TEST_F(RepositoryViews, FocusingTheActiveViewAgainSendsNoActiveViewButRefreshesC
     TakeBroadcasts();
     TakeLogLines();
     bAccept = false;
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_VIEW", "UPDATE_CONTROLS {zoom=false}"}));
     EXPECT_TRUE(TakeLogLines().empty());
@@ -429,8 +418,7 @@ TEST_F(RepositoryViews, SecondViewJoinsTheViewListAndLeavesActiveViewUnlessFocus
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_VIEW", "NEW_VIEW second"}));
     EXPECT_EQ(ViewListSize(*pDoc), 2U);
     EXPECT_EQ(PointerAt(*pDoc, "active_view"), pFirst);
-    PostView("FOCUS_VIEW", pSecond);
-    Deliver();
+    SendView("FOCUS_VIEW", pSecond);
     EXPECT_EQ(PointerAt(*pDoc, "active_view"), pSecond);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW", "ACTIVE_VIEW second"}));
 }
@@ -443,8 +431,7 @@ TEST_F(RepositoryViews, ViewIsDeletedOnlyWhenItsOwnInvalidViewComesBack)
     AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     // Another plug-in's INVALID_VIEW for a live view changes nothing.
-    PostView("INVALID_VIEW", pView);
-    Deliver();
+    SendView("INVALID_VIEW", pView);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 0);
 
     PostView("REMOVE_VIEW", pView);
@@ -476,8 +463,7 @@ TEST_F(RepositoryViews, FocusingAViewWithoutDocumentThrowsFocousViewAndItStaysAc
     EXPECT_EQ(TakeTexts().at(0), "CRepositoryPlugin::FocusView: Changed active view to mute.");
     // It is the active view now: focusing it again is quiet and throws nothing.
     TakeBroadcasts();
-    PostView("FOCUS_VIEW", pView);
-    Deliver();
+    SendView("FOCUS_VIEW", pView);
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW"}));
 }
@@ -492,8 +478,7 @@ TEST_F(RepositoryViews, RemovingAViewWithoutDocumentThrowsAndChangesNothing)
     Deliver();
     TakeBroadcasts();
     TakeLogLines();
-    PostView("REMOVE_VIEW", pView);
-    Deliver();
+    SendView("REMOVE_VIEW", pView);
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::RemoveView");
@@ -524,13 +509,11 @@ TEST_F(RepositoryViews, UnknownViewsLoseTheFocusAndAreIgnoredByRemovalAndKill)
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW stranger"}));
     EXPECT_TRUE(stranger.Updates().empty());
 
-    PostView("FOCUS_VIEW", &stranger);
-    Deliver();
+    SendView("FOCUS_VIEW", &stranger);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW", "ACTIVE_VIEW null",
                                                           "UPDATE_CONTROLS {zoom=false}"}));
     // No active document any more either.
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     ASSERT_EQ(TakeCaught().size(), 1U);
 }
 
@@ -547,20 +530,17 @@ TEST_F(RepositoryViews, FocusingADocumentWithoutViewsLeavesNoActiveViewNorDocume
     CTrackedDocument* pBare = AddDocument("bare");
     TakeBroadcasts();
     // A view was active: the active document follows the view, so there is neither.
-    PostDocument("FOCUS_DOCUMENT", pBare);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pBare);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_DOCUMENT", "ACTIVE_VIEW null",
                                                           "UPDATE_CONTROLS {zoom=false}"}));
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid Documnet!");
 
     // With no view active, the same request makes it the active document.
     TakeBroadcasts();
-    PostDocument("FOCUS_DOCUMENT", pBare);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pBare);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_DOCUMENT", "UPDATE_CONTROLS {zoom=true}"}));
 }
@@ -573,13 +553,11 @@ TEST_F(RepositoryViews, FocusingADocumentFocusesItsLastActiveView)
     CTrackedDocument* pA = AddDocument("a");
     AddDocument("b");
     TakeBroadcasts();
-    PostDocument("FOCUS_DOCUMENT", pA);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_DOCUMENT", "ACTIVE_VIEW Standard-1"}));
     // Focusing the active document again sends nothing more.
-    PostDocument("FOCUS_DOCUMENT", pA);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_DOCUMENT"}));
 }
 
@@ -591,8 +569,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
-    PostView("UPDATE_VIEW", pView);
-    Deliver();
+    SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED Standard-1"}));
     ASSERT_EQ(pView->Updates().size(), 2U);
@@ -601,8 +578,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 
     // A view that does not name its document is left alone.
     pView->m_bDescribeDocument = false;
-    PostView("UPDATE_VIEW", pView);
-    Deliver();
+    SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
     EXPECT_EQ(pView->Updates().size(), 2U);
 }
@@ -622,8 +598,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
     stranger.UpdateParameters(firstLoad);
     TakeBroadcasts();
 
-    PostView("UPDATE_VIEW", &stranger);
-    Deliver();
+    SendView("UPDATE_VIEW", &stranger);
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED stranger"}));
     ASSERT_EQ(stranger.Updates().size(), 2U);
@@ -631,8 +606,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
 
     // Without a document in its description the view is left alone, held or not.
     stranger.m_bDescribeDocument = false;
-    PostView("UPDATE_VIEW", &stranger);
-    Deliver();
+    SendView("UPDATE_VIEW", &stranger);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
     EXPECT_EQ(stranger.Updates().size(), 2U);
 }
@@ -647,13 +621,11 @@ TEST_F(RepositoryViews, DeletedActiveViewIsNotUsedByTheNextViewOfItsDocument)
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start(/*autoremove*/ false);
     CTrackedDocument* pDoc = AddDocument("a");
-    PostView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     ASSERT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
     TakeBroadcasts();
 
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     EXPECT_TRUE(TakeCaught().empty());
     ASSERT_EQ(zoom.m_lstViews.size(), 1U);
     EXPECT_EQ(TakeBroadcasts(),
