@@ -82,12 +82,8 @@ TEST_F(RepositoryDocuments, AddingANullDocumentThrowsAndChangesNothing)
 {
     Start();
     SendDocument("ADD_DOCUMENT", nullptr);
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strMessage, "ADD_DOCUMENT");
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::AddDocument");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid document pointer!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
+    ExpectOneCaught("ADD_DOCUMENT", "CRepositoryPlugin::AddDocument", "Invalid document pointer!",
+                    "");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT null"}));
     // The host logged what left the repository.
     EXPECT_NE(
@@ -102,11 +98,7 @@ TEST_F(RepositoryDocuments, AddingTheSameDocumentTwiceThrowsAndChangesNothing)
     CTrackedDocument* pDoc = AddDocument("a");
     TakeBroadcasts();
     SendDocument("ADD_DOCUMENT", pDoc);
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::AddDocument");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Document already in repository.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
+    ExpectOneCaught("CRepositoryPlugin::AddDocument", "Document already in repository.", "");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT"}));
     EXPECT_EQ(Long(*pDoc, "index"), 1);
     EXPECT_EQ(m_lstBehaviours[0]->m_lstViews.size(), 1U);

@@ -219,4 +219,25 @@ std::vector<SCaught> CRepositoryFixture::TakeCaught()
     return DocViewTest::TakeSince(m_pProxy->m_lstCaught, m_nCaughtTaken);
 }
 
+void CRepositoryFixture::ExpectOneCaught(const std::string& function, const std::string& what,
+                                         const std::string& instance)
+{
+    const std::vector<SCaught> lstCaught = TakeCaught();
+    ASSERT_EQ(lstCaught.size(), 1U);
+    EXPECT_EQ(lstCaught[0].m_strFunction, function);
+    EXPECT_EQ(lstCaught[0].m_strWhat, what);
+    EXPECT_EQ(lstCaught[0].m_strInstance, instance);
+}
+
+void CRepositoryFixture::ExpectOneCaught(const std::string& message, const std::string& function,
+                                         const std::string& what, const std::string& instance)
+{
+    const std::vector<SCaught> lstCaught = TakeCaught();
+    ASSERT_EQ(lstCaught.size(), 1U);
+    EXPECT_EQ(lstCaught[0].m_strMessage, message);
+    EXPECT_EQ(lstCaught[0].m_strFunction, function);
+    EXPECT_EQ(lstCaught[0].m_strWhat, what);
+    EXPECT_EQ(lstCaught[0].m_strInstance, instance);
+}
+
 } // namespace RepositoryTest

@@ -106,6 +106,11 @@ protected:
     std::vector<std::string> TakeTexts();
     // The repository's exceptions since the last call.
     std::vector<SCaught> TakeCaught();
+    // Takes the exceptions since the last take and expects exactly one with these fields.
+    void ExpectOneCaught(const std::string& function, const std::string& what,
+                         const std::string& instance);
+    void ExpectOneCaught(const std::string& message, const std::string& function,
+                         const std::string& what, const std::string& instance);
 
     static std::string Str(const Zarn::CValueMap& map, const char* path)
     {

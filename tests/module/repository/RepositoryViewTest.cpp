@@ -158,11 +158,8 @@ TEST_F(RepositoryViews, NullViewFromTheFactoryThrowsNotLoadedAfterNewDocument)
     AddEntry(FactoryEntry("Action", false, "zoom"));
     Start();
     AddDocument("a");
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "View plugin for a document  not loaded.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("CRepositoryPlugin::CreateView", "View plugin for a document  not loaded.",
+                    "CRepositoryPlugin");
     // AddDocument ended there: no focus, no control update.
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a"}));
     EXPECT_TRUE(action.m_lstViews.empty());
@@ -213,11 +210,7 @@ TEST_F(RepositoryViews, ActionWithoutActiveDocumentThrowsInvalidDocumnet)
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start();
     Send("ON_ACTION", new Zarn::CValueString("zoom"));
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid Documnet!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("CRepositoryPlugin::CreateView", "Invalid Documnet!", "CRepositoryPlugin");
 }
 
 TEST_F(RepositoryViews, ActionWhoseFactoryRefusesTheDocumentThrowsCannotHandle)
@@ -259,7 +252,7 @@ TEST_F(RepositoryViews, CreateViewOfUnknownTypeNamesTheActiveDocumentsLabel)
     Start();
     PostCreateView("chart", nullptr);
     Deliver();
-    std::vector<SCaught> lstCaught = TakeCaught();
+    const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Viewplugin factory for type chart document  not loaded.");
 
@@ -268,11 +261,9 @@ TEST_F(RepositoryViews, CreateViewOfUnknownTypeNamesTheActiveDocumentsLabel)
     SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     PostCreateView("chart", pB);
     Deliver();
-    lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateViewOnType");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Viewplugin factory for type chart document a not loaded.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("CRepositoryPlugin::CreateViewOnType",
+                    "Viewplugin factory for type chart document a not loaded.",
+                    "CRepositoryPlugin");
 }
 
 TEST_F(RepositoryViews, NewViewInheritsTheActiveViewsSettingsOnlyWhileTheGlobalSwitchIsOn)
@@ -454,12 +445,9 @@ TEST_F(RepositoryViews, FocusingAViewWithoutDocumentThrowsFocousViewAndItStaysAc
     TakeLogLines();
     PostAddView(pDoc, pView);
     Deliver();
-    std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strMessage, "ADD_VIEW");
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::FocousView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "View [TestView::Plain] does not provide document pointer!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("ADD_VIEW", "CRepositoryPlugin::FocousView",
+                    "View [TestView::Plain] does not provide document pointer!",
+                    "CRepositoryPlugin");
     EXPECT_EQ(TakeTexts().at(0), "CRepositoryPlugin::FocusView: Changed active view to mute.");
     // It is the active view now: focusing it again is quiet and throws nothing.
     TakeBroadcasts();
@@ -479,11 +467,7 @@ TEST_F(RepositoryViews, RemovingAViewWithoutDocumentThrowsAndChangesNothing)
     TakeBroadcasts();
     TakeLogLines();
     SendView("REMOVE_VIEW", pView);
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::RemoveView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Missing document entry of view 'mute'!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
+    ExpectOneCaught("CRepositoryPlugin::RemoveView", "Missing document entry of view 'mute'!", "");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW"}));
     EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
                                "CRepositoryPlugin::RemoveView: Removing View mute ...",
