@@ -47,8 +47,7 @@ TEST_F(RepositoryDocuments, NewDocumentIsAnnouncedThenItsViewThenFocusThenContro
                            }));
     // The view learnt its document before it was announced.
     const CFakeView* pView = m_lstBehaviours[0]->m_lstViews.at(0);
-    ASSERT_EQ(pView->Updates().size(), 1U);
-    EXPECT_EQ(PointerAt(pView->Updates()[0], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 1, pDoc));
     EXPECT_FALSE(pView->Updates()[0].HasEntry(Zarn::CValue_Key("settings")));
 }
 
@@ -124,8 +123,7 @@ TEST_F(RepositoryDocuments, UpdatesWithoutLabelFlagRaiseTheIndexEachTime)
                            }));
     // Each update reloads the view with its document.
     const CFakeView* pView = m_lstBehaviours[0]->m_lstViews.at(0);
-    ASSERT_EQ(pView->Updates().size(), 3U);
-    EXPECT_EQ(PointerAt(pView->Updates()[2], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 3, pDoc));
 }
 
 TEST_F(RepositoryDocuments, UpdateWithLabelFlagOffKeepsTheIndex)

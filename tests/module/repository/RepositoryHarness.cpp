@@ -219,6 +219,12 @@ std::vector<SCaught> CRepositoryFixture::TakeCaught()
     return DocViewTest::TakeSince(m_pProxy->m_lstCaught, m_nCaughtTaken);
 }
 
+void CRepositoryFixture::ExpectLoads(const CFakeView& view, size_t count, const void* document)
+{
+    ASSERT_EQ(view.Updates().size(), count);
+    EXPECT_EQ(PointerAt(view.Updates()[count - 1], "document"), document);
+}
+
 void CRepositoryFixture::ExpectOneCaught(const std::string& function, const std::string& what,
                                          const std::string& instance)
 {

@@ -98,6 +98,10 @@ protected:
     // Adds a document and delivers everything that follows.
     CTrackedDocument* AddDocument(const std::string& label);
 
+    // Fails fatally unless `view` was loaded `count` times; expects the last load to name
+    // `document`. Wrap in ASSERT_NO_FATAL_FAILURE where the test reads the loads afterwards.
+    static void ExpectLoads(const CFakeView& view, size_t count, const void* document);
+
     // The broadcasts recorded since the last call.
     std::vector<std::string> TakeBroadcasts();
     // Log lines as "<level> <text>" ("progress CRepositoryPlugin:"), and texts only; the lines

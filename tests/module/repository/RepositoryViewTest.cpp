@@ -1,29 +1,16 @@
 #include "RepositoryHarness.h"
+#include "StreamCapture.h"
 
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/ValueContainer.h>
 
 #include <iostream>
 #include <list>
-#include <sstream>
 
 using namespace RepositoryTest;
 
 namespace
 {
-
-// Standard output, captured while it lives.
-class CStdoutCapture
-{
-public:
-    CStdoutCapture() : m_pOld(std::cout.rdbuf(m_text.rdbuf())) {}
-    ~CStdoutCapture() { std::cout.rdbuf(m_pOld); }
-    std::string Text() const { return m_text.str(); }
-
-private:
-    std::ostringstream m_text;
-    std::streambuf* m_pOld;
-};
 
 class RepositoryViews : public CRepositoryFixture
 {
@@ -50,6 +37,14 @@ protected:
         TakeLogLines();
     }
 
+    // Starts with the one autocreate factory "Standard" (views "Standard-1", "Standard-2", ...).
+    void StartWithStandard(bool autoremove = true, bool autoselectView = true)
+    {
+        RegisterFactory("Standard");
+        AddEntry(FactoryEntry("Standard", true));
+        Start(autoremove, autoselectView);
+    }
+
     // Starts with one autocreate factory `szFactory` that answers `enRun`, adds document "a"
     // and returns what the repository printed meanwhile.
     std::string OutputOfAutocreate(const char* szFactory, SFactoryBehaviour::EnRunResult enRun)
@@ -57,7 +52,7 @@ protected:
         RegisterFactory(szFactory).m_enRun = enRun;
         AddEntry(FactoryEntry(szFactory, true));
         Start();
-        CStdoutCapture capture;
+        DocViewTest::CStreamCapture capture(std::cout);
         AddDocument("a");
         return capture.Text();
     }
@@ -247,9 +242,7 @@ TEST_F(RepositoryViews, CreateViewByTypeUsesTheTypesFactory)
 // The text names the active document, not the one asked for: deliberate.
 TEST_F(RepositoryViews, CreateViewOfUnknownTypeNamesTheActiveDocumentsLabel)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     PostCreateView("chart", nullptr);
     Deliver();
     const std::vector<SCaught> lstCaught = TakeCaught();
@@ -316,9 +309,7 @@ TEST_F(RepositoryViews, AddViewHandsItsSettingsOnOnlyWhileTheGlobalSwitchIsOn)
 
 TEST_F(RepositoryViews, RemovalGivesTheFocusToTheMostRecentlyFocusedRemainingView)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
+    StartWithStandard(/*autoremove*/ false);
     AddDocument("x");
     AddDocument("y");
     AddDocument("z");
@@ -339,9 +330,7 @@ TEST_F(RepositoryViews, RemovalGivesTheFocusToTheMostRecentlyFocusedRemainingVie
 
 TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ true);
+    StartWithStandard(/*autoremove*/ true);
     AddDocument("a");
     TakeBroadcasts();
     TakeLogLines();
@@ -360,9 +349,7 @@ TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
 
 TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOffKeepsTheDocument)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
+    StartWithStandard(/*autoremove*/ false);
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
@@ -397,9 +384,7 @@ TEST_F(RepositoryViews, FocusingTheActiveViewAgainSendsNoActiveViewButRefreshesC
 
 TEST_F(RepositoryViews, SecondViewJoinsTheViewListAndLeavesActiveViewUnlessFocused)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(true, /*autoselectView*/ false);
+    StartWithStandard(true, /*autoselectView*/ false);
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pFirst = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
@@ -416,9 +401,7 @@ TEST_F(RepositoryViews, SecondViewJoinsTheViewListAndLeavesActiveViewUnlessFocus
 
 TEST_F(RepositoryViews, ViewIsDeletedOnlyWhenItsOwnInvalidViewComesBack)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
+    StartWithStandard(/*autoremove*/ false);
     AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     // Another plug-in's INVALID_VIEW for a live view changes nothing.
@@ -531,9 +514,7 @@ TEST_F(RepositoryViews, FocusingADocumentWithoutViewsLeavesNoActiveViewNorDocume
 
 TEST_F(RepositoryViews, FocusingADocumentFocusesItsLastActiveView)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     CTrackedDocument* pA = AddDocument("a");
     AddDocument("b");
     TakeBroadcasts();
@@ -547,17 +528,14 @@ TEST_F(RepositoryViews, FocusingADocumentFocusesItsLastActiveView)
 
 TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
     SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED Standard-1"}));
-    ASSERT_EQ(pView->Updates().size(), 2U);
-    EXPECT_EQ(PointerAt(pView->Updates()[1], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 2, pDoc));
     EXPECT_EQ(pView->Updates()[1].Size(), 1U);
 
     // A view that does not name its document is left alone.
@@ -571,9 +549,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 // another plug-in must be reloaded and announced the same way.
 TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView stranger("stranger", &m_journal);
     Zarn::CValueMap firstLoad;
@@ -585,8 +561,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
     SendView("UPDATE_VIEW", &stranger);
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED stranger"}));
-    ASSERT_EQ(stranger.Updates().size(), 2U);
-    EXPECT_EQ(PointerAt(stranger.Updates()[1], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(stranger, 2, pDoc));
 
     // Without a document in its description the view is left alone, held or not.
     stranger.m_bDescribeDocument = false;
