@@ -30,6 +30,14 @@ Zarn::CValueMap* WithViews(std::vector<Zarn::CValueMap*> entries,
     return pParameters;
 }
 
+// The plug-in's setup record as it stands.
+Zarn::CValueMap SetupOf(Zarn::CPluginBase& plugin)
+{
+    Zarn::CValueMap setup;
+    plugin.GetPluginSetup(setup);
+    return setup;
+}
+
 // The log lines after the five settings lines that every Init writes first.
 std::vector<std::string> LinesAfterSettings(std::vector<std::string> lstLines)
 {
@@ -58,8 +66,7 @@ TEST_F(RepositorySetup, SetupRecordNamesThePluginOnlyAfterInit)
 {
     m_pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
     ASSERT_NE(m_pRepository, nullptr);
-    Zarn::CValueMap before;
-    m_pRepository->GetPluginSetup(before);
+    const Zarn::CValueMap before = SetupOf(*m_pRepository);
     EXPECT_EQ(Str(before, "Version"), "version 1.0.0");
     EXPECT_EQ(Str(before, "PluginType"), "janitor");
     EXPECT_EQ(Str(before, "PluginSubType"), "docview repository");
@@ -71,9 +78,7 @@ TEST_F(RepositorySetup, SetupRecordNamesThePluginOnlyAfterInit)
     delete m_pRepository;
     m_pRepository = nullptr;
     StartRepository(pParameters);
-    Zarn::CValueMap after;
-    m_pRepository->GetPluginSetup(after);
-    EXPECT_EQ(Str(after, "PluginName"), "Librarian");
+    EXPECT_EQ(Str(SetupOf(*m_pRepository), "PluginName"), "Librarian");
     EXPECT_EQ(TakeLogLines().at(1), "progress   plugin name = Librarian");
 }
 
@@ -142,12 +147,13 @@ TEST_F(RepositorySetup, EntryWithoutFactoryNameIsLoggedAsUnknownInFourLines)
     auto* pEntry = new Zarn::CValueMap;
     pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
     StartRepository(WithViews({pEntry}));
-    const std::vector<std::string> lstLines = TakeLogLines();
-    ASSERT_EQ(lstLines.size(), 9U);
-    EXPECT_EQ(lstLines[5], "error Error while loading view factory plugin UNKNWON!");
-    EXPECT_EQ(lstLines[6], "error      What : Entry 'factory' not found");
-    EXPECT_EQ(lstLines[7], "error    Origin : Zarn::CValueContainerBase::EntryString");
-    EXPECT_EQ(lstLines[8], "error   Instance: ");
+    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
+              (std::vector<std::string>{
+                  "error Error while loading view factory plugin UNKNWON!",
+                  "error      What : Entry 'factory' not found",
+                  "error    Origin : Zarn::CValueContainerBase::EntryString",
+                  "error   Instance: ",
+              }));
 }
 
 TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutRegistrations)
