@@ -228,22 +228,29 @@ void CRepositoryFixture::ExpectLoads(const CFakeView& view, size_t count, const 
 void CRepositoryFixture::ExpectOneCaught(const std::string& function, const std::string& what,
                                          const std::string& instance)
 {
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, function);
-    EXPECT_EQ(lstCaught[0].m_strWhat, what);
-    EXPECT_EQ(lstCaught[0].m_strInstance, instance);
+    ExpectOnlyCaught(std::nullopt, function, what, instance);
 }
 
 void CRepositoryFixture::ExpectOneCaught(const std::string& message, const std::string& function,
                                          const std::string& what, const std::string& instance)
 {
+    ExpectOnlyCaught(message, function, what, instance);
+}
+
+void CRepositoryFixture::ExpectOnlyCaught(const std::optional<std::string>& message,
+                                          const std::string& function, const std::string& what,
+                                          const std::string& instance)
+{
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strMessage, message);
-    EXPECT_EQ(lstCaught[0].m_strFunction, function);
-    EXPECT_EQ(lstCaught[0].m_strWhat, what);
-    EXPECT_EQ(lstCaught[0].m_strInstance, instance);
+    const SCaught& caught = lstCaught[0];
+    if (message)
+    {
+        EXPECT_EQ(caught.m_strMessage, *message);
+    }
+    EXPECT_EQ(caught.m_strFunction, function);
+    EXPECT_EQ(caught.m_strWhat, what);
+    EXPECT_EQ(caught.m_strInstance, instance);
 }
 
 } // namespace RepositoryTest

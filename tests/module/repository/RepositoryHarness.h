@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -138,6 +139,11 @@ protected:
     size_t m_nBroadcastsTaken = 0;
     size_t m_nLogTaken = 0;
     size_t m_nCaughtTaken = 0;
+
+private:
+    // The one caught exception has these fields; the message is compared only when given.
+    void ExpectOnlyCaught(const std::optional<std::string>& message, const std::string& function,
+                          const std::string& what, const std::string& instance);
 };
 
 } // namespace RepositoryTest

@@ -15,8 +15,6 @@ using namespace RepositoryTest;
 namespace
 {
 
-using RepositorySetup = CRepositoryFixture;
-
 Zarn::CValueMap* WithViews(std::vector<Zarn::CValueMap*> entries,
                            Zarn::CValueMap* parameters = nullptr)
 {
@@ -45,6 +43,16 @@ std::vector<std::string> LinesAfterSettings(std::vector<std::string> lstLines)
                    lstLines.begin() + std::min<std::ptrdiff_t>(5, std::ssize(lstLines)));
     return lstLines;
 }
+
+class RepositorySetup : public CRepositoryFixture
+{
+protected:
+    // Takes the log and expects exactly these lines after the settings lines.
+    void ExpectLogAfterSettings(const std::vector<std::string>& lstExpected)
+    {
+        EXPECT_EQ(LinesAfterSettings(TakeLogLines()), lstExpected);
+    }
+};
 
 } // namespace
 
@@ -120,25 +128,19 @@ TEST_F(RepositorySetup, FactoryGetsItsEntryWithTheHiddenOrphanageAsParent)
     ASSERT_NE(pLabel, nullptr);
     EXPECT_EQ(pLabel->text().toStdString(), "Orphanage - If you can see this, something's wrong!");
 
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "progress CRepositoryPlugin::Init Viewfactory plugin ImageViews loaded.",
-                  "progress   autocreate = on",
-                  "progress   action = show image",
-                  "progress   type = image",
-              }));
+    ExpectLogAfterSettings(
+        {"progress CRepositoryPlugin::Init Viewfactory plugin ImageViews loaded.",
+         "progress   autocreate = on", "progress   action = show image",
+         "progress   type = image"});
 }
 
 TEST_F(RepositorySetup, UnknownFactoryIsLoggedAndTheNextEntryStillLoads)
 {
     SFactoryBehaviour& factory = RegisterFactory("Known");
     StartRepository(WithViews({FactoryEntry("Missing", true), FactoryEntry("Known", false)}));
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "error Can't load view factory plugin Missing",
-                  "progress CRepositoryPlugin::Init Viewfactory plugin Known loaded.",
-                  "progress   autocreate = off",
-              }));
+    ExpectLogAfterSettings({"error Can't load view factory plugin Missing",
+                            "progress CRepositoryPlugin::Init Viewfactory plugin Known loaded.",
+                            "progress   autocreate = off"});
     EXPECT_EQ(factory.m_nInstances, 1);
 }
 
@@ -147,13 +149,10 @@ TEST_F(RepositorySetup, EntryWithoutFactoryNameIsLoggedAsUnknownInFourLines)
     auto* pEntry = new Zarn::CValueMap;
     pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
     StartRepository(WithViews({pEntry}));
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "error Error while loading view factory plugin UNKNWON!",
-                  "error      What : Entry 'factory' not found",
-                  "error    Origin : Zarn::CValueContainerBase::EntryString",
-                  "error   Instance: ",
-              }));
+    ExpectLogAfterSettings({"error Error while loading view factory plugin UNKNWON!",
+                            "error      What : Entry 'factory' not found",
+                            "error    Origin : Zarn::CValueContainerBase::EntryString",
+                            "error   Instance: "});
 }
 
 TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutRegistrations)
@@ -161,13 +160,10 @@ TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutR
     SFactoryBehaviour& broken = RegisterFactory("Broken");
     broken.m_enInitThrows = SFactoryBehaviour::throwZarn;
     StartRepository(WithViews({FactoryEntry("Broken", true, "show", "image")}));
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "error Error while loading view factory plugin Broken!",
-                  "error      What : factory refused to start",
-                  "error    Origin : CFakeViewFactory::Init",
-                  "error   Instance: Broken",
-              }));
+    ExpectLogAfterSettings({"error Error while loading view factory plugin Broken!",
+                            "error      What : factory refused to start",
+                            "error    Origin : CFakeViewFactory::Init",
+                            "error   Instance: Broken"});
 
     // Not registered for autocreate nor for the action.
     AddDocument("a");
