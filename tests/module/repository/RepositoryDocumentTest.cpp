@@ -113,14 +113,10 @@ TEST_F(RepositoryDocuments, UpdatesWithoutLabelFlagRaiseTheIndexEachTime)
     EXPECT_EQ(Long(*pDoc, "index"), 2);
     SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_EQ(Long(*pDoc, "index"), 3);
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"UPDATE_DOCUMENT", "DOCUMENT_CHANGED a",
-                                        "VIEW_CHANGED Standard-1", "UPDATE_DOCUMENT",
-                                        "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::UpdateDocument: Document a changed.",
-                               "CRepositoryPlugin::UpdateDocument: Document a changed.",
-                           }));
+    ExpectBroadcastsAndTexts({"UPDATE_DOCUMENT", "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1",
+                              "UPDATE_DOCUMENT", "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1"},
+                             {"CRepositoryPlugin::UpdateDocument: Document a changed.",
+                              "CRepositoryPlugin::UpdateDocument: Document a changed."});
     // Each update reloads the view with its document.
     const CFakeView* pView = m_lstBehaviours[0]->m_lstViews.at(0);
     ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 3, pDoc));
@@ -214,14 +210,11 @@ TEST_F(RepositoryDocuments, RemovedDocumentLivesUntilItsOwnInvalidDocumentComesB
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 0);
     EXPECT_EQ(Str(*pDoc, "label"), "a");
     Deliver();
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"REMOVE_DOCUMENT", "REMOVE_DOCUMENT", "ACTIVE_VIEW null",
-                                        "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::KillView: View Standard-1 is deleted!",
-                           }));
+    ExpectBroadcastsAndTexts({"REMOVE_DOCUMENT", "REMOVE_DOCUMENT", "ACTIVE_VIEW null",
+                              "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"},
+                             {"CRepositoryPlugin::RemoveDocument",
+                              "CRepositoryPlugin::RemoveDocument",
+                              "CRepositoryPlugin::KillView: View Standard-1 is deleted!"});
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
     EXPECT_EQ(m_journal.Count("DeleteData Standard-1"), 1);

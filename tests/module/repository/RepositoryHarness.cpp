@@ -219,6 +219,13 @@ std::vector<SCaught> CRepositoryFixture::TakeCaught()
     return DocViewTest::TakeSince(m_pProxy->m_lstCaught, m_nCaughtTaken);
 }
 
+void CRepositoryFixture::ExpectBroadcastsAndTexts(const std::vector<std::string>& broadcasts,
+                                                  const std::vector<std::string>& texts)
+{
+    EXPECT_EQ(TakeBroadcasts(), broadcasts);
+    EXPECT_EQ(TakeTexts(), texts);
+}
+
 void CRepositoryFixture::ExpectLoads(const CFakeView& view, size_t count, const void* document)
 {
     ASSERT_EQ(view.Updates().size(), count);

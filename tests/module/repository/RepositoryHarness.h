@@ -109,6 +109,9 @@ protected:
     // read are consumed.
     std::vector<std::string> TakeLogLines();
     std::vector<std::string> TakeTexts();
+    // Takes the broadcasts and the log texts since the last takes and expects exactly these.
+    void ExpectBroadcastsAndTexts(const std::vector<std::string>& broadcasts,
+                                  const std::vector<std::string>& texts);
     // The repository's exceptions since the last call.
     std::vector<SCaught> TakeCaught();
     // Takes the exceptions since the last take and expects exactly one with these fields.

@@ -188,14 +188,11 @@ TEST_F(RepositoryViews, ActionMakesAViewOfTheActiveDocument)
     TakeLogLines();
     Send("ON_ACTION", new Zarn::CValueString("zoom"));
     ASSERT_EQ(zoom.m_lstViews.size(), 1U);
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"ON_ACTION", "NEW_VIEW Zoom-1", "ACTIVE_VIEW Zoom-1"}));
-    EXPECT_EQ(TakeTexts(),
-              (std::vector<std::string>{
-                  "CRepositoryPlugin::CreateViewOnAction - View factory for action zoom found.",
-                  "CRepositoryPlugin::CreateView - View plugin created for a.",
-                  "CRepositoryPlugin::FocusView: Changed active view to Zoom-1.",
-              }));
+    ExpectBroadcastsAndTexts(
+        {"ON_ACTION", "NEW_VIEW Zoom-1", "ACTIVE_VIEW Zoom-1"},
+        {"CRepositoryPlugin::CreateViewOnAction - View factory for action zoom found.",
+         "CRepositoryPlugin::CreateView - View plugin created for a.",
+         "CRepositoryPlugin::FocusView: Changed active view to Zoom-1."});
     EXPECT_EQ(ViewListSize(*pA), 2U);
 }
 
@@ -335,14 +332,11 @@ TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
     TakeBroadcasts();
     TakeLogLines();
     SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW null",
-                                        "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveView: Removing View Standard-1 ...",
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::KillView: View Standard-1 is deleted!",
-                           }));
+    ExpectBroadcastsAndTexts(
+        {"REMOVE_VIEW", "ACTIVE_VIEW null", "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"},
+        {"CRepositoryPlugin::RemoveView: Removing View Standard-1 ...",
+         "CRepositoryPlugin::RemoveDocument",
+         "CRepositoryPlugin::KillView: View Standard-1 is deleted!"});
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
 }
@@ -451,10 +445,8 @@ TEST_F(RepositoryViews, RemovingAViewWithoutDocumentThrowsAndChangesNothing)
     TakeLogLines();
     SendView("REMOVE_VIEW", pView);
     ExpectOneCaught("CRepositoryPlugin::RemoveView", "Missing document entry of view 'mute'!", "");
-    EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveView: Removing View mute ...",
-                           }));
+    ExpectBroadcastsAndTexts({"REMOVE_VIEW"},
+                             {"CRepositoryPlugin::RemoveView: Removing View mute ..."});
     EXPECT_EQ(m_journal.Count("destroyed view mute"), 0);
     EXPECT_EQ(ViewListSize(*pDoc), 1U);
 }
