@@ -6,6 +6,7 @@
 
 #include <iostream>
 #include <list>
+#include <utility>
 
 using namespace RepositoryTest;
 
@@ -43,6 +44,16 @@ protected:
         RegisterFactory("Standard");
         AddEntry(FactoryEntry("Standard", true));
         Start(autoremove, autoselectView);
+    }
+
+    // Adds a document and returns it with the view the first factory made for it last; what
+    // the addition broadcast is taken.
+    std::pair<CTrackedDocument*, CFakeView*> AddShownDocument(const std::string& label)
+    {
+        CTrackedDocument* pDoc = AddDocument(label);
+        CFakeView* pView = m_lstBehaviours[0]->m_lstViews.back();
+        TakeBroadcasts();
+        return {pDoc, pView};
     }
 
     // Starts with one autocreate factory `szFactory` that answers `enRun`, adds document "a"
@@ -344,9 +355,7 @@ TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
 TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOffKeepsTheDocument)
 {
     StartWithStandard(/*autoremove*/ false);
-    CTrackedDocument* pDoc = AddDocument("a");
-    CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
-    TakeBroadcasts();
+    const auto [pDoc, pView] = AddShownDocument("a");
     SendView("REMOVE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW Standard-1"}));
@@ -521,9 +530,7 @@ TEST_F(RepositoryViews, FocusingADocumentFocusesItsLastActiveView)
 TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 {
     StartWithStandard();
-    CTrackedDocument* pDoc = AddDocument("a");
-    CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
-    TakeBroadcasts();
+    const auto [pDoc, pView] = AddShownDocument("a");
     SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED Standard-1"}));
