@@ -4,6 +4,8 @@
 #include <Zarn/Image/Image.h>
 #include <Zarn/Value/ValueContainer.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -88,6 +90,17 @@ inline std::optional<Zarn::CException> CatchHostError(const std::function<void()
         return caught;
     }
     return std::nullopt;
+}
+
+// Fails fatally when `caught` is empty, else checks the error's function and text against the
+// values the test states. Call it through ASSERT_NO_FATAL_FAILURE where the test goes on to use
+// `caught`.
+inline void ExpectHostError(const std::optional<Zarn::CException>& caught, const char* szFunction,
+                            const char* szWhat)
+{
+    ASSERT_TRUE(caught) << "no host error was thrown";
+    EXPECT_STREQ(caught->function(), szFunction);
+    EXPECT_STREQ(caught->what(), szWhat);
 }
 
 } // namespace BatchTestTools

@@ -63,6 +63,14 @@ protected:
         return uCount;
     }
 
+    // The result is a new image equal to the input.
+    void ExpectDeepCopyOfTheInput(const std::unique_ptr<Zarn::CImage>& pResult) const
+    {
+        ASSERT_NE(pResult, nullptr);
+        EXPECT_NE(pResult.get(), m_pInput.get());
+        EXPECT_TRUE(pResult->Equal(*m_pInput));
+    }
+
     unsigned short In(unsigned int x, unsigned int y) const { return PixelAt(*m_pInput, x, y); }
 
     std::unique_ptr<Zarn::CImage> m_pInput;
@@ -73,10 +81,7 @@ protected:
 
 TEST_F(CBatcherTest, EmptyProcessReturnsADeepCopyOfTheInput)
 {
-    const auto pResult = Run("[]");
-    ASSERT_NE(pResult, nullptr);
-    EXPECT_NE(pResult.get(), m_pInput.get());
-    EXPECT_TRUE(pResult->Equal(*m_pInput));
+    ExpectDeepCopyOfTheInput(Run("[]"));
 }
 
 TEST_F(CBatcherTest, ProcessOfConfigPluginsOnlyReturnsADeepCopyOfTheInput)
@@ -84,9 +89,7 @@ TEST_F(CBatcherTest, ProcessOfConfigPluginsOnlyReturnsADeepCopyOfTheInput)
     const auto pResult = Run(R"([
         {"type": "config plugin", "plugin": "TestConfig", "answer": {"a": 1}},
         {"type": "config plugin", "plugin": "TestConfig"}])");
-    ASSERT_NE(pResult, nullptr);
-    EXPECT_NE(pResult.get(), m_pInput.get());
-    EXPECT_TRUE(pResult->Equal(*m_pInput));
+    ExpectDeepCopyOfTheInput(pResult);
 }
 
 TEST_F(CBatcherTest, PluginStepsChainTheirResults)
@@ -326,10 +329,8 @@ TEST_F(CBatcherTest, LoopConditionThatIsNotABoolIsRejected)
             {"type": "loop", "subtype": "while-do", "condition identifier": "more",
              "loopbody": []}])");
         });
-    ASSERT_TRUE(caught) << "no rejection";
-    EXPECT_STREQ(caught->function(),
-                 "CImageProcessBatcher::EvalLoopCondition( const Zarn::CValueMap& )");
-    EXPECT_STREQ(caught->what(), "invalid condition value (value must be bool)");
+    ExpectHostError(caught, "CImageProcessBatcher::EvalLoopCondition( const Zarn::CValueMap& )",
+                    "invalid condition value (value must be bool)");
 }
 
 TEST_F(CBatcherTest, KeepImageStartsEveryPassAndTheNextStepFromTheLoopsImage)
@@ -426,9 +427,8 @@ TEST_F(CBatcherTest, ConditionIdentifierMissingFromParametersIsRejected)
             Run(R"([{"type": "condition", "subtype": "equal", "condition identifier": "mode",
                  "condition value": 1, "thenbody": []}])");
         });
-    ASSERT_TRUE(caught) << "no rejection";
-    EXPECT_STREQ(caught->function(), "CImageProcessBatcher::FindConditionValue( const string& )");
-    EXPECT_STREQ(caught->what(), "condition key \"mode\" not present in parameter map");
+    ExpectHostError(caught, "CImageProcessBatcher::FindConditionValue( const string& )",
+                    "condition key \"mode\" not present in parameter map");
 }
 
 TEST_F(CBatcherTest, ConditionIdentifierIsOneKeyNotAPath)

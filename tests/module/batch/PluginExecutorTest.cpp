@@ -28,6 +28,25 @@ protected:
     }
 
     std::vector<std::string> Calls() const { return Journal().m_lstCalls; }
+
+    // Runs the plug-in with `parameters` and returns the host error it threw, if any.
+    static std::optional<Zarn::CException> RunPluginCatching(const char* szPlugin,
+                                                             Zarn::CValueMap& parameters)
+    {
+        return CatchHostError([&] { ::PluginExecutor::RunPlugin(szPlugin, parameters); });
+    }
+
+    // Runs the image tool on `image` with no parameters and returns the host error it threw,
+    // if any; what the tool wrote stays in `output`.
+    static std::optional<Zarn::CException>
+    RunImageToolCatching(const char* szPlugin, Zarn::CImage& image, Zarn::CValueMap& output)
+    {
+        return CatchHostError(
+            [&] {
+                ::PluginExecutor::RunImageToolPlugin(szPlugin, &image, Zarn::CValueMap(), output,
+                                                     "x");
+            });
+    }
 };
 
 TEST_F(CPluginExecutorTest, RunPluginCallsTheContractInOrderAndReleasesThePlugin)
@@ -58,12 +77,10 @@ TEST_F(CPluginExecutorTest, RunPluginLeavesThePluginsAnswersInTheCallersMap)
 TEST_F(CPluginExecutorTest, RejectedParametersStopBeforeUpdateAndRun)
 {
     Zarn::CValueMap parameters;
-    const std::optional<Zarn::CException> caught =
-        CatchHostError([&] { ::PluginExecutor::RunPlugin(kRejecting, parameters); });
-    ASSERT_TRUE(caught) << "no rejection";
-    EXPECT_STREQ(caught->function(), "PluginExecutor::RunPlugin");
-    EXPECT_STREQ(caught->what(), "Plugin 'TestRejecting' did not accept parameter set "
-                                 "(TestParameters returned an error).");
+    ASSERT_NO_FATAL_FAILURE(ExpectHostError(RunPluginCatching(kRejecting, parameters),
+                                            "PluginExecutor::RunPlugin",
+                                            "Plugin 'TestRejecting' did not accept parameter set "
+                                            "(TestParameters returned an error)."));
     EXPECT_EQ(CountCalls("TestRejecting:UpdateParameters"), 0);
     EXPECT_EQ(CountCalls("TestRejecting:Run"), 0);
     EXPECT_EQ(CountCalls("TestRejecting:~"), 1);
@@ -72,12 +89,9 @@ TEST_F(CPluginExecutorTest, RejectedParametersStopBeforeUpdateAndRun)
 TEST_F(CPluginExecutorTest, ThrowingUpdateParametersIsReplacedAndRunIsNotCalled)
 {
     Zarn::CValueMap parameters;
-    const std::optional<Zarn::CException> caught =
-        CatchHostError([&] { ::PluginExecutor::RunPlugin(kUpdateThrowing, parameters); });
-    ASSERT_TRUE(caught) << "no rejection";
-    EXPECT_STREQ(caught->function(), "PluginExecutor::RunPlugin");
-    EXPECT_STREQ(caught->what(),
-                 "Plugin did not accept parameter set (UpdateParameters returned an error).");
+    ASSERT_NO_FATAL_FAILURE(ExpectHostError(
+        RunPluginCatching(kUpdateThrowing, parameters), "PluginExecutor::RunPlugin",
+        "Plugin did not accept parameter set (UpdateParameters returned an error)."));
     EXPECT_EQ(CountCalls("TestUpdateThrowing:Run"), 0);
     EXPECT_EQ(CountCalls("TestUpdateThrowing:~"), 1);
 }
@@ -85,11 +99,8 @@ TEST_F(CPluginExecutorTest, ThrowingUpdateParametersIsReplacedAndRunIsNotCalled)
 TEST_F(CPluginExecutorTest, ExceptionOfTheRunPassesUnchanged)
 {
     Zarn::CValueMap parameters;
-    const std::optional<Zarn::CException> caught =
-        CatchHostError([&] { ::PluginExecutor::RunPlugin(kRunThrowing, parameters); });
-    ASSERT_TRUE(caught) << "no exception";
-    EXPECT_STREQ(caught->function(), "TestRunThrowing::Run");
-    EXPECT_STREQ(caught->what(), "run failed");
+    const std::optional<Zarn::CException> caught = RunPluginCatching(kRunThrowing, parameters);
+    ASSERT_NO_FATAL_FAILURE(ExpectHostError(caught, "TestRunThrowing::Run", "run failed"));
     EXPECT_STREQ(caught->instance(), "tool instance");
     EXPECT_EQ(CountCalls("TestRunThrowing:~"), 1);
     EXPECT_TRUE(parameters.IsEmpty());
@@ -209,15 +220,9 @@ TEST_F(CPluginExecutorTest, OutputWithoutDocumentsIsNoOutput)
 {
     auto pImage = MakeRamp(5, 4);
     Zarn::CValueMap output;
-    const std::optional<Zarn::CException> caught = CatchHostError(
-        [&]
-        {
-            ::PluginExecutor::RunImageToolPlugin(kNoDocuments, pImage.get(), Zarn::CValueMap(),
-                                                 output, "x");
-        });
-    ASSERT_TRUE(caught) << "no exception";
-    EXPECT_STREQ(caught->function(), "PluginExecutor::RunImageToolPlugin");
-    EXPECT_STREQ(caught->what(), "No output map from Plugin available.");
+    ASSERT_NO_FATAL_FAILURE(ExpectHostError(RunImageToolCatching(kNoDocuments, *pImage, output),
+                                            "PluginExecutor::RunImageToolPlugin",
+                                            "No output map from Plugin available."));
     // The tool's "output" still reaches the caller.
     EXPECT_TRUE(output.HasEntry("output/message"));
 }
@@ -226,11 +231,7 @@ TEST_F(CPluginExecutorTest, ToolWithoutAnyOutputIsNoOutput)
 {
     auto pImage = MakeRamp(5, 4);
     Zarn::CValueMap output;
-    const std::optional<Zarn::CException> caught = CatchHostError(
-        [&] {
-            ::PluginExecutor::RunImageToolPlugin(kConfig, pImage.get(), Zarn::CValueMap(), output,
-                                                 "x");
-        });
+    const std::optional<Zarn::CException> caught = RunImageToolCatching(kConfig, *pImage, output);
     ASSERT_TRUE(caught) << "no exception";
     EXPECT_STREQ(caught->what(), "No output map from Plugin available.");
     EXPECT_TRUE(output.IsEmpty());

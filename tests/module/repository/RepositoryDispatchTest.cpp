@@ -107,8 +107,7 @@ TEST_F(RepositoryDispatch, ViewMessageCarryingADocumentIsRejectedWithTheTypeMism
     EXPECT_NE(m_threadLogText.str().find("error Message FOCUS_VIEW: receiver Repository threw"),
               std::string::npos)
         << m_threadLogText.str();
-    PostView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
 }
 

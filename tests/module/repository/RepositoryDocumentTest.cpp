@@ -47,8 +47,7 @@ TEST_F(RepositoryDocuments, NewDocumentIsAnnouncedThenItsViewThenFocusThenContro
                            }));
     // The view learnt its document before it was announced.
     const CFakeView* pView = m_lstBehaviours[0]->m_lstViews.at(0);
-    ASSERT_EQ(pView->Updates().size(), 1U);
-    EXPECT_EQ(PointerAt(pView->Updates()[0], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 1, pDoc));
     EXPECT_FALSE(pView->Updates()[0].HasEntry(Zarn::CValue_Key("settings")));
 }
 
@@ -59,8 +58,7 @@ TEST_F(RepositoryDocuments, LabelsAreNumberedPerLabelAndUnlabelledDocumentsAreUn
     CTrackedDocument* pA2 = AddDocument("a");
     CTrackedDocument* pB = AddDocument("b");
     CTrackedDocument* pUnnamed = NewDocument("none", false);
-    PostDocument("ADD_DOCUMENT", pUnnamed);
-    Deliver();
+    SendDocument("ADD_DOCUMENT", pUnnamed);
     EXPECT_EQ(Long(*pA1, "index"), 1);
     EXPECT_EQ(Long(*pA2, "index"), 2);
     EXPECT_EQ(Long(*pB, "index"), 1);
@@ -73,8 +71,7 @@ TEST_F(RepositoryDocuments, LabelCountGoesOnAfterARemoval)
     Start();
     CTrackedDocument* pFirst = AddDocument("a");
     AddDocument("a");
-    PostDocument("REMOVE_DOCUMENT", pFirst);
-    Deliver();
+    SendDocument("REMOVE_DOCUMENT", pFirst);
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
     CTrackedDocument* pThird = AddDocument("a");
     EXPECT_EQ(Long(*pThird, "index"), 3);
@@ -83,14 +80,9 @@ TEST_F(RepositoryDocuments, LabelCountGoesOnAfterARemoval)
 TEST_F(RepositoryDocuments, AddingANullDocumentThrowsAndChangesNothing)
 {
     Start();
-    PostDocument("ADD_DOCUMENT", nullptr);
-    Deliver();
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strMessage, "ADD_DOCUMENT");
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::AddDocument");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid document pointer!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
+    SendDocument("ADD_DOCUMENT", nullptr);
+    ExpectOneCaught("ADD_DOCUMENT", "CRepositoryPlugin::AddDocument", "Invalid document pointer!",
+                    "");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT null"}));
     // The host logged what left the repository.
     EXPECT_NE(
@@ -104,13 +96,8 @@ TEST_F(RepositoryDocuments, AddingTheSameDocumentTwiceThrowsAndChangesNothing)
     Start();
     CTrackedDocument* pDoc = AddDocument("a");
     TakeBroadcasts();
-    PostDocument("ADD_DOCUMENT", pDoc);
-    Deliver();
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::AddDocument");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Document already in repository.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
+    SendDocument("ADD_DOCUMENT", pDoc);
+    ExpectOneCaught("CRepositoryPlugin::AddDocument", "Document already in repository.", "");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT"}));
     EXPECT_EQ(Long(*pDoc, "index"), 1);
     EXPECT_EQ(m_lstBehaviours[0]->m_lstViews.size(), 1U);
@@ -122,24 +109,17 @@ TEST_F(RepositoryDocuments, UpdatesWithoutLabelFlagRaiseTheIndexEachTime)
     CTrackedDocument* pDoc = AddDocument("a");
     TakeBroadcasts();
     TakeLogLines();
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_EQ(Long(*pDoc, "index"), 2);
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_EQ(Long(*pDoc, "index"), 3);
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"UPDATE_DOCUMENT", "DOCUMENT_CHANGED a",
-                                        "VIEW_CHANGED Standard-1", "UPDATE_DOCUMENT",
-                                        "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::UpdateDocument: Document a changed.",
-                               "CRepositoryPlugin::UpdateDocument: Document a changed.",
-                           }));
+    ExpectBroadcastsAndTexts({"UPDATE_DOCUMENT", "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1",
+                              "UPDATE_DOCUMENT", "DOCUMENT_CHANGED a", "VIEW_CHANGED Standard-1"},
+                             {"CRepositoryPlugin::UpdateDocument: Document a changed.",
+                              "CRepositoryPlugin::UpdateDocument: Document a changed."});
     // Each update reloads the view with its document.
     const CFakeView* pView = m_lstBehaviours[0]->m_lstViews.at(0);
-    ASSERT_EQ(pView->Updates().size(), 3U);
-    EXPECT_EQ(PointerAt(pView->Updates()[2], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 3, pDoc));
 }
 
 TEST_F(RepositoryDocuments, UpdateWithLabelFlagOffKeepsTheIndex)
@@ -147,8 +127,7 @@ TEST_F(RepositoryDocuments, UpdateWithLabelFlagOffKeepsTheIndex)
     Start();
     CTrackedDocument* pDoc = AddDocument("a");
     pDoc->SetEntry("update/label", new Zarn::CValueBool(false));
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_EQ(Long(*pDoc, "index"), 1);
 }
 
@@ -159,8 +138,7 @@ TEST_F(RepositoryDocuments, SavedFlagsCopyOnlyBoolsAndChangedContentDropsTheImag
     pDoc->SetEntry("is_saved/image", new Zarn::CValueString("before"));
     pDoc->SetEntry("update/is_saved/image", new Zarn::CValueBool(true));
     pDoc->SetEntry("update/is_saved/note", new Zarn::CValueLong(5));
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     const Zarn::CValue* pImage = pDoc->Entry("is_saved/image", false);
     ASSERT_NE(pImage, nullptr);
     ASSERT_EQ(pImage->GenericType(), Zarn::CValue::vtBool);
@@ -176,12 +154,10 @@ TEST_F(RepositoryDocuments, ChangedContentRemovesTheImageSavedFlagUnlessSwitched
     CTrackedDocument* pDoc = AddDocument("a");
     pDoc->SetEntry("is_saved/image", new Zarn::CValueBool(true));
     pDoc->SetEntry("update/content", new Zarn::CValueBool(false));
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_TRUE(pDoc->HasEntry("is_saved/image"));
     pDoc->SetEntry("update/content", new Zarn::CValueBool(true));
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_FALSE(pDoc->HasEntry("is_saved/image"));
 }
 
@@ -191,8 +167,7 @@ TEST_F(RepositoryDocuments, ChangedDocumentClearsTheUpdateRequestAndSendsNothing
     CTrackedDocument* pDoc = AddDocument("a");
     pDoc->SetEntry("update/label", new Zarn::CValueBool(false));
     TakeBroadcasts();
-    PostDocument("CHANGED_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("CHANGED_DOCUMENT", pDoc);
     EXPECT_FALSE(pDoc->HasEntry(Zarn::CValue_Key("update")));
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"CHANGED_DOCUMENT"}));
 }
@@ -235,14 +210,11 @@ TEST_F(RepositoryDocuments, RemovedDocumentLivesUntilItsOwnInvalidDocumentComesB
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 0);
     EXPECT_EQ(Str(*pDoc, "label"), "a");
     Deliver();
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"REMOVE_DOCUMENT", "REMOVE_DOCUMENT", "ACTIVE_VIEW null",
-                                        "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::KillView: View Standard-1 is deleted!",
-                           }));
+    ExpectBroadcastsAndTexts({"REMOVE_DOCUMENT", "REMOVE_DOCUMENT", "ACTIVE_VIEW null",
+                              "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"},
+                             {"CRepositoryPlugin::RemoveDocument",
+                              "CRepositoryPlugin::RemoveDocument",
+                              "CRepositoryPlugin::KillView: View Standard-1 is deleted!"});
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
     EXPECT_EQ(m_journal.Count("DeleteData Standard-1"), 1);
@@ -257,12 +229,10 @@ TEST_F(RepositoryDocuments, InvalidDocumentFromAnotherPluginLeavesALiveDocumentA
 {
     Start();
     CTrackedDocument* pDoc = AddDocument("a");
-    PostDocument("INVALID_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("INVALID_DOCUMENT", pDoc);
     EXPECT_EQ(m_journal.Count("destroyed document a"), 0);
     // Still held: an update reaches it.
-    PostDocument("UPDATE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("UPDATE_DOCUMENT", pDoc);
     EXPECT_EQ(Long(*pDoc, "index"), 2);
 }
 
@@ -278,8 +248,7 @@ TEST_F(RepositoryDocuments, RemovingTheActiveDocumentFocusesTheMostRecentViewOfA
     PostView("FOCUS_VIEW", lstViews[2]);
     Deliver();
     TakeBroadcasts();
-    PostDocument("REMOVE_DOCUMENT", pC);
-    Deliver();
+    SendDocument("REMOVE_DOCUMENT", pC);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_DOCUMENT", "ACTIVE_VIEW Standard-1",
                                         "INVALID_VIEW Standard-3", "INVALID_DOCUMENT c"}));
@@ -291,15 +260,13 @@ TEST_F(RepositoryDocuments, RemovingTheOnlyDocumentLeavesNoActiveViewNorDocument
     Start();
     CTrackedDocument* pDoc = AddDocument("picture");
     TakeBroadcasts();
-    PostDocument("REMOVE_DOCUMENT", pDoc);
-    Deliver();
+    SendDocument("REMOVE_DOCUMENT", pDoc);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_DOCUMENT", "ACTIVE_VIEW null",
                                         "UPDATE_CONTROLS {zoom=false}", "INVALID_VIEW Standard-1",
                                         "INVALID_DOCUMENT picture"}));
     // No active document: an action has nothing to work on.
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid Documnet!");

@@ -219,4 +219,45 @@ std::vector<SCaught> CRepositoryFixture::TakeCaught()
     return DocViewTest::TakeSince(m_pProxy->m_lstCaught, m_nCaughtTaken);
 }
 
+void CRepositoryFixture::ExpectBroadcastsAndTexts(const std::vector<std::string>& broadcasts,
+                                                  const std::vector<std::string>& texts)
+{
+    EXPECT_EQ(TakeBroadcasts(), broadcasts);
+    EXPECT_EQ(TakeTexts(), texts);
+}
+
+void CRepositoryFixture::ExpectLoads(const CFakeView& view, size_t count, const void* document)
+{
+    ASSERT_EQ(view.Updates().size(), count);
+    EXPECT_EQ(PointerAt(view.Updates()[count - 1], "document"), document);
+}
+
+void CRepositoryFixture::ExpectOneCaught(const std::string& function, const std::string& what,
+                                         const std::string& instance)
+{
+    ExpectOnlyCaught(std::nullopt, function, what, instance);
+}
+
+void CRepositoryFixture::ExpectOneCaught(const std::string& message, const std::string& function,
+                                         const std::string& what, const std::string& instance)
+{
+    ExpectOnlyCaught(message, function, what, instance);
+}
+
+void CRepositoryFixture::ExpectOnlyCaught(const std::optional<std::string>& message,
+                                          const std::string& function, const std::string& what,
+                                          const std::string& instance)
+{
+    const std::vector<SCaught> lstCaught = TakeCaught();
+    ASSERT_EQ(lstCaught.size(), 1U);
+    const SCaught& caught = lstCaught[0];
+    if (message)
+    {
+        EXPECT_EQ(caught.m_strMessage, *message);
+    }
+    EXPECT_EQ(caught.m_strFunction, function);
+    EXPECT_EQ(caught.m_strWhat, what);
+    EXPECT_EQ(caught.m_strInstance, instance);
+}
+
 } // namespace RepositoryTest

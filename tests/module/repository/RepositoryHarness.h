@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -98,14 +99,26 @@ protected:
     // Adds a document and delivers everything that follows.
     CTrackedDocument* AddDocument(const std::string& label);
 
+    // Fails fatally unless `view` was loaded `count` times; expects the last load to name
+    // `document`. Wrap in ASSERT_NO_FATAL_FAILURE where the test reads the loads afterwards.
+    static void ExpectLoads(const CFakeView& view, size_t count, const void* document);
+
     // The broadcasts recorded since the last call.
     std::vector<std::string> TakeBroadcasts();
     // Log lines as "<level> <text>" ("progress CRepositoryPlugin:"), and texts only; the lines
     // read are consumed.
     std::vector<std::string> TakeLogLines();
     std::vector<std::string> TakeTexts();
+    // Takes the broadcasts and the log texts since the last takes and expects exactly these.
+    void ExpectBroadcastsAndTexts(const std::vector<std::string>& broadcasts,
+                                  const std::vector<std::string>& texts);
     // The repository's exceptions since the last call.
     std::vector<SCaught> TakeCaught();
+    // Takes the exceptions since the last take and expects exactly one with these fields.
+    void ExpectOneCaught(const std::string& function, const std::string& what,
+                         const std::string& instance);
+    void ExpectOneCaught(const std::string& message, const std::string& function,
+                         const std::string& what, const std::string& instance);
 
     static std::string Str(const Zarn::CValueMap& map, const char* path)
     {
@@ -129,6 +142,11 @@ protected:
     size_t m_nBroadcastsTaken = 0;
     size_t m_nLogTaken = 0;
     size_t m_nCaughtTaken = 0;
+
+private:
+    // The one caught exception has these fields; the message is compared only when given.
+    void ExpectOnlyCaught(const std::optional<std::string>& message, const std::string& function,
+                          const std::string& what, const std::string& instance);
 };
 
 } // namespace RepositoryTest

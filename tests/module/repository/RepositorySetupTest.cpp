@@ -15,8 +15,6 @@ using namespace RepositoryTest;
 namespace
 {
 
-using RepositorySetup = CRepositoryFixture;
-
 Zarn::CValueMap* WithViews(std::vector<Zarn::CValueMap*> entries,
                            Zarn::CValueMap* parameters = nullptr)
 {
@@ -30,6 +28,14 @@ Zarn::CValueMap* WithViews(std::vector<Zarn::CValueMap*> entries,
     return pParameters;
 }
 
+// The plug-in's setup record as it stands.
+Zarn::CValueMap SetupOf(Zarn::CPluginBase& plugin)
+{
+    Zarn::CValueMap setup;
+    plugin.GetPluginSetup(setup);
+    return setup;
+}
+
 // The log lines after the five settings lines that every Init writes first.
 std::vector<std::string> LinesAfterSettings(std::vector<std::string> lstLines)
 {
@@ -37,6 +43,16 @@ std::vector<std::string> LinesAfterSettings(std::vector<std::string> lstLines)
                    lstLines.begin() + std::min<std::ptrdiff_t>(5, std::ssize(lstLines)));
     return lstLines;
 }
+
+class RepositorySetup : public CRepositoryFixture
+{
+protected:
+    // Takes the log and expects exactly these lines after the settings lines.
+    void ExpectLogAfterSettings(const std::vector<std::string>& lstExpected)
+    {
+        EXPECT_EQ(LinesAfterSettings(TakeLogLines()), lstExpected);
+    }
+};
 
 } // namespace
 
@@ -58,8 +74,7 @@ TEST_F(RepositorySetup, SetupRecordNamesThePluginOnlyAfterInit)
 {
     m_pRepository = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Repository"));
     ASSERT_NE(m_pRepository, nullptr);
-    Zarn::CValueMap before;
-    m_pRepository->GetPluginSetup(before);
+    const Zarn::CValueMap before = SetupOf(*m_pRepository);
     EXPECT_EQ(Str(before, "Version"), "version 1.0.0");
     EXPECT_EQ(Str(before, "PluginType"), "janitor");
     EXPECT_EQ(Str(before, "PluginSubType"), "docview repository");
@@ -71,9 +86,7 @@ TEST_F(RepositorySetup, SetupRecordNamesThePluginOnlyAfterInit)
     delete m_pRepository;
     m_pRepository = nullptr;
     StartRepository(pParameters);
-    Zarn::CValueMap after;
-    m_pRepository->GetPluginSetup(after);
-    EXPECT_EQ(Str(after, "PluginName"), "Librarian");
+    EXPECT_EQ(Str(SetupOf(*m_pRepository), "PluginName"), "Librarian");
     EXPECT_EQ(TakeLogLines().at(1), "progress   plugin name = Librarian");
 }
 
@@ -115,25 +128,19 @@ TEST_F(RepositorySetup, FactoryGetsItsEntryWithTheHiddenOrphanageAsParent)
     ASSERT_NE(pLabel, nullptr);
     EXPECT_EQ(pLabel->text().toStdString(), "Orphanage - If you can see this, something's wrong!");
 
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "progress CRepositoryPlugin::Init Viewfactory plugin ImageViews loaded.",
-                  "progress   autocreate = on",
-                  "progress   action = show image",
-                  "progress   type = image",
-              }));
+    ExpectLogAfterSettings(
+        {"progress CRepositoryPlugin::Init Viewfactory plugin ImageViews loaded.",
+         "progress   autocreate = on", "progress   action = show image",
+         "progress   type = image"});
 }
 
 TEST_F(RepositorySetup, UnknownFactoryIsLoggedAndTheNextEntryStillLoads)
 {
     SFactoryBehaviour& factory = RegisterFactory("Known");
     StartRepository(WithViews({FactoryEntry("Missing", true), FactoryEntry("Known", false)}));
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "error Can't load view factory plugin Missing",
-                  "progress CRepositoryPlugin::Init Viewfactory plugin Known loaded.",
-                  "progress   autocreate = off",
-              }));
+    ExpectLogAfterSettings({"error Can't load view factory plugin Missing",
+                            "progress CRepositoryPlugin::Init Viewfactory plugin Known loaded.",
+                            "progress   autocreate = off"});
     EXPECT_EQ(factory.m_nInstances, 1);
 }
 
@@ -142,12 +149,10 @@ TEST_F(RepositorySetup, EntryWithoutFactoryNameIsLoggedAsUnknownInFourLines)
     auto* pEntry = new Zarn::CValueMap;
     pEntry->SetEntry(Zarn::CValue_Key("autocreate"), new Zarn::CValueBool(true));
     StartRepository(WithViews({pEntry}));
-    const std::vector<std::string> lstLines = TakeLogLines();
-    ASSERT_EQ(lstLines.size(), 9U);
-    EXPECT_EQ(lstLines[5], "error Error while loading view factory plugin UNKNWON!");
-    EXPECT_EQ(lstLines[6], "error      What : Entry 'factory' not found");
-    EXPECT_EQ(lstLines[7], "error    Origin : Zarn::CValueContainerBase::EntryString");
-    EXPECT_EQ(lstLines[8], "error   Instance: ");
+    ExpectLogAfterSettings({"error Error while loading view factory plugin UNKNWON!",
+                            "error      What : Entry 'factory' not found",
+                            "error    Origin : Zarn::CValueContainerBase::EntryString",
+                            "error   Instance: "});
 }
 
 TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutRegistrations)
@@ -155,19 +160,15 @@ TEST_F(RepositorySetup, FactoryInitErrorIsLoggedAndTheFactoryStaysLoadedWithoutR
     SFactoryBehaviour& broken = RegisterFactory("Broken");
     broken.m_enInitThrows = SFactoryBehaviour::throwZarn;
     StartRepository(WithViews({FactoryEntry("Broken", true, "show", "image")}));
-    EXPECT_EQ(LinesAfterSettings(TakeLogLines()),
-              (std::vector<std::string>{
-                  "error Error while loading view factory plugin Broken!",
-                  "error      What : factory refused to start",
-                  "error    Origin : CFakeViewFactory::Init",
-                  "error   Instance: Broken",
-              }));
+    ExpectLogAfterSettings({"error Error while loading view factory plugin Broken!",
+                            "error      What : factory refused to start",
+                            "error    Origin : CFakeViewFactory::Init",
+                            "error   Instance: Broken"});
 
     // Not registered for autocreate nor for the action.
     AddDocument("a");
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a"}));
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_TRUE(broken.m_lstViews.empty());
 
@@ -210,8 +211,7 @@ TEST_F(RepositorySetup, MissingAutocreateIsAFailedEntryAfterTheFactoryWasInitial
     // The action was not registered: asking for it does nothing.
     AddDocument("a");
     TakeLogLines();
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_TRUE(TakeLogLines().empty());
     EXPECT_TRUE(factory.m_lstViews.empty());
 }
@@ -229,8 +229,7 @@ TEST_F(RepositorySetup, SecondFactoryForTheSameActionIsLoadedButNeverServesIt)
     // One action, one state: a single entry.
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a",
                                                           "UPDATE_CONTROLS {show=true}"}));
-    Post("ON_ACTION", new Zarn::CValueString("show"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("show"));
     EXPECT_EQ(first.m_lstViews.size(), 1U);
     EXPECT_TRUE(second.m_lstViews.empty());
 
@@ -239,8 +238,7 @@ TEST_F(RepositorySetup, SecondFactoryForTheSameActionIsLoadedButNeverServesIt)
     pRequest->SetEntry(Zarn::CValue_Key("type"), new Zarn::CValueString("table"));
     pRequest->SetEntry(Zarn::CValue_Key("document"),
                        new Zarn::CValuePointer<Zarn::CValueMap>(pDoc));
-    Post("CREATE_VIEW", pRequest);
-    Deliver();
+    Send("CREATE_VIEW", pRequest);
     EXPECT_EQ(second.m_lstViews.size(), 1U);
 }
 

@@ -1,29 +1,17 @@
 #include "RepositoryHarness.h"
+#include "StreamCapture.h"
 
 #include <Zarn/Registry/Registry.h>
 #include <Zarn/Value/ValueContainer.h>
 
 #include <iostream>
 #include <list>
-#include <sstream>
+#include <utility>
 
 using namespace RepositoryTest;
 
 namespace
 {
-
-// Standard output, captured while it lives.
-class CStdoutCapture
-{
-public:
-    CStdoutCapture() : m_pOld(std::cout.rdbuf(m_text.rdbuf())) {}
-    ~CStdoutCapture() { std::cout.rdbuf(m_pOld); }
-    std::string Text() const { return m_text.str(); }
-
-private:
-    std::ostringstream m_text;
-    std::streambuf* m_pOld;
-};
 
 class RepositoryViews : public CRepositoryFixture
 {
@@ -50,6 +38,24 @@ protected:
         TakeLogLines();
     }
 
+    // Starts with the one autocreate factory "Standard" (views "Standard-1", "Standard-2", ...).
+    void StartWithStandard(bool autoremove = true, bool autoselectView = true)
+    {
+        RegisterFactory("Standard");
+        AddEntry(FactoryEntry("Standard", true));
+        Start(autoremove, autoselectView);
+    }
+
+    // Adds a document and returns it with the view the first factory made for it last; what
+    // the addition broadcast is taken.
+    std::pair<CTrackedDocument*, CFakeView*> AddShownDocument(const std::string& label)
+    {
+        CTrackedDocument* pDoc = AddDocument(label);
+        CFakeView* pView = m_lstBehaviours[0]->m_lstViews.back();
+        TakeBroadcasts();
+        return {pDoc, pView};
+    }
+
     // Starts with one autocreate factory `szFactory` that answers `enRun`, adds document "a"
     // and returns what the repository printed meanwhile.
     std::string OutputOfAutocreate(const char* szFactory, SFactoryBehaviour::EnRunResult enRun)
@@ -57,7 +63,7 @@ protected:
         RegisterFactory(szFactory).m_enRun = enRun;
         AddEntry(FactoryEntry(szFactory, true));
         Start();
-        CStdoutCapture capture;
+        DocViewTest::CStreamCapture capture(std::cout);
         AddDocument("a");
         return capture.Text();
     }
@@ -158,11 +164,8 @@ TEST_F(RepositoryViews, NullViewFromTheFactoryThrowsNotLoadedAfterNewDocument)
     AddEntry(FactoryEntry("Action", false, "zoom"));
     Start();
     AddDocument("a");
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "View plugin for a document  not loaded.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("CRepositoryPlugin::CreateView", "View plugin for a document  not loaded.",
+                    "CRepositoryPlugin");
     // AddDocument ended there: no focus, no control update.
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_DOCUMENT", "NEW_DOCUMENT a"}));
     EXPECT_TRUE(action.m_lstViews.empty());
@@ -176,8 +179,7 @@ TEST_F(RepositoryViews, ActionOfNoFactoryIsIgnoredWithoutALogLine)
     AddDocument("a");
     TakeLogLines();
     TakeBroadcasts();
-    Post("ON_ACTION", new Zarn::CValueString("run tool"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("run tool"));
     EXPECT_TRUE(TakeLogLines().empty());
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ON_ACTION"}));
@@ -192,21 +194,16 @@ TEST_F(RepositoryViews, ActionMakesAViewOfTheActiveDocument)
     Start();
     CTrackedDocument* pA = AddDocument("a");
     AddDocument("b");
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     TakeBroadcasts();
     TakeLogLines();
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     ASSERT_EQ(zoom.m_lstViews.size(), 1U);
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"ON_ACTION", "NEW_VIEW Zoom-1", "ACTIVE_VIEW Zoom-1"}));
-    EXPECT_EQ(TakeTexts(),
-              (std::vector<std::string>{
-                  "CRepositoryPlugin::CreateViewOnAction - View factory for action zoom found.",
-                  "CRepositoryPlugin::CreateView - View plugin created for a.",
-                  "CRepositoryPlugin::FocusView: Changed active view to Zoom-1.",
-              }));
+    ExpectBroadcastsAndTexts(
+        {"ON_ACTION", "NEW_VIEW Zoom-1", "ACTIVE_VIEW Zoom-1"},
+        {"CRepositoryPlugin::CreateViewOnAction - View factory for action zoom found.",
+         "CRepositoryPlugin::CreateView - View plugin created for a.",
+         "CRepositoryPlugin::FocusView: Changed active view to Zoom-1."});
     EXPECT_EQ(ViewListSize(*pA), 2U);
 }
 
@@ -215,13 +212,8 @@ TEST_F(RepositoryViews, ActionWithoutActiveDocumentThrowsInvalidDocumnet)
     RegisterFactory("Zoom");
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start();
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid Documnet!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
+    ExpectOneCaught("CRepositoryPlugin::CreateView", "Invalid Documnet!", "CRepositoryPlugin");
 }
 
 TEST_F(RepositoryViews, ActionWhoseFactoryRefusesTheDocumentThrowsCannotHandle)
@@ -231,8 +223,7 @@ TEST_F(RepositoryViews, ActionWhoseFactoryRefusesTheDocumentThrowsCannotHandle)
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start();
     AddDocument("a");
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Factory plugin can not handle document a.");
@@ -259,26 +250,21 @@ TEST_F(RepositoryViews, CreateViewByTypeUsesTheTypesFactory)
 // The text names the active document, not the one asked for: deliberate.
 TEST_F(RepositoryViews, CreateViewOfUnknownTypeNamesTheActiveDocumentsLabel)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     PostCreateView("chart", nullptr);
     Deliver();
-    std::vector<SCaught> lstCaught = TakeCaught();
+    const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Viewplugin factory for type chart document  not loaded.");
 
     AddDocument("a");
     CTrackedDocument* pB = AddDocument("b");
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     PostCreateView("chart", pB);
     Deliver();
-    lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::CreateViewOnType");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Viewplugin factory for type chart document a not loaded.");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("CRepositoryPlugin::CreateViewOnType",
+                    "Viewplugin factory for type chart document a not loaded.",
+                    "CRepositoryPlugin");
 }
 
 TEST_F(RepositoryViews, NewViewInheritsTheActiveViewsSettingsOnlyWhileTheGlobalSwitchIsOn)
@@ -331,9 +317,7 @@ TEST_F(RepositoryViews, AddViewHandsItsSettingsOnOnlyWhileTheGlobalSwitchIsOn)
 
 TEST_F(RepositoryViews, RemovalGivesTheFocusToTheMostRecentlyFocusedRemainingView)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
+    StartWithStandard(/*autoremove*/ false);
     AddDocument("x");
     AddDocument("y");
     AddDocument("z");
@@ -344,48 +328,35 @@ TEST_F(RepositoryViews, RemovalGivesTheFocusToTheMostRecentlyFocusedRemainingVie
     PostView("FOCUS_VIEW", lstViews[2]);
     Deliver();
     TakeBroadcasts();
-    PostView("REMOVE_VIEW", lstViews[2]);
-    Deliver();
+    SendView("REMOVE_VIEW", lstViews[2]);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW Standard-2",
                                                           "INVALID_VIEW Standard-3"}));
-    PostView("REMOVE_VIEW", lstViews[1]);
-    Deliver();
+    SendView("REMOVE_VIEW", lstViews[1]);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW Standard-1",
                                                           "INVALID_VIEW Standard-2"}));
 }
 
 TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOnRemovesTheDocument)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ true);
+    StartWithStandard(/*autoremove*/ true);
     AddDocument("a");
     TakeBroadcasts();
     TakeLogLines();
-    PostView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
-    EXPECT_EQ(TakeBroadcasts(),
-              (std::vector<std::string>{"REMOVE_VIEW", "ACTIVE_VIEW null",
-                                        "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveView: Removing View Standard-1 ...",
-                               "CRepositoryPlugin::RemoveDocument",
-                               "CRepositoryPlugin::KillView: View Standard-1 is deleted!",
-                           }));
+    SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
+    ExpectBroadcastsAndTexts(
+        {"REMOVE_VIEW", "ACTIVE_VIEW null", "INVALID_VIEW Standard-1", "INVALID_DOCUMENT a"},
+        {"CRepositoryPlugin::RemoveView: Removing View Standard-1 ...",
+         "CRepositoryPlugin::RemoveDocument",
+         "CRepositoryPlugin::KillView: View Standard-1 is deleted!"});
     EXPECT_EQ(m_journal.Count("destroyed document a"), 1);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
 }
 
 TEST_F(RepositoryViews, RemovingTheLastViewWithAutoremoveOffKeepsTheDocument)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
-    CTrackedDocument* pDoc = AddDocument("a");
-    CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
-    TakeBroadcasts();
-    PostView("REMOVE_VIEW", pView);
-    Deliver();
+    StartWithStandard(/*autoremove*/ false);
+    const auto [pDoc, pView] = AddShownDocument("a");
+    SendView("REMOVE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW Standard-1"}));
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
@@ -408,8 +379,7 @@ TEST_F(RepositoryViews, FocusingTheActiveViewAgainSendsNoActiveViewButRefreshesC
     TakeBroadcasts();
     TakeLogLines();
     bAccept = false;
-    PostView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("FOCUS_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_VIEW", "UPDATE_CONTROLS {zoom=false}"}));
     EXPECT_TRUE(TakeLogLines().empty());
@@ -417,9 +387,7 @@ TEST_F(RepositoryViews, FocusingTheActiveViewAgainSendsNoActiveViewButRefreshesC
 
 TEST_F(RepositoryViews, SecondViewJoinsTheViewListAndLeavesActiveViewUnlessFocused)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(true, /*autoselectView*/ false);
+    StartWithStandard(true, /*autoselectView*/ false);
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView* pFirst = m_lstBehaviours[0]->m_lstViews[0];
     TakeBroadcasts();
@@ -429,22 +397,18 @@ TEST_F(RepositoryViews, SecondViewJoinsTheViewListAndLeavesActiveViewUnlessFocus
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"ADD_VIEW", "NEW_VIEW second"}));
     EXPECT_EQ(ViewListSize(*pDoc), 2U);
     EXPECT_EQ(PointerAt(*pDoc, "active_view"), pFirst);
-    PostView("FOCUS_VIEW", pSecond);
-    Deliver();
+    SendView("FOCUS_VIEW", pSecond);
     EXPECT_EQ(PointerAt(*pDoc, "active_view"), pSecond);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW", "ACTIVE_VIEW second"}));
 }
 
 TEST_F(RepositoryViews, ViewIsDeletedOnlyWhenItsOwnInvalidViewComesBack)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start(/*autoremove*/ false);
+    StartWithStandard(/*autoremove*/ false);
     AddDocument("a");
     CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
     // Another plug-in's INVALID_VIEW for a live view changes nothing.
-    PostView("INVALID_VIEW", pView);
-    Deliver();
+    SendView("INVALID_VIEW", pView);
     EXPECT_EQ(m_journal.Count("destroyed view Standard-1"), 0);
 
     PostView("REMOVE_VIEW", pView);
@@ -467,17 +431,13 @@ TEST_F(RepositoryViews, FocusingAViewWithoutDocumentThrowsFocousViewAndItStaysAc
     TakeLogLines();
     PostAddView(pDoc, pView);
     Deliver();
-    std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strMessage, "ADD_VIEW");
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::FocousView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "View [TestView::Plain] does not provide document pointer!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "CRepositoryPlugin");
+    ExpectOneCaught("ADD_VIEW", "CRepositoryPlugin::FocousView",
+                    "View [TestView::Plain] does not provide document pointer!",
+                    "CRepositoryPlugin");
     EXPECT_EQ(TakeTexts().at(0), "CRepositoryPlugin::FocusView: Changed active view to mute.");
     // It is the active view now: focusing it again is quiet and throws nothing.
     TakeBroadcasts();
-    PostView("FOCUS_VIEW", pView);
-    Deliver();
+    SendView("FOCUS_VIEW", pView);
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW"}));
 }
@@ -492,17 +452,10 @@ TEST_F(RepositoryViews, RemovingAViewWithoutDocumentThrowsAndChangesNothing)
     Deliver();
     TakeBroadcasts();
     TakeLogLines();
-    PostView("REMOVE_VIEW", pView);
-    Deliver();
-    const std::vector<SCaught> lstCaught = TakeCaught();
-    ASSERT_EQ(lstCaught.size(), 1U);
-    EXPECT_EQ(lstCaught[0].m_strFunction, "CRepositoryPlugin::RemoveView");
-    EXPECT_EQ(lstCaught[0].m_strWhat, "Missing document entry of view 'mute'!");
-    EXPECT_EQ(lstCaught[0].m_strInstance, "");
-    EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW"}));
-    EXPECT_EQ(TakeTexts(), (std::vector<std::string>{
-                               "CRepositoryPlugin::RemoveView: Removing View mute ...",
-                           }));
+    SendView("REMOVE_VIEW", pView);
+    ExpectOneCaught("CRepositoryPlugin::RemoveView", "Missing document entry of view 'mute'!", "");
+    ExpectBroadcastsAndTexts({"REMOVE_VIEW"},
+                             {"CRepositoryPlugin::RemoveView: Removing View mute ..."});
     EXPECT_EQ(m_journal.Count("destroyed view mute"), 0);
     EXPECT_EQ(ViewListSize(*pDoc), 1U);
 }
@@ -524,13 +477,11 @@ TEST_F(RepositoryViews, UnknownViewsLoseTheFocusAndAreIgnoredByRemovalAndKill)
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"REMOVE_VIEW", "INVALID_VIEW stranger"}));
     EXPECT_TRUE(stranger.Updates().empty());
 
-    PostView("FOCUS_VIEW", &stranger);
-    Deliver();
+    SendView("FOCUS_VIEW", &stranger);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_VIEW", "ACTIVE_VIEW null",
                                                           "UPDATE_CONTROLS {zoom=false}"}));
     // No active document any more either.
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     ASSERT_EQ(TakeCaught().size(), 1U);
 }
 
@@ -547,62 +498,48 @@ TEST_F(RepositoryViews, FocusingADocumentWithoutViewsLeavesNoActiveViewNorDocume
     CTrackedDocument* pBare = AddDocument("bare");
     TakeBroadcasts();
     // A view was active: the active document follows the view, so there is neither.
-    PostDocument("FOCUS_DOCUMENT", pBare);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pBare);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_DOCUMENT", "ACTIVE_VIEW null",
                                                           "UPDATE_CONTROLS {zoom=false}"}));
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     const std::vector<SCaught> lstCaught = TakeCaught();
     ASSERT_EQ(lstCaught.size(), 1U);
     EXPECT_EQ(lstCaught[0].m_strWhat, "Invalid Documnet!");
 
     // With no view active, the same request makes it the active document.
     TakeBroadcasts();
-    PostDocument("FOCUS_DOCUMENT", pBare);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pBare);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_DOCUMENT", "UPDATE_CONTROLS {zoom=true}"}));
 }
 
 TEST_F(RepositoryViews, FocusingADocumentFocusesItsLastActiveView)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     CTrackedDocument* pA = AddDocument("a");
     AddDocument("b");
     TakeBroadcasts();
-    PostDocument("FOCUS_DOCUMENT", pA);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"FOCUS_DOCUMENT", "ACTIVE_VIEW Standard-1"}));
     // Focusing the active document again sends nothing more.
-    PostDocument("FOCUS_DOCUMENT", pA);
-    Deliver();
+    SendDocument("FOCUS_DOCUMENT", pA);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"FOCUS_DOCUMENT"}));
 }
 
 TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
-    CTrackedDocument* pDoc = AddDocument("a");
-    CFakeView* pView = m_lstBehaviours[0]->m_lstViews[0];
-    TakeBroadcasts();
-    PostView("UPDATE_VIEW", pView);
-    Deliver();
+    StartWithStandard();
+    const auto [pDoc, pView] = AddShownDocument("a");
+    SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(),
               (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED Standard-1"}));
-    ASSERT_EQ(pView->Updates().size(), 2U);
-    EXPECT_EQ(PointerAt(pView->Updates()[1], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(*pView, 2, pDoc));
     EXPECT_EQ(pView->Updates()[1].Size(), 1U);
 
     // A view that does not name its document is left alone.
     pView->m_bDescribeDocument = false;
-    PostView("UPDATE_VIEW", pView);
-    Deliver();
+    SendView("UPDATE_VIEW", pView);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
     EXPECT_EQ(pView->Updates().size(), 2U);
 }
@@ -611,9 +548,7 @@ TEST_F(RepositoryViews, UpdateViewReloadsTheDocumentAndAnnouncesTheChange)
 // another plug-in must be reloaded and announced the same way.
 TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
 {
-    RegisterFactory("Standard");
-    AddEntry(FactoryEntry("Standard", true));
-    Start();
+    StartWithStandard();
     CTrackedDocument* pDoc = AddDocument("a");
     CFakeView stranger("stranger", &m_journal);
     Zarn::CValueMap firstLoad;
@@ -622,17 +557,14 @@ TEST_F(RepositoryViews, UpdateViewReloadsAViewTheRepositoryDoesNotHold)
     stranger.UpdateParameters(firstLoad);
     TakeBroadcasts();
 
-    PostView("UPDATE_VIEW", &stranger);
-    Deliver();
+    SendView("UPDATE_VIEW", &stranger);
     EXPECT_TRUE(TakeCaught().empty());
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW", "VIEW_CHANGED stranger"}));
-    ASSERT_EQ(stranger.Updates().size(), 2U);
-    EXPECT_EQ(PointerAt(stranger.Updates()[1], "document"), pDoc);
+    ASSERT_NO_FATAL_FAILURE(ExpectLoads(stranger, 2, pDoc));
 
     // Without a document in its description the view is left alone, held or not.
     stranger.m_bDescribeDocument = false;
-    PostView("UPDATE_VIEW", &stranger);
-    Deliver();
+    SendView("UPDATE_VIEW", &stranger);
     EXPECT_EQ(TakeBroadcasts(), (std::vector<std::string>{"UPDATE_VIEW"}));
     EXPECT_EQ(stranger.Updates().size(), 2U);
 }
@@ -647,13 +579,11 @@ TEST_F(RepositoryViews, DeletedActiveViewIsNotUsedByTheNextViewOfItsDocument)
     AddEntry(FactoryEntry("Zoom", false, "zoom"));
     Start(/*autoremove*/ false);
     CTrackedDocument* pDoc = AddDocument("a");
-    PostView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
-    Deliver();
+    SendView("REMOVE_VIEW", m_lstBehaviours[0]->m_lstViews[0]);
     ASSERT_EQ(m_journal.Count("destroyed view Standard-1"), 1);
     TakeBroadcasts();
 
-    Post("ON_ACTION", new Zarn::CValueString("zoom"));
-    Deliver();
+    Send("ON_ACTION", new Zarn::CValueString("zoom"));
     EXPECT_TRUE(TakeCaught().empty());
     ASSERT_EQ(zoom.m_lstViews.size(), 1U);
     EXPECT_EQ(TakeBroadcasts(),

@@ -46,6 +46,24 @@ protected:
         PostText("ON_ACTION", action);
         ASSERT_TRUE(DeliverUntilCount("ACTIVITY_STOP", nStops + 1));
     }
+
+    // Runs `tool` once with an output that reports `message` as its error, with "exit" where
+    // given, and delivers what the report leads to.
+    void RunReportingError(SToolBehaviour& tool, const char* message,
+                           std::optional<bool> exit = std::nullopt)
+    {
+        tool.m_fnRun = [message, exit](Zarn::CValueMap& data)
+        {
+            data.SetEntry(Zarn::CValue_Path("output/error/message"),
+                          new Zarn::CValueString(message));
+            if (exit)
+            {
+                data.SetEntry(Zarn::CValue_Path("output/error/exit"), new Zarn::CValueBool(*exit));
+            }
+        };
+        RunAndCollect();
+        Deliver();
+    }
 };
 
 Zarn::CValueVector* VectorAt(Zarn::CValueMap& map, const char* path)
@@ -187,29 +205,14 @@ TEST_F(ToolThread, OutputWithoutOutputOnlyCleansUpTheThread)
 
 TEST_F(ToolThread, ReportedErrorShowsItsMessageAndExitAsksForShutdown)
 {
-    SToolBehaviour& blur = StartThreadedTool();
-    blur.m_fnRun = [](Zarn::CValueMap& data)
-    {
-        data.SetEntry(Zarn::CValue_Path("output/error/message"),
-                      new Zarn::CValueString("The image is empty."));
-        data.SetEntry(Zarn::CValue_Path("output/error/exit"), new Zarn::CValueBool(true));
-    };
-    RunAndCollect();
-    Deliver();
+    RunReportingError(StartThreadedTool(), "The image is empty.", true);
     ExpectOneBox("Error while running plugin", "The image is empty.");
     EXPECT_EQ(CountMessages("SHUTDOWN (no data)"), 1U);
 }
 
 TEST_F(ToolThread, ReportedErrorWithoutExitDoesNotShutDown)
 {
-    SToolBehaviour& blur = StartThreadedTool();
-    blur.m_fnRun = [](Zarn::CValueMap& data)
-    {
-        data.SetEntry(Zarn::CValue_Path("output/error/message"),
-                      new Zarn::CValueString("Nothing to do."));
-    };
-    RunAndCollect();
-    Deliver();
+    RunReportingError(StartThreadedTool(), "Nothing to do.");
     ASSERT_EQ(TakeBoxes().size(), 1U);
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }
@@ -236,14 +239,7 @@ TEST_F(ToolThread, ExitWithoutErrorIsIgnored)
     EXPECT_TRUE(TakeBoxes().empty());
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 
-    blur.m_fnRun = [](Zarn::CValueMap& data)
-    {
-        data.SetEntry(Zarn::CValue_Path("output/error/message"),
-                      new Zarn::CValueString("Nothing to do."));
-        data.SetEntry(Zarn::CValue_Path("output/error/exit"), new Zarn::CValueBool(false));
-    };
-    RunAndCollect();
-    Deliver();
+    RunReportingError(blur, "Nothing to do.", false);
     EXPECT_EQ(TakeBoxes().size(), 1U);
     EXPECT_EQ(CountMessages("SHUTDOWN"), 0U);
 }

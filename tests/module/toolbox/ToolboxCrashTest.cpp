@@ -44,7 +44,8 @@ size_t ThreadCount()
     return nThreads;
 }
 
-class ToolboxCrash : public CToolboxFixture
+// Finds the crash module and knows its tools; starts no toolbox of its own.
+class CCrashToolFixture : public CToolboxFixture
 {
 protected:
     void SetUp() override
@@ -76,7 +77,13 @@ protected:
         pConfigured->SetEntry(Zarn::CValue_Key("configplugin"),
                               new Zarn::CValueString("tools\\CrashDialog"));
         lstDescriptions.push_back(pConfigured);
-        StartToolbox(ToolboxParameters(lstDescriptions));
+        StartWith(lstDescriptions);
+    }
+
+    // Starts the toolbox with these tools and forgets what loading them sent and wrote.
+    void StartWith(const std::vector<Zarn::CValueMap*>& descriptions)
+    {
+        StartToolbox(ToolboxParameters(descriptions));
         TakeMessages();
         m_pErr->Take();
         m_pLog->Take();
@@ -152,6 +159,17 @@ protected:
     size_t m_nThreadsAtStart = ThreadCount();
 };
 
+// Every test of this suite runs against the toolbox with all crash tools loaded.
+class ToolboxCrash : public CCrashToolFixture
+{
+protected:
+    void SetUp() override
+    {
+        CCrashToolFixture::SetUp();
+        StartCrashTools();
+    }
+};
+
 std::string FaultLine(const std::string& origin, const char* name)
 {
     return "Plugin '" + origin + "': Windows system exception: " + name + "\n";
@@ -163,8 +181,8 @@ std::string FaultBox(const std::string& origin, const char* name)
                         "Plugin '" + origin + "'");
 }
 
-void ToolboxCrash::CheckFaultRepeatedly(const char* szCrash, bool bThreaded,
-                                        const std::string& origin, const char* name)
+void CCrashToolFixture::CheckFaultRepeatedly(const char* szCrash, bool bThreaded,
+                                             const std::string& origin, const char* name)
 {
     CheckRepeatedly({szCrash, bThreaded, FaultBox(origin, name), FaultLine(origin, name)});
 }
@@ -175,49 +193,41 @@ void ToolboxCrash::CheckFaultRepeatedly(const char* szCrash, bool bThreaded,
 // its action.
 TEST_F(ToolboxCrash, NullPointerWriteInAToolThreadIsAnAccessViolation)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("null", true, "CrashTool", "EXCEPTION_ACCESS_VIOLATION");
 }
 
 TEST_F(ToolboxCrash, NullPointerWriteOnTheGuiThreadIsAnAccessViolation)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("null", false, "crash_null", "EXCEPTION_ACCESS_VIOLATION");
 }
 
 TEST_F(ToolboxCrash, IntegerDivisionByZeroInAToolThreadIsReported)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("divide", true, "CrashTool", "EXCEPTION_INT_DIVIDE_BY_ZERO");
 }
 
 TEST_F(ToolboxCrash, IntegerDivisionByZeroOnTheGuiThreadIsReported)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("divide", false, "crash_divide", "EXCEPTION_INT_DIVIDE_BY_ZERO");
 }
 
 TEST_F(ToolboxCrash, EndlessRecursionInAToolThreadIsAStackOverflow)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("recurse", true, "CrashTool", "EXCEPTION_STACK_OVERFLOW");
 }
 
 TEST_F(ToolboxCrash, EndlessRecursionOnTheGuiThreadIsAStackOverflow)
 {
-    StartCrashTools();
     CheckFaultRepeatedly("recurse", false, "crash_recurse", "EXCEPTION_STACK_OVERFLOW");
 }
 
 TEST_F(ToolboxCrash, BadSizeInAToolThreadIsReportedWithTheThreadName)
 {
-    StartCrashTools();
     CheckRepeatedly({"throw", true, RunErrorText("bad size", "CrashTool"), ""});
 }
 
 TEST_F(ToolboxCrash, BadSizeOnTheGuiThreadIsAnInternalError)
 {
-    StartCrashTools();
     CheckRepeatedly({"throw", false,
                      "An internal error occurred while running the plugin.\n"
                      "The error message was:\n\"bad size\".",
@@ -226,13 +236,11 @@ TEST_F(ToolboxCrash, BadSizeOnTheGuiThreadIsAnInternalError)
 
 TEST_F(ToolboxCrash, BadAllocInAToolThreadIsThePreparedReport)
 {
-    StartCrashTools();
     CheckRepeatedly({"bad_alloc", true, RunErrorText("Out of Memory", "CrashTool"), ""});
 }
 
 TEST_F(ToolboxCrash, BadAllocOnTheGuiThreadIsOutOfMemory)
 {
-    StartCrashTools();
     CheckRepeatedly({"bad_alloc", false, "Out of memory.", ""});
 }
 
@@ -243,7 +251,6 @@ namespace ToolboxTest
 
 TEST_F(ToolboxCrash, InterruptRaisedByAToolIsOnlyNotedAndTheRunGoesOn)
 {
-    StartCrashTools();
     for (bool bThreaded : {false, true})
     {
         const std::string strAction = bThreaded ? "crash_interrupt_threaded" : "crash_interrupt";
@@ -261,7 +268,6 @@ TEST_F(ToolboxCrash, InterruptRaisedByAToolIsOnlyNotedAndTheRunGoesOn)
 // The configuration runs under the same guard as the run.
 TEST_F(ToolboxCrash, CrashingConfigurationDialogIsReportedAndTheToolReloaded)
 {
-    StartCrashTools();
     for (int i = 0; i < 10; ++i)
     {
         PostText("ON_ACTION", "crash_cfg");
@@ -282,7 +288,6 @@ TEST_F(ToolboxCrash, CrashingConfigurationDialogIsReportedAndTheToolReloaded)
 // translator's exception.
 TEST_F(ToolboxCrash, CrashingSilentConfigurationReachesTheHost)
 {
-    StartCrashTools();
     PostText("ON_CONFIGURE", "crash_cfg");
     Deliver();
     const std::vector<SCaught> caught = TakeCaught();
@@ -304,7 +309,7 @@ namespace ToolboxTest
 namespace
 {
 
-class ToolboxFault : public ToolboxCrash
+class ToolboxFault : public CCrashToolFixture
 {
 protected:
     // A crash tool that fails with `crash` in the operation `crashAt` and runs well otherwise.
@@ -326,14 +331,6 @@ protected:
         pContext->SetEntry(Zarn::CValue_Key("fault"), new Zarn::CValueBool(bFault));
         Post("UPDATE_CONTEXT", pContext);
         Deliver();
-    }
-
-    void StartWith(const std::vector<Zarn::CValueMap*>& descriptions)
-    {
-        StartToolbox(ToolboxParameters(descriptions));
-        TakeMessages();
-        m_pErr->Take();
-        m_pLog->Take();
     }
 
     // The tool under `action` runs on the GUI thread and hands its output back.

@@ -26,10 +26,20 @@ protected:
         TakeMessages();
         m_pErr->Take();
         m_pLog->Take();
+        m_nTestsAtStart = m_pBlur->m_nTests;
+    }
+
+    // The dialog was opened with these "user" flags and the tool ran this often.
+    void ExpectDialogsAndRuns(const std::vector<bool>& lstConfigUser, int nRuns) const
+    {
+        EXPECT_EQ(m_pDialog->m_lstConfigUser, lstConfigUser);
+        EXPECT_EQ(m_pBlur->m_nRuns, nRuns);
     }
 
     SToolBehaviour* m_pBlur = nullptr;
     SConfigBehaviour* m_pDialog = nullptr;
+    // How often "blur" was asked once the toolbox had started.
+    int m_nTestsAtStart = 0;
 };
 
 const char* const kRunError = "An error occurred while running the plugin.\n"
@@ -143,14 +153,12 @@ TEST_F(ToolboxDispatch, CancelledConfigurationRunsNothingAndAsksNoTool)
 {
     StartWithConfiguredTool();
     m_pDialog->m_fnRun = [](Zarn::CValueMap&) {};
-    const int nTests = m_pBlur->m_nTests;
 
     PostText("ON_ACTION", "run_blur");
     Deliver();
-    EXPECT_EQ(m_pDialog->m_lstConfigUser, std::vector<bool>{true});
-    EXPECT_EQ(m_pBlur->m_nRuns, 0);
+    ExpectDialogsAndRuns({true}, 0);
     EXPECT_EQ(TakeMessages(), std::vector<std::string>{"ON_ACTION string run_blur"});
-    EXPECT_EQ(m_pBlur->m_nTests, nTests);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart);
 }
 
 TEST_F(ToolboxDispatch, ConfiguredToolRunsAfterTheUserConfirmed)
@@ -158,21 +166,18 @@ TEST_F(ToolboxDispatch, ConfiguredToolRunsAfterTheUserConfirmed)
     StartWithConfiguredTool();
     PostText("ON_ACTION", "run_blur");
     Deliver();
-    EXPECT_EQ(m_pDialog->m_lstConfigUser, std::vector<bool>{true});
-    EXPECT_EQ(m_pBlur->m_nRuns, 1);
+    ExpectDialogsAndRuns({true}, 1);
     EXPECT_EQ(CountMessages("ACTIVITY_STOP"), 1U);
 }
 
 TEST_F(ToolboxDispatch, ConfigurationActionOpensTheDialogWithoutRunningTheTool)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     PostText("ON_ACTION", "configure_blur");
     Deliver();
-    EXPECT_EQ(m_pDialog->m_lstConfigUser, std::vector<bool>{true});
-    EXPECT_EQ(m_pBlur->m_nRuns, 0);
+    ExpectDialogsAndRuns({true}, 0);
     EXPECT_EQ(ConfiguredSize(*m_pBlur), 3);
-    EXPECT_EQ(m_pBlur->m_nTests, nTests + 1);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart + 1);
     EXPECT_EQ(CountMessages("ACTIVITY_"), 0U);
 }
 
@@ -181,7 +186,6 @@ TEST_F(ToolboxDispatch, ConfigurationErrorShowsTheConfigurationBoxAndReloadsTheT
     StartWithConfiguredTool();
     m_pDialog->m_fnRun = [](Zarn::CValueMap&)
     { throw Zarn::CException("CBlurDialog::Run", "dialog broken", nullptr); };
-    const int nTests = m_pBlur->m_nTests;
 
     PostText("ON_ACTION", "run_blur");
     Deliver();
@@ -196,7 +200,7 @@ TEST_F(ToolboxDispatch, ConfigurationErrorShowsTheConfigurationBoxAndReloadsTheT
     EXPECT_EQ(m_pErr->Take(), "Tool plugin blur loaded.\n");
     EXPECT_EQ(m_pLog->Take(), "Tool's config plugin blurdialog loaded.\n");
     // UpdatePlugins followed: the new tool was asked.
-    EXPECT_EQ(m_pBlur->m_nTests, nTests + 1);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart + 1);
     EXPECT_EQ(TakeMessages(),
               (std::vector<std::string>{"ON_ACTION string run_blur",
                                         "UPDATE_CONTROLS {configure_blur=true,run_blur=true}"}));
@@ -257,36 +261,33 @@ TEST_F(ToolboxDispatch, ReloadThatFailsRemovesTheActionSoNothingReachesTheDestro
 TEST_F(ToolboxDispatch, OnConfigureConfiguresSilentlyAndUpdatesTools)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     PostText("ON_CONFIGURE", "run_blur");
     Deliver();
     EXPECT_EQ(m_pDialog->m_lstConfigUser, std::vector<bool>{false});
     EXPECT_EQ(ConfiguredSize(*m_pBlur), 3);
-    EXPECT_EQ(m_pBlur->m_nTests, nTests + 1);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart + 1);
     EXPECT_EQ(m_pBlur->m_nRuns, 0);
 }
 
 TEST_F(ToolboxDispatch, OnConfigureForAnUnknownActionOnlyUpdatesTools)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     PostText("ON_CONFIGURE", "configure_blur"); // a configuration action is not a call action
     PostText("ON_CONFIGURE", "no_such_action");
     Deliver();
     EXPECT_TRUE(m_pDialog->m_lstConfigUser.empty());
-    EXPECT_EQ(m_pBlur->m_nTests, nTests + 2);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart + 2);
 }
 
 TEST_F(ToolboxDispatch, MessagesWithoutDataAreIgnoredEntirely)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     Post("ON_ACTION", nullptr);
     Post("ON_CONFIGURE", nullptr);
     Post("CHANGED_DOCUMENT", nullptr);
     Post("ACTIVITY_STOP", nullptr);
     Deliver();
-    EXPECT_EQ(m_pBlur->m_nTests, nTests);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart);
     EXPECT_EQ(m_pBlur->m_nRuns, 0);
     EXPECT_TRUE(m_pDialog->m_lstConfigUser.empty());
     EXPECT_TRUE(TakeCaught().empty());
@@ -309,10 +310,9 @@ TEST_F(ToolboxDispatch, ActionOfAnotherKindThanTextIsInvalidMessageData)
 TEST_F(ToolboxDispatch, UnknownActionDoesNothingButUpdateTools)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     PostText("ON_ACTION", "no_such_action");
     Deliver();
-    EXPECT_EQ(m_pBlur->m_nTests, nTests + 1);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart + 1);
     EXPECT_EQ(TakeMessages(), std::vector<std::string>{"ON_ACTION string no_such_action"});
     EXPECT_TRUE(TakeBoxes().empty());
 }
@@ -322,7 +322,6 @@ TEST_F(ToolboxDispatch, UnknownActionDoesNothingButUpdateTools)
 TEST_F(ToolboxDispatch, FailedCollectOfANamedActionShowsTheErrorAndReloadsTheTool)
 {
     StartWithConfiguredTool();
-    const int nTests = m_pBlur->m_nTests;
     Zarn::CValueMap notAThread;
     auto* pData = new Zarn::CValueMap;
     pData->SetEntry(Zarn::CValue_Key("action"), new Zarn::CValueString("run_blur"));
@@ -340,7 +339,7 @@ TEST_F(ToolboxDispatch, FailedCollectOfANamedActionShowsTheErrorAndReloadsTheToo
               0U);
     EXPECT_EQ(m_pBlur->m_nInstances, 2);
     // No UpdatePlugins on this path.
-    EXPECT_EQ(m_pBlur->m_nTests, nTests);
+    EXPECT_EQ(m_pBlur->m_nTests, m_nTestsAtStart);
 
     // The registered description still works for the next reload.
     m_pBlur->m_fnRun = [](Zarn::CValueMap&) { throw std::runtime_error("bad size"); };

@@ -29,6 +29,28 @@ protected:
                           new Zarn::CValuePointer<Zarn::CPluginBase>(view));
     }
 
+    // A document that names its view as the active one.
+    struct SViewedDocument
+    {
+        SViewedDocument() { NameActiveView(m_document, &m_view); }
+        Zarn::CValueMap m_document;
+        CFakeView m_view{&m_document};
+    };
+
+    // The toolbox's picture names this focused document and this active view.
+    void ExpectFocus(const void* pDocument, const void* pView) const
+    {
+        EXPECT_EQ(PointerAt(State(), "documents/focused"), pDocument);
+        EXPECT_EQ(PointerAt(State(), "views/active"), pView);
+    }
+
+    // A changed document makes the toolbox ask every tool again.
+    void AskToolsAgain()
+    {
+        PostDocument("CHANGED_DOCUMENT", nullptr);
+        Deliver();
+    }
+
     std::vector<const void*> Documents() const
     {
         return PointersAt(State(), "documents/available");
@@ -84,62 +106,50 @@ TEST_F(ToolboxState, ViewsAreListedInAddressOrderWhateverTheOrderOfArrival)
 TEST_F(ToolboxState, ActiveViewWhoseDocumentNamesItFocusesThatDocument)
 {
     StartWithOneTool();
-    Zarn::CValueMap document;
-    CFakeView view(&document);
-    NameActiveView(document, &view);
-    PostDocument("NEW_DOCUMENT", &document);
-    PostView("NEW_VIEW", &view);
-    PostView("ACTIVE_VIEW", &view);
+    SViewedDocument viewed;
+    PostDocument("NEW_DOCUMENT", &viewed.m_document);
+    PostView("NEW_VIEW", &viewed.m_view);
+    PostView("ACTIVE_VIEW", &viewed.m_view);
     Deliver();
 
-    EXPECT_EQ(PointerAt(State(), "documents/focused"), &document);
-    EXPECT_EQ(PointerAt(State(), "views/active"), &view);
+    ExpectFocus(&viewed.m_document, &viewed.m_view);
 }
 
 TEST_F(ToolboxState, ActiveViewWhoseDocumentNamesAnotherViewLeavesTheFocus)
 {
     StartWithOneTool();
-    Zarn::CValueMap focused;
-    CFakeView focusedView(&focused);
-    NameActiveView(focused, &focusedView);
-    Zarn::CValueMap other;
-    CFakeView otherView(&other);
-    CFakeView thirdView(&other);
-    NameActiveView(other, &thirdView);
-    PostView("ACTIVE_VIEW", &focusedView);
+    SViewedDocument focused;
+    SViewedDocument other;
+    CFakeView otherView(&other.m_document);
+    PostView("ACTIVE_VIEW", &focused.m_view);
     PostView("ACTIVE_VIEW", &otherView);
     Deliver();
 
-    EXPECT_EQ(PointerAt(State(), "documents/focused"), &focused);
-    EXPECT_EQ(PointerAt(State(), "views/active"), &otherView);
+    ExpectFocus(&focused.m_document, &otherView);
 }
 
 TEST_F(ToolboxState, NullActiveViewRemovesTheActiveViewButKeepsTheFocusedDocument)
 {
     StartWithOneTool();
-    Zarn::CValueMap document;
-    CFakeView view(&document);
-    NameActiveView(document, &view);
-    PostView("ACTIVE_VIEW", &view);
+    SViewedDocument viewed;
+    PostView("ACTIVE_VIEW", &viewed.m_view);
     PostView("ACTIVE_VIEW", nullptr);
     Deliver();
 
     EXPECT_FALSE(State().HasEntry("views/active"));
-    EXPECT_EQ(PointerAt(State(), "documents/focused"), &document);
+    EXPECT_EQ(PointerAt(State(), "documents/focused"), &viewed.m_document);
 }
 
 TEST_F(ToolboxState, InvalidatingTheFocusedDocumentRemovesTheFocus)
 {
     StartWithOneTool();
-    Zarn::CValueMap document;
-    CFakeView view(&document);
-    NameActiveView(document, &view);
-    PostDocument("NEW_DOCUMENT", &document);
-    PostView("ACTIVE_VIEW", &view);
+    SViewedDocument viewed;
+    PostDocument("NEW_DOCUMENT", &viewed.m_document);
+    PostView("ACTIVE_VIEW", &viewed.m_view);
     Deliver();
-    ASSERT_EQ(PointerAt(State(), "documents/focused"), &document);
+    ASSERT_EQ(PointerAt(State(), "documents/focused"), &viewed.m_document);
 
-    PostDocument("INVALID_DOCUMENT", &document);
+    PostDocument("INVALID_DOCUMENT", &viewed.m_document);
     Deliver();
     EXPECT_FALSE(State().HasEntry("documents/focused"));
     EXPECT_FALSE(State().HasEntry("documents/available"));
@@ -274,8 +284,7 @@ TEST_F(ToolboxState, HostErrorWithInstanceIsRethrownThroughTheCommunicationThrea
     SToolBehaviour& blur = StartWithOneTool();
     blur.m_fnTest = [](const Zarn::CValueMap&) -> bool
     { throw Zarn::CException("CBlur::TestParameters", "no image", "blur #1"); };
-    PostDocument("CHANGED_DOCUMENT", nullptr);
-    Deliver();
+    AskToolsAgain();
     ExpectOneCaught("CToolboxPlugin::UpdatePlugins -> CBlur::TestParameters", "no image",
                     "GUICommunicationThread -> blur #1");
 }
@@ -286,8 +295,7 @@ TEST_F(ToolboxState, HostErrorWithoutInstanceNamesTheToolBySetupRecord)
     blur.m_strPluginName = "Gaussian Blur";
     blur.m_fnTest = [](const Zarn::CValueMap&) -> bool
     { throw Zarn::CException("CBlur::TestParameters", "no image", nullptr); };
-    PostDocument("CHANGED_DOCUMENT", nullptr);
-    Deliver();
+    AskToolsAgain();
     const std::vector<SCaught> caught = TakeCaught();
     ASSERT_EQ(caught.size(), 1U);
     EXPECT_EQ(caught[0].m_strInstance, "GUICommunicationThread -> Gaussian Blur");
@@ -297,8 +305,7 @@ TEST_F(ToolboxState, StandardErrorIsRethrownWithItsTextAndTheUnnamedTool)
 {
     SToolBehaviour& blur = StartWithOneTool();
     blur.m_fnTest = [](const Zarn::CValueMap&) -> bool { throw std::runtime_error("bad size"); };
-    PostDocument("CHANGED_DOCUMENT", nullptr);
-    Deliver();
+    AskToolsAgain();
     ExpectOneCaught("CToolboxPlugin::UpdatePlugins", "STL-EXCEPTION bad size", "<unnamed>");
 }
 
@@ -312,8 +319,7 @@ TEST_F(ToolboxState, AnyOtherErrorIsRethrownAsMischiefAndNothingIsPosted)
     TakeMessages();
     first.m_fnTest = [](const Zarn::CValueMap&) { return false; };
     second.m_fnTest = [](const Zarn::CValueMap&) -> bool { throw 7; };
-    PostDocument("CHANGED_DOCUMENT", nullptr);
-    Deliver();
+    AskToolsAgain();
     ExpectOneCaught("CToolboxPlugin::UpdatePlugins",
                     "UNKNOWN EXCEPTION! Someone has done mischief!", "Second");
     // The pass ended: "a_first" changed, but no UPDATE_CONTROLS was posted.
