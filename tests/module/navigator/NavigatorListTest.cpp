@@ -1,5 +1,6 @@
 // The navigator's list follows the view messages and answers a highlight with FOCUS_VIEW.
 
+#include "HostException.h"
 #include "NavigatorHarness.h"
 #include "StreamCapture.h"
 
@@ -61,16 +62,8 @@ TEST_F(CNavigatorList, InitWithAParentOfAnotherTypeThrowsNamingInit)
     m_pPlugin = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Navigator"));
     Zarn::CValueMap parameters;
     parameters.SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueLong(7));
-    try
-    {
-        m_pPlugin->Init(nullptr, parameters);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_EQ(std::string(caught.function()).rfind("CNavigatorPlugin::Init", 0), 0u)
-            << caught.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->Init(nullptr, parameters); },
+                                         "CNavigatorPlugin::Init");
 }
 
 TEST_F(CNavigatorList, NewViewAppendsAnEntryWithCaptionDescriptionAndFileIcon)
