@@ -30,7 +30,7 @@ std::string ReadText(const fs::path& path)
 }
 
 // A configuration whose central widget is no JSON value: line 4, column 16.
-const char* const szUnquotedCentral =
+const char* const kUnquotedCentral =
     "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
 
 size_t Count(const nlohmann::json& state, const char* key)
@@ -544,7 +544,7 @@ TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 
 TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
 {
-    CAppProcess::SOptions options = OwnConfiguration("broken.json", szUnquotedCentral);
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", kUnquotedCentral);
     options.m_bOffscreen = true;
     Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(), 2);
@@ -555,7 +555,7 @@ TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
 // a message box that nobody could see.
 TEST_F(AppEndToEnd, BrokenConfigurationWithoutDisplayReportsOnTheTerminalAndExits)
 {
-    CAppProcess::SOptions options = OwnConfiguration("broken.json", szUnquotedCentral);
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", kUnquotedCentral);
     options.m_bOffscreen = true;
     options.m_bAutomation = false;
     Launch(options);

@@ -23,7 +23,8 @@ struct SPluginCounts
 };
 
 // What both doubles share: each instance is counted, and so are its end and DeleteData; every
-// Init and UpdateParameters map is kept. Lends the counts; GUI thread; throws nothing.
+// Init and UpdateParameters map is kept. Lends the counts; GUI thread; throws nothing of its own;
+// keeps every message it is given, sends none.
 class CCountedPlugin : public Zarn::CPluginBase
 {
 public:
