@@ -29,6 +29,10 @@ std::string ReadText(const fs::path& path)
     return text.str();
 }
 
+// A configuration whose central widget is no JSON value: line 4, column 16.
+const char* const kUnquotedCentral =
+    "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
+
 size_t Count(const nlohmann::json& state, const char* key)
 {
     return state.contains(key) ? state[key].size() : 0;
@@ -64,15 +68,61 @@ protected:
         fs::remove_all(m_home, error);
     }
 
+    // Launches the program in the test's home folder and does not wait for it.
+    CAppProcess& Launch(CAppProcess::SOptions options)
+    {
+        options.m_strHome = m_home.string();
+        m_pApp = std::make_unique<CAppProcess>(options);
+        return *m_pApp;
+    }
+
+    // The test's configuration (or `config`) with these files, ready for commands.
     CAppProcess& Start(std::vector<std::string> files = {}, std::string config = "")
     {
         CAppProcess::SOptions options;
         options.m_strConfig = config.empty() ? m_config.string() : config;
         options.m_lstFiles = std::move(files);
-        options.m_strHome = m_home.string();
-        m_pApp = std::make_unique<CAppProcess>(options);
-        m_pApp->WaitEvent("ready");
+        Launch(options).WaitEvent("ready");
         return *m_pApp;
+    }
+
+    // The built-in configuration, as a user starts the program, with these files.
+    CAppProcess& StartBuiltIn(std::vector<std::string> files = {})
+    {
+        CAppProcess::SOptions options;
+        options.m_lstFiles = std::move(files);
+        Launch(options).WaitEvent("ready");
+        return *m_pApp;
+    }
+
+    // Writes a file of the test's own into its home folder.
+    fs::path WriteHomeFile(const char* name, const std::string& text)
+    {
+        const fs::path file = m_home / name;
+        std::ofstream(file) << text;
+        return file;
+    }
+
+    // Options for a start on a configuration of the test's own, written into the home folder.
+    CAppProcess::SOptions OwnConfiguration(const char* name, const std::string& text)
+    {
+        CAppProcess::SOptions options;
+        options.m_strConfig = WriteHomeFile(name, text).string();
+        return options;
+    }
+
+    void ExpectInTranscript(const std::string& text)
+    {
+        EXPECT_NE(m_pApp->Transcript().find(text), std::string::npos) << m_pApp->Transcript();
+    }
+
+    // Starts with the first file only and records what the tools do from then on.
+    void StartRecordingOnFirst()
+    {
+        Start({(m_data / "first.png").string()});
+        m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
+                          "the image shown");
+        ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
     }
 
     // Opens the two files of the configuration through File > Open.
@@ -126,16 +176,23 @@ protected:
         saved.reset(Zarn::CImageFile::Read((m_data / "saved as.tif").string()));
     }
 
-    // Runs the recorded process headless on the original first file into `output` and reads
-    // the result.
-    void ReplayOnFirst(const fs::path& process, const fs::path& output,
-                       std::unique_ptr<Zarn::CImage>& replayed)
+    // Runs the recorded process headless on the original first file into the folder
+    // "replayed" and reads the result.
+    void ReplayOnFirst(const fs::path& process, std::unique_ptr<Zarn::CImage>& replayed)
     {
+        const fs::path output = m_home / "replayed";
         const std::string strCommand = std::string(DOCVIEW_BATCH) + " --process '" +
                                        process.string() + "' --output '" + output.string() +
                                        "' -j 1 '" + (m_data / "first.png").string() + "' 2>&1";
         ASSERT_EQ(std::system(strCommand.c_str()), 0) << strCommand;
         replayed.reset(Zarn::CImageFile::Read((output / "first.tif").string()));
+    }
+
+    static void ExpectSameImage(const Zarn::CImage& replayed, const Zarn::CImage& interactive)
+    {
+        EXPECT_EQ(replayed.Type(), interactive.Type());
+        EXPECT_TRUE(replayed.EqualPixels(interactive))
+            << "the replay differs from the interactive result";
     }
 
     void Screenshot(const std::string& name)
@@ -187,11 +244,8 @@ TEST_F(AppEndToEnd, ClickOnNavigatorEntryActivatesItsWindow)
 // must stay, not be taken back by the tool's result once the event loop settles.
 TEST_F(AppEndToEnd, ViewPickedInTheNavigatorAfterADialogToolStaysActive)
 {
-    CAppProcess::SOptions options;
-    options.m_strHome = m_home.string(); // the built-in configuration: Gaussian Blur asks for sigma
-    options.m_lstFiles = {(m_data / "first.png").string(), (m_data / "second.tif").string()};
-    m_pApp = std::make_unique<CAppProcess>(options);
-    m_pApp->WaitEvent("ready");
+    // The built-in configuration: Gaussian Blur asks for sigma.
+    StartBuiltIn({(m_data / "first.png").string(), (m_data / "second.tif").string()});
     m_pApp->WaitState(
         [](const nlohmann::json& state)
         { return Count(state, "windows") == 2 && state["actions"].value("gaussian blur", false); },
@@ -323,10 +377,7 @@ TEST_F(AppEndToEnd, QuittingWithAnUnsavedDocumentAsksFirst)
 
 TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
 {
-    Start({(m_data / "first.png").string()});
-    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
-                      "the image shown");
-    ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
+    ASSERT_NO_FATAL_FAILURE(StartRecordingOnFirst());
     size_t uDocuments = 1;
     for (const char* szAction : {"blur", "threshold", "convert", "label"})
     {
@@ -353,12 +404,9 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
     ASSERT_NO_FATAL_FAILURE(SaveActiveAs(4, "the labelled image saved", pInteractive));
 
     // The same process, run headless on the original file.
-    const fs::path output = m_home / "replayed";
     std::unique_ptr<Zarn::CImage> pReplayed;
-    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, output, pReplayed));
-    EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
-    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
-        << "the replay differs from the interactive result";
+    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, pReplayed));
+    ExpectSameImage(*pReplayed, *pInteractive);
     std::uint64_t uLabels = 0;
     EXPECT_TRUE(Zarn::CTekaHeaderTools::GetNumberOfLabels(*pReplayed, uLabels));
     EXPECT_GT(uLabels, 0u);
@@ -368,10 +416,7 @@ TEST_F(AppEndToEnd, RecordedProcessReplayedByTheBatchRunnerGivesTheSamePixels)
 // whose replay gave another image.
 TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
 {
-    Start({(m_data / "first.png").string()});
-    m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 1; },
-                      "the image shown");
-    ASSERT_EQ(m_pApp->Command("record on")["ok"], true);
+    ASSERT_NO_FATAL_FAILURE(StartRecordingOnFirst());
     size_t uDocuments = 1;
     RunOn(0, "blur", uDocuments);      // A -> B
     RunOn(0, "invert", uDocuments);    // A -> C
@@ -392,23 +437,15 @@ TEST_F(AppEndToEnd, RecordingOfABranchedSessionSavesTheChainOfTheActiveDocument)
     std::unique_ptr<Zarn::CImage> pInteractive;
     ASSERT_NO_FATAL_FAILURE(SaveActiveAs(3, "the thresholded image saved", pInteractive));
 
-    const fs::path output = m_home / "replayed";
     std::unique_ptr<Zarn::CImage> pReplayed;
-    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, output, pReplayed));
-    EXPECT_EQ(pReplayed->Type(), pInteractive->Type());
-    EXPECT_TRUE(pReplayed->EqualPixels(*pInteractive))
-        << "the replay differs from the interactive result";
+    ASSERT_NO_FATAL_FAILURE(ReplayOnFirst(process, pReplayed));
+    ExpectSameImage(*pReplayed, *pInteractive);
 }
 
 TEST_F(AppEndToEnd, MessagesDockShowsTheMessagesOfTheSessionLive)
 {
-    CAppProcess::SOptions options;
-    options.m_strHome = m_home.string(); // the built-in configuration, as a user starts it
-    options.m_lstFiles = {std::string(SAMPLES_DIR) + "/cells.png",
-                          std::string(SAMPLES_DIR) + "/colour.png",
-                          std::string(SAMPLES_DIR) + "/gradient16.tif"};
-    m_pApp = std::make_unique<CAppProcess>(options);
-    m_pApp->WaitEvent("ready");
+    StartBuiltIn({std::string(SAMPLES_DIR) + "/cells.png", std::string(SAMPLES_DIR) + "/colour.png",
+                  std::string(SAMPLES_DIR) + "/gradient16.tif"});
     m_pApp->WaitState([](const nlohmann::json& state) { return Count(state, "windows") == 3; },
                       "three windows");
     ASSERT_EQ(m_pApp->Command("messages on")["ok"], true);
@@ -427,8 +464,7 @@ TEST_F(AppEndToEnd, ImageOnTheCommandLineIsShownAtStart)
     CAppProcess::SOptions options;
     options.m_strConfig = m_config.string();
     options.m_lstFiles = {(m_data / "second.tif").string()};
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     const nlohmann::json shown = m_pApp->WaitEvent("first-view-shown");
     const auto wall = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - m_pApp->Started());
@@ -445,10 +481,7 @@ TEST_F(AppEndToEnd, ImageOnTheCommandLineIsShownAtStart)
 
 TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
 {
-    CAppProcess::SOptions options;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
-    m_pApp->WaitEvent("ready");
+    StartBuiltIn();
     const nlohmann::json state = m_pApp->WaitState(
         [](const nlohmann::json& current) { return current["actions"].value("open", false); },
         "File > Open enabled");
@@ -463,11 +496,7 @@ TEST_F(AppEndToEnd, BuiltInConfigurationStartsWithItsMenus)
 // Escape removed.
 TEST_F(AppEndToEnd, ShowActivityIsNotOfferedWhileNothingRuns)
 {
-    CAppProcess::SOptions options;
-    options.m_strHome = m_home.string(); // the built-in configuration, which lists the action
-    options.m_lstFiles = {(m_data / "first.png").string()};
-    m_pApp = std::make_unique<CAppProcess>(options);
-    m_pApp->WaitEvent("ready");
+    StartBuiltIn({(m_data / "first.png").string()}); // its configuration lists the action
     nlohmann::json state = m_pApp->WaitState([](const nlohmann::json& current)
                                              { return current["actions"].value("invert", false); },
                                              "the image shown and Invert enabled");
@@ -494,8 +523,7 @@ TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
     strConfig.replace(
         strConfig.find(strWorkspace), strWorkspace.size(),
         R"({"id": "workspace", "plugin": "ViewStack", "parameters": {"name": "Stack"}})");
-    const fs::path stackConfig = m_home / "stack.json";
-    std::ofstream(stackConfig) << strConfig;
+    const fs::path stackConfig = WriteHomeFile("stack.json", strConfig);
 
     Start({}, stackConfig.string());
     ASSERT_EQ(m_pApp->Command("trigger open")["ok"], true);
@@ -516,95 +544,66 @@ TEST_F(AppEndToEnd, ViewStackCanBeTheCentralWidgetInstead)
 
 TEST_F(AppEndToEnd, BrokenConfigurationStopsWithFileLineAndColumn)
 {
-    const fs::path broken = m_home / "broken.json";
-    std::ofstream(broken)
-        << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
-    CAppProcess::SOptions options;
-    options.m_strConfig = broken.string();
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", kUnquotedCentral);
     options.m_bOffscreen = true;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(), 2);
-    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":4:16: syntax error"), std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript(options.m_strConfig + ":4:16: syntax error");
 }
 
 // Started as a user starts it but without a display, a broken configuration waited for ever on
 // a message box that nobody could see.
 TEST_F(AppEndToEnd, BrokenConfigurationWithoutDisplayReportsOnTheTerminalAndExits)
 {
-    const fs::path broken = m_home / "broken.json";
-    std::ofstream(broken)
-        << "{\n  \"plugins\": [],\n  \"window\": {\n    \"central\": workspace\n  }\n}\n";
-    CAppProcess::SOptions options;
-    options.m_strConfig = broken.string();
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", kUnquotedCentral);
     options.m_bOffscreen = true;
     options.m_bAutomation = false;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << "-1: still running after 10 s\n"
                                                              << m_pApp->Transcript();
-    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":4:16: syntax error"), std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript(options.m_strConfig + ":4:16: syntax error");
 }
 
 // On a terminal without any display (no DISPLAY, no WAYLAND_DISPLAY, no platform chosen) the
 // program ended in Qt's abort before its configuration was even read.
 TEST_F(AppEndToEnd, WithoutAnyDisplayAConfigurationErrorStillReachesTheTerminal)
 {
-    const fs::path broken = m_home / "broken.json";
-    std::ofstream(broken) << "{\"plugins\": 1}\n";
-    CAppProcess::SOptions options;
-    options.m_strConfig = broken.string();
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", "{\"plugins\": 1}\n");
     options.m_bNoDisplay = true;
     options.m_bAutomation = false;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(10)), 2) << m_pApp->Transcript();
-    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:13: \"plugins\" must be an array"),
-              std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript(options.m_strConfig + ":1:13: \"plugins\" must be an array");
 
     // A good configuration cannot show its window there either: the program says so and ends.
     options.m_strConfig = m_config.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(20)), 2) << m_pApp->Transcript();
-    EXPECT_NE(m_pApp->Transcript().find("docview-app: no display"), std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript("docview-app: no display");
 }
 
 // With a display the user still gets the box: the program waits for it instead of ending unseen.
 TEST_F(AppEndToEnd, BrokenConfigurationWithDisplayStillShowsItsBox)
 {
-    const fs::path broken = m_home / "broken.json";
-    std::ofstream(broken) << "{\"plugins\": 1}\n";
-    CAppProcess::SOptions options;
-    options.m_strConfig = broken.string();
+    CAppProcess::SOptions options = OwnConfiguration("broken.json", "{\"plugins\": 1}\n");
     options.m_bAutomation = false;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(std::chrono::seconds(5)), -1) << m_pApp->Transcript();
-    EXPECT_NE(m_pApp->Transcript().find(broken.string() + ":1:"), std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript(options.m_strConfig + ":1:");
 }
 
 TEST_F(AppEndToEnd, ConfigurationNamingAMissingPluginDoesNotStartHalfBuilt)
 {
-    const fs::path wrong = m_home / "wrong.json";
-    std::ofstream(wrong) << "{\"plugin path\": [\"${APPDIR}/../modules\"],\n"
-                            " \"plugins\": [{\"id\": \"workspace\", \"plugin\": \"Workspace\"},\n"
-                            "             {\"id\": \"nothing\", \"plugin\": \"NoSuchPlugin\"}],\n"
-                            " \"window\": {\"central\": \"workspace\"}}\n";
-    CAppProcess::SOptions options;
-    options.m_strConfig = wrong.string();
+    CAppProcess::SOptions options = OwnConfiguration(
+        "wrong.json", "{\"plugin path\": [\"${APPDIR}/../modules\"],\n"
+                      " \"plugins\": [{\"id\": \"workspace\", \"plugin\": \"Workspace\"},\n"
+                      "             {\"id\": \"nothing\", \"plugin\": \"NoSuchPlugin\"}],\n"
+                      " \"window\": {\"central\": \"workspace\"}}\n");
     options.m_bOffscreen = true;
-    options.m_strHome = m_home.string();
-    m_pApp = std::make_unique<CAppProcess>(options);
+    Launch(options);
     EXPECT_EQ(m_pApp->WaitExit(), 2);
-    EXPECT_NE(m_pApp->Transcript().find(wrong.string() +
-                                        ":3:14: no module offers a plug-in named \"NoSuchPlugin\""),
-              std::string::npos)
-        << m_pApp->Transcript();
+    ExpectInTranscript(options.m_strConfig +
+                       ":3:14: no module offers a plug-in named \"NoSuchPlugin\"");
 }
 
 // A user opens one image and asks for a second view of it: the two must be told apart.
@@ -689,8 +688,7 @@ TEST_F(AppEndToEnd, MedianWithASizeOnlyEightBitImagesTakeStaysOfferedOnASixteenB
     ASSERT_NE(strConfig.find(strInvertItem), std::string::npos);
     strConfig.insert(strConfig.find(strInvertItem) + strInvertItem.size(),
                      R"({"action": "median", "text": "&Median…"},)");
-    const fs::path medianConfig = m_home / "median.json";
-    std::ofstream(medianConfig) << strConfig;
+    const fs::path medianConfig = WriteHomeFile("median.json", strConfig);
 
     Start({}, medianConfig.string());
     OpenBoth();

@@ -7,14 +7,50 @@
 namespace DocViewTest
 {
 
-CFakeTool::CFakeTool(SToolBehaviour* behaviour) : m_pBehaviour(behaviour)
+namespace
 {
-    ++m_pBehaviour->m_nInstances;
+
+// Makes doubles of that class, all lending the one behaviour, known under the name.
+template <class TDouble, class TBehaviour>
+void RegisterDouble(const std::string& name, TBehaviour* behaviour)
+{
+    Zarn::CPluginLoader::Obj().RegisterPlugin(
+        name.c_str(), [behaviour]() -> Zarn::CPluginBase* { return new TDouble(behaviour); });
+}
+
+} // namespace
+
+CCountedPlugin::CCountedPlugin(SPluginCounts* counts) : m_pCounts(counts)
+{
+    ++m_pCounts->m_nInstances;
+}
+
+CCountedPlugin::~CCountedPlugin()
+{
+    ++m_pCounts->m_nDestroyed;
+}
+
+void CCountedPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters)
+{
+    m_pCounts->m_lstInit.push_back(parameters);
+}
+
+void CCountedPlugin::UpdateParameters(const Zarn::CValueMap& message)
+{
+    m_pCounts->m_lstUpdates.push_back(message);
+}
+
+void CCountedPlugin::DeleteData()
+{
+    ++m_pCounts->m_nDeleteData;
+}
+
+CFakeTool::CFakeTool(SToolBehaviour* behaviour) : CCountedPlugin(behaviour), m_pBehaviour(behaviour)
+{
 }
 
 CFakeTool::~CFakeTool()
 {
-    ++m_pBehaviour->m_nDestroyed;
     if (m_pBehaviour->m_nActiveRuns.load() > 0)
     {
         ++m_pBehaviour->m_nDestroyedWhileRunning;
@@ -23,8 +59,7 @@ CFakeTool::~CFakeTool()
 
 void CFakeTool::Register(const std::string& name, SToolBehaviour* behaviour)
 {
-    Zarn::CPluginLoader::Obj().RegisterPlugin(
-        name.c_str(), [behaviour]() -> Zarn::CPluginBase* { return new CFakeTool(behaviour); });
+    RegisterDouble<CFakeTool>(name, behaviour);
 }
 
 void CFakeTool::GetPluginSetup(Zarn::CValueMap& setup)
@@ -41,18 +76,13 @@ void CFakeTool::GetPluginSetup(Zarn::CValueMap& setup)
     }
 }
 
-void CFakeTool::Init(void* /*context*/, const Zarn::CValueMap& parameters)
+void CFakeTool::Init(void* context, const Zarn::CValueMap& parameters)
 {
-    m_pBehaviour->m_lstInit.push_back(parameters);
+    CCountedPlugin::Init(context, parameters);
     if (m_pBehaviour->m_bInitThrows)
     {
         throw Zarn::CException("CFakeTool::Init", "tool refused to start", "fake");
     }
-}
-
-void CFakeTool::DeleteData()
-{
-    ++m_pBehaviour->m_nDeleteData;
 }
 
 void CFakeTool::Run(Zarn::CValueMap& data)
@@ -82,35 +112,14 @@ bool CFakeTool::TestParameters(const Zarn::CValueMap& parameters)
     return m_pBehaviour->m_fnTest ? m_pBehaviour->m_fnTest(parameters) : true;
 }
 
-void CFakeTool::UpdateParameters(const Zarn::CValueMap& message)
+CFakeConfig::CFakeConfig(SConfigBehaviour* behaviour)
+    : CCountedPlugin(behaviour), m_pBehaviour(behaviour)
 {
-    m_pBehaviour->m_lstUpdates.push_back(message);
-}
-
-CFakeConfig::CFakeConfig(SConfigBehaviour* behaviour) : m_pBehaviour(behaviour)
-{
-    ++m_pBehaviour->m_nInstances;
-}
-
-CFakeConfig::~CFakeConfig()
-{
-    ++m_pBehaviour->m_nDestroyed;
 }
 
 void CFakeConfig::Register(const std::string& name, SConfigBehaviour* behaviour)
 {
-    Zarn::CPluginLoader::Obj().RegisterPlugin(
-        name.c_str(), [behaviour]() -> Zarn::CPluginBase* { return new CFakeConfig(behaviour); });
-}
-
-void CFakeConfig::Init(void* /*context*/, const Zarn::CValueMap& parameters)
-{
-    m_pBehaviour->m_lstInit.push_back(parameters);
-}
-
-void CFakeConfig::DeleteData()
-{
-    ++m_pBehaviour->m_nDeleteData;
+    RegisterDouble<CFakeConfig>(name, behaviour);
 }
 
 void CFakeConfig::Run(Zarn::CValueMap& data)
@@ -124,11 +133,6 @@ void CFakeConfig::Run(Zarn::CValueMap& data)
     auto* pParameters = new Zarn::CValueMap;
     pParameters->SetEntry(Zarn::CValue_Key("size"), new Zarn::CValueLong(3));
     data.SetEntry(Zarn::CValue_Key("parameters"), pParameters);
-}
-
-void CFakeConfig::UpdateParameters(const Zarn::CValueMap& message)
-{
-    m_pBehaviour->m_lstUpdates.push_back(message);
 }
 
 } // namespace DocViewTest

@@ -22,6 +22,24 @@ struct SPluginCounts
     std::vector<Zarn::CValueMap> m_lstUpdates; // every UpdateParameters map, copied
 };
 
+// What both doubles share: each instance is counted, and so are its end and DeleteData; every
+// Init and UpdateParameters map is kept. Lends the counts; GUI thread; throws nothing of its own;
+// keeps every message it is given, sends none.
+class CCountedPlugin : public Zarn::CPluginBase
+{
+public:
+    explicit CCountedPlugin(SPluginCounts* counts);
+    ~CCountedPlugin() override;
+
+    using Zarn::CPluginBase::Init;
+    void Init(void* context, const Zarn::CValueMap& parameters) override;
+    void UpdateParameters(const Zarn::CValueMap& message) override;
+    void DeleteData() override;
+
+private:
+    SPluginCounts* m_pCounts;
+};
+
 // How a tool double behaves; shared by the test and every instance made under that name.
 struct SToolBehaviour : SPluginCounts
 {
@@ -49,7 +67,7 @@ struct SToolBehaviour : SPluginCounts
 // and deleted on the GUI thread; Run may be called on a tool thread. Init throws a
 // Zarn::CException when the behaviour says so; Run throws whatever m_fnRun throws. Handles every
 // message by keeping a copy; sends none of its own.
-class CFakeTool : public Zarn::CPluginBase
+class CFakeTool : public CCountedPlugin
 {
 public:
     // Makes tools of that name known to the host's plug-in loader.
@@ -58,14 +76,13 @@ public:
     explicit CFakeTool(SToolBehaviour* behaviour);
     ~CFakeTool() override;
 
-    // The plug-in contract, in the order the toolbox calls it.
+    // The plug-in contract, in the order the toolbox calls it; UpdateParameters and DeleteData
+    // are the counted ones.
     using Zarn::CPluginBase::Init;
     void Init(void* context, const Zarn::CValueMap& parameters) override;
     void GetPluginSetup(Zarn::CValueMap& setup) override;
-    void UpdateParameters(const Zarn::CValueMap& message) override;
     bool TestParameters(const Zarn::CValueMap& parameters) override;
     void Run(Zarn::CValueMap& data) override;
-    void DeleteData() override;
 
 private:
     SToolBehaviour* m_pBehaviour;
@@ -81,20 +98,15 @@ struct SConfigBehaviour : SPluginCounts
 
 // A configuration plug-in of another module (the dialog a tool asks its parameters from). Lends
 // its behaviour; GUI thread; throws what m_fnRun throws; keeps every message, sends none.
-class CFakeConfig : public Zarn::CPluginBase
+class CFakeConfig : public CCountedPlugin
 {
 public:
     // Makes configuration plug-ins of that name known to the host's plug-in loader.
     static void Register(const std::string& name, SConfigBehaviour* behaviour);
 
     explicit CFakeConfig(SConfigBehaviour* behaviour);
-    ~CFakeConfig() override;
 
-    using Zarn::CPluginBase::Init;
-    void Init(void* context, const Zarn::CValueMap& parameters) override;
-    void UpdateParameters(const Zarn::CValueMap& message) override;
     void Run(Zarn::CValueMap& data) override;
-    void DeleteData() override;
 
 private:
     SConfigBehaviour* m_pBehaviour;

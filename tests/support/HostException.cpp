@@ -31,4 +31,18 @@ void ExpectHostException(const std::function<void()>& call, const SHostException
     }
 }
 
+void ExpectHostExceptionFrom(const std::function<void()>& call, const std::string& functionPrefix)
+{
+    try
+    {
+        call();
+        ADD_FAILURE() << "no Zarn exception was thrown";
+    }
+    catch (const Zarn::CException& caught)
+    {
+        const std::string strFunction = caught.function();
+        EXPECT_EQ(strFunction.rfind(functionPrefix, 0), 0u) << strFunction;
+    }
+}
+
 } // namespace DocViewTest

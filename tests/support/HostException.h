@@ -20,4 +20,9 @@ struct SHostExceptionTexts
 // the ones given. Any other exception propagates to the test. Call on the test's thread.
 void ExpectHostException(const std::function<void()>& call, const SHostExceptionTexts& texts);
 
+// Runs `call` and adds a GoogleTest failure unless it throws a Zarn::CException whose function
+// text starts with `functionPrefix` (a wrapped error names its operation first). Any other
+// exception propagates to the test. Call on the test's thread.
+void ExpectHostExceptionFrom(const std::function<void()>& call, const std::string& functionPrefix);
+
 } // namespace DocViewTest

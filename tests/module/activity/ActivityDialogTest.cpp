@@ -1,7 +1,9 @@
 // The busy dialog shown, updated and hidden by the ACTIVITY_ messages.
 
 #include "activity/ActivityDialog.h"
+#include "HostException.h"
 #include "ModuleEntry.h"
+#include "PluginSetupCheck.h"
 #include "activity/ActivityDialogPlugin.h"
 #include "frame/MessageBoxes.h"
 
@@ -105,6 +107,21 @@ protected:
         Send("ACTIVITY_UPDATE", pData);
     }
 
+    // The dialog is visible and its label says `text`.
+    void ExpectShownSaying(const char* text)
+    {
+        EXPECT_TRUE(Dialog()->isVisible());
+        EXPECT_EQ(LabelText(), text);
+    }
+
+    // What SendUpdate writes to standard output.
+    std::string StdoutOfUpdate(const char* text)
+    {
+        ::testing::internal::CaptureStdout();
+        SendUpdate(text);
+        return ::testing::internal::GetCapturedStdout();
+    }
+
     void SendAction(const char* action) { Send("ON_ACTION", new Zarn::CValueString(action)); }
 
     static Zarn::CValueMap* Parameters(const char* message, const char* animation)
@@ -129,24 +146,13 @@ protected:
     Boxes m_lstBoxes;
 };
 
-std::string StringAt(const Zarn::CValueMap& map, const char* key)
-{
-    return map.EntryString(Zarn::CValue_Key(key)).StdString();
-}
-
 } // namespace
 
 TEST_F(CActivityDialogTest, SetupRecordNamesVersionTypeAndSubTypeOnly)
 {
     CActivityDialogPlugin plugin;
-    Zarn::CValueMap setup;
-    plugin.GetPluginSetup(setup);
-    EXPECT_EQ(setup.Size(), 3u);
-    EXPECT_EQ(StringAt(setup, "Version"), "version 1.0.0");
-    EXPECT_EQ(StringAt(setup, "PluginType"), "DaemonPlugin");
-    EXPECT_EQ(StringAt(setup, "PluginSubType"), "ActivityDialog");
-    EXPECT_FALSE(setup.HasEntry(Zarn::CValue_Key("WidgetPtr")));
-    EXPECT_FALSE(setup.HasEntry(Zarn::CValue_Key("PluginName")));
+    DocViewTest::ExpectSetupWithoutNameOrWidget(plugin, "version 1.0.0", "DaemonPlugin",
+                                                "ActivityDialog");
 }
 
 TEST_F(CActivityDialogTest, NoDialogBeforeInit)
@@ -224,8 +230,7 @@ TEST_F(CActivityDialogTest, StartShowsTheDialogWithTheMessageGivenToInit)
     Start(Parameters("Loading images", nullptr));
     EXPECT_EQ(LabelText(), "Loading images");
     Send("ACTIVITY_START");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Loading images");
+    ExpectShownSaying("Loading images");
 }
 
 TEST_F(CActivityDialogTest, StopHidesTheDialog)
@@ -240,25 +245,18 @@ TEST_F(CActivityDialogTest, StopHidesTheDialog)
 TEST_F(CActivityDialogTest, UpdateWhileHiddenChangesTheTextOfTheNextStart)
 {
     Start();
-    ::testing::internal::CaptureStdout();
-    SendUpdate("Counting cells");
-    const std::string strOutput = ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(strOutput, "receiving message: Counting cells\n");
+    EXPECT_EQ(StdoutOfUpdate("Counting cells"), "receiving message: Counting cells\n");
     EXPECT_FALSE(Dialog()->isVisible());
     Send("ACTIVITY_START");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Counting cells");
+    ExpectShownSaying("Counting cells");
 }
 
 TEST_F(CActivityDialogTest, UpdateWhileShownChangesTheLabelAtOnce)
 {
     Start();
     Send("ACTIVITY_START");
-    ::testing::internal::CaptureStdout();
-    SendUpdate("Step 2 of 3");
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "receiving message: Step 2 of 3\n");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Step 2 of 3");
+    EXPECT_EQ(StdoutOfUpdate("Step 2 of 3"), "receiving message: Step 2 of 3\n");
+    ExpectShownSaying("Step 2 of 3");
 }
 
 TEST_F(CActivityDialogTest, StopResetsTheTextToPleaseWaitEvenWhenInitGaveAnother)
@@ -296,8 +294,7 @@ TEST_F(CActivityDialogTest, PopupActivityActionShowsTheDialogWithoutChangingItsT
 {
     Start(Parameters("Loading images", nullptr));
     SendAction("popup_activity");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Loading images");
+    ExpectShownSaying("Loading images");
     EXPECT_EQ(Plugin()->Message().toStdString(), "Loading images");
 }
 
@@ -338,8 +335,7 @@ TEST_F(CActivityDialogTest, OtherMessagesLeaveTheDialogAlone)
     Send("ACTIVITY_START");
     Send("ADD_DOCUMENT", new Zarn::CValueMap);
     Send("UPDATE_CONTROLS");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Please wait");
+    ExpectShownSaying("Please wait");
 }
 
 TEST_F(CActivityDialogTest, MapWithoutIdIsIgnored)
@@ -358,8 +354,7 @@ TEST_F(CActivityDialogTest, MissingAnimationFileIsReportedAndTheDialogStillWorks
     EXPECT_EQ(Dialog()->Animation(), nullptr);
     EXPECT_EQ(Dialog()->AnimationLabel()->movie(), nullptr);
     Send("ACTIVITY_START");
-    EXPECT_TRUE(Dialog()->isVisible());
-    EXPECT_EQ(LabelText(), "Loading images");
+    ExpectShownSaying("Loading images");
     Send("ACTIVITY_STOP");
     EXPECT_FALSE(Dialog()->isVisible());
 }
@@ -450,17 +445,8 @@ TEST_F(CActivityDialogTest, InitWithoutIdFactoryFailsNamingInit)
     Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("tmp/messageidfactory"));
     CActivityDialogPlugin plugin;
     Zarn::CValueMap parameters;
-    try
-    {
-        plugin.Init(nullptr, parameters);
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& error)
-    {
-        const std::string strFunction =
-            error.Entry(Zarn::CValue_Key("Function"))->String().StdString();
-        EXPECT_EQ(strFunction.rfind("CActivityDialogPlugin::Init - ", 0), 0u) << strFunction;
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { plugin.Init(nullptr, parameters); },
+                                         "CActivityDialogPlugin::Init - ");
     EXPECT_EQ(plugin.Dialog(), nullptr);
 }
 
@@ -474,18 +460,8 @@ TEST_F(CActivityDialogTest, HostErrorInUpdateParametersIsRethrownNamingTheOperat
     message.SetEntry(Zarn::CValue_Key("id"),
                      new Zarn::CValueLong(m_pIds->GetMessageId("ACTIVITY_UPDATE")));
     message.SetEntry(Zarn::CValue_Key("data"), pData);
-    try
-    {
-        m_pPlugin->UpdateParameters(message);
-        FAIL() << "UpdateParameters did not throw";
-    }
-    catch (const Zarn::CException& error)
-    {
-        const std::string strFunction =
-            error.Entry(Zarn::CValue_Key("Function"))->String().StdString();
-        EXPECT_EQ(strFunction.rfind("CActivityDialogPlugin::UpdateParameters - ", 0), 0u)
-            << strFunction;
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->UpdateParameters(message); },
+                                         "CActivityDialogPlugin::UpdateParameters - ");
     // Delivered by the thread, the same failure is logged and the dialog goes on working.
     auto* pBadData = new Zarn::CValueMap;
     pBadData->SetEntry(Zarn::CValue_Key("message"), new Zarn::CValueMap);

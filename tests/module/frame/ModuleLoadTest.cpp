@@ -56,6 +56,25 @@ protected:
         return setup.EntryString(Zarn::CValue_Key("PluginSubType")).c_str();
     }
 
+    // The plug-in of that name is a widget plug-in whose widget is of the class (or a subclass);
+    // deleting the answer as CPluginBase deletes the widget too.
+    static void ExpectWidgetPluginAnswer(const char* szName, const char* szWidgetClass)
+    {
+        SCOPED_TRACE(szName);
+        Zarn::CPluginBase* pPlugin = Create(szName);
+        ASSERT_NE(pPlugin, nullptr);
+        EXPECT_NE(dynamic_cast<void*>(pPlugin), static_cast<void*>(pPlugin));
+        Zarn::CValueMap setup;
+        pPlugin->GetPluginSetup(setup);
+        QPointer<QWidget> pWidget =
+            Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true));
+        ASSERT_FALSE(pWidget.isNull());
+        // The plug-ins may use their own subclass (the navigator's CViewListBox).
+        EXPECT_TRUE(pWidget->inherits(szWidgetClass)) << pWidget->metaObject()->className();
+        delete pPlugin;
+        EXPECT_TRUE(pWidget.isNull());
+    }
+
     static inline void* s_pModule = nullptr;
     static inline Zarn::PFN_CreatePluginInstanceEx s_pfnCreate = nullptr;
 };
@@ -85,37 +104,18 @@ TEST_F(CModuleLoadTest, EveryNameYieldsAPluginReportingItsOwnSubType)
 
 TEST_F(CModuleLoadTest, NamesDifferingInCaseOrBlanksAndUnknownNamesYieldNull)
 {
-    EXPECT_EQ(Create("repository"), nullptr);
-    EXPECT_EQ(Create("Repository "), nullptr);
-    EXPECT_EQ(Create("NAVIGATOR"), nullptr);
-    EXPECT_EQ(Create("Tool box"), nullptr);
-    EXPECT_EQ(Create("EchoPlugin"), nullptr);
-    EXPECT_EQ(Create(""), nullptr);
+    for (const char* szName :
+         {"repository", "Repository ", "NAVIGATOR", "Tool box", "EchoPlugin", ""})
+    {
+        EXPECT_EQ(Create(szName), nullptr) << '"' << szName << '"';
+    }
 }
 
 // The answer for a widget plug-in is not the object's own address; used as CPluginBase it still
 // reaches the plug-in's setup record, and deleting through it destroys the plug-in and its widget.
 TEST_F(CModuleLoadTest, WidgetPluginsAnswerReachesTheirWidgetAndDeletingDestroysIt)
 {
-    const std::pair<const char*, const char*> names[] = {
-        {"Navigator", "QListWidget"},
-        {"ViewStack", "QStackedWidget"},
-        {"Workspace", "QMdiArea"},
-    };
-    for (const auto& [szName, szWidgetClass] : names)
-    {
-        SCOPED_TRACE(szName);
-        Zarn::CPluginBase* pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        EXPECT_NE(dynamic_cast<void*>(pPlugin), static_cast<void*>(pPlugin));
-        Zarn::CValueMap setup;
-        pPlugin->GetPluginSetup(setup);
-        QPointer<QWidget> pWidget =
-            Zarn::UnwrapPointer<QWidget>(setup.Entry(Zarn::CValue_Key("WidgetPtr"), true));
-        ASSERT_FALSE(pWidget.isNull());
-        // The plug-ins may use their own subclass (the navigator's CViewListBox).
-        EXPECT_TRUE(pWidget->inherits(szWidgetClass)) << pWidget->metaObject()->className();
-        delete pPlugin;
-        EXPECT_TRUE(pWidget.isNull());
-    }
+    ExpectWidgetPluginAnswer("Navigator", "QListWidget");
+    ExpectWidgetPluginAnswer("ViewStack", "QStackedWidget");
+    ExpectWidgetPluginAnswer("Workspace", "QMdiArea");
 }

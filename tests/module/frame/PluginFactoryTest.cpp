@@ -1,4 +1,5 @@
 #include "ModuleEntry.h"
+#include "ModulePluginLoop.h"
 #include "activity/ActivityDialogPlugin.h"
 #include "batch/ImageProcessPlugin.h"
 #include "repository/RepositoryPlugin.h"
@@ -126,25 +127,19 @@ TEST(PluginFactory, WorkspaceAnswerReachesItsMdiAreaAndDeletingItDestroysThePlug
 
 TEST(PluginFactory, WidgetPluginsReportTheSameWidgetEveryTime)
 {
-    for (const char* szName : {"Navigator", "ViewStack", "Workspace"})
-    {
-        SCOPED_TRACE(szName);
-        PluginPtr pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        EXPECT_EQ(ReportedWidget(*pPlugin), ReportedWidget(*pPlugin));
-    }
+    DocViewTest::ForEachModulePlugin(
+        {"Navigator", "ViewStack", "Workspace"}, [&](DocViewTest::PluginPtr& pPlugin)
+        { EXPECT_EQ(ReportedWidget(*pPlugin), ReportedWidget(*pPlugin)); });
 }
 
 // A widget that its toolkit owner already deleted is not deleted a second time by the plug-in.
 TEST(PluginFactory, WidgetPluginSurvivesItsWidgetBeingDeletedFirst)
 {
-    for (const char* szName : {"Navigator", "ViewStack", "Workspace"})
-    {
-        SCOPED_TRACE(szName);
-        PluginPtr pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        delete ReportedWidget(*pPlugin);
-        EXPECT_EQ(ReportedWidget(*pPlugin), nullptr);
-        pPlugin.reset();
-    }
+    DocViewTest::ForEachModulePlugin({"Navigator", "ViewStack", "Workspace"},
+                                     [&](DocViewTest::PluginPtr& pPlugin)
+                                     {
+                                         delete ReportedWidget(*pPlugin);
+                                         EXPECT_EQ(ReportedWidget(*pPlugin), nullptr);
+                                         pPlugin.reset();
+                                     });
 }

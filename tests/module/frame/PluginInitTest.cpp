@@ -1,6 +1,7 @@
 #include "HostException.h"
 #include "HostRegistryFixture.h"
 #include "ModuleEntry.h"
+#include "ModulePluginLoop.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Plugin/PluginBase.h>
@@ -257,15 +258,14 @@ TEST_F(CPluginInitTest, NamedPluginsReportTheirDefaultNameAfterInitWithoutName)
 
 TEST_F(CPluginInitTest, NamedPluginsReportTheGivenName)
 {
-    for (const char* szName : {"ViewStack", "Workspace", "Toolbox"})
-    {
-        SCOPED_TRACE(szName);
-        PluginPtr pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        const Zarn::CValueMap parameters = NameParameters(new Zarn::CValueString("main views"));
-        pPlugin->Init(nullptr, parameters);
-        EXPECT_EQ(PluginName(*pPlugin), "main views");
-    }
+    DocViewTest::ForEachModulePlugin({"ViewStack", "Workspace", "Toolbox"},
+                                     [&](DocViewTest::PluginPtr& pPlugin)
+                                     {
+                                         const Zarn::CValueMap parameters =
+                                             NameParameters(new Zarn::CValueString("main views"));
+                                         pPlugin->Init(nullptr, parameters);
+                                         EXPECT_EQ(PluginName(*pPlugin), "main views");
+                                     });
 }
 
 TEST_F(CPluginInitTest, WidgetPluginsNameTheirWidgetAfterThePluginName)
@@ -314,17 +314,16 @@ TEST_F(CPluginInitTest, NameThatIsNoTextMakesViewStackInitThrowWrapped)
 
 TEST_F(CPluginInitTest, UpdateParametersAfterInitIgnoresAMessageNoPluginHandles)
 {
-    for (const char* szName : {"Navigator", "ViewStack", "Workspace", "Toolbox", "ActivityDialog",
-                               "ViewFactory", "ImageProcess"})
-    {
-        SCOPED_TRACE(szName);
-        PluginPtr pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        pPlugin->Init(nullptr, Zarn::CValueMap());
-        Zarn::CValueMap message;
-        message.SetEntry(Zarn::CValue_Key("id"),
-                         new Zarn::CValueLong(m_messageIdFactory.GetMessageId("SOMETHING")));
-        message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValueString("payload"));
-        EXPECT_NO_THROW(pPlugin->UpdateParameters(message));
-    }
+    DocViewTest::ForEachModulePlugin(
+        {"Navigator", "ViewStack", "Workspace", "Toolbox", "ActivityDialog", "ViewFactory",
+         "ImageProcess"},
+        [&](DocViewTest::PluginPtr& pPlugin)
+        {
+            pPlugin->Init(nullptr, Zarn::CValueMap());
+            Zarn::CValueMap message;
+            message.SetEntry(Zarn::CValue_Key("id"),
+                             new Zarn::CValueLong(m_messageIdFactory.GetMessageId("SOMETHING")));
+            message.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValueString("payload"));
+            EXPECT_NO_THROW(pPlugin->UpdateParameters(message));
+        });
 }

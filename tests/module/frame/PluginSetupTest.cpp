@@ -1,4 +1,5 @@
 #include "ModuleEntry.h"
+#include "ModulePluginLoop.h"
 
 #include <Zarn/Plugin/PluginBase.h>
 #include <Zarn/Value/ValueContainer.h>
@@ -136,18 +137,17 @@ TEST(PluginSetup, ImageProcessLeavesAFilledMapUntouched)
 
 TEST(PluginSetup, EntriesAlreadyPresentAreReplacedAndOthersKept)
 {
-    for (const char* szName : {"Repository", "Navigator", "ViewStack", "Workspace", "Toolbox",
-                               "ActivityDialog", "ViewFactory"})
-    {
-        SCOPED_TRACE(szName);
-        PluginPtr pPlugin = Create(szName);
-        ASSERT_NE(pPlugin, nullptr);
-        Zarn::CValueMap setup;
-        setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueLong(7));
-        setup.SetEntry(Zarn::CValue_Key("host entry"), new Zarn::CValueString("kept"));
-        pPlugin->GetPluginSetup(setup);
-        const Record record = Describe(setup);
-        EXPECT_EQ(record.at("Version"), "version 1.0.0");
-        EXPECT_EQ(record.at("host entry"), "kept");
-    }
+    DocViewTest::ForEachModulePlugin(
+        {"Repository", "Navigator", "ViewStack", "Workspace", "Toolbox", "ActivityDialog",
+         "ViewFactory"},
+        [&](DocViewTest::PluginPtr& pPlugin)
+        {
+            Zarn::CValueMap setup;
+            setup.SetEntry(Zarn::CValue_Key("Version"), new Zarn::CValueLong(7));
+            setup.SetEntry(Zarn::CValue_Key("host entry"), new Zarn::CValueString("kept"));
+            pPlugin->GetPluginSetup(setup);
+            const Record record = Describe(setup);
+            EXPECT_EQ(record.at("Version"), "version 1.0.0");
+            EXPECT_EQ(record.at("host entry"), "kept");
+        });
 }

@@ -7,6 +7,7 @@
 #include "ModuleEntry.h"
 #include "frame/Messages.h"
 #include "views/NavigatorPlugin.h"
+#include "views/ViewListBoxItem.h"
 
 #include "FakeView.h"
 #include "MessageRecorder.h"
@@ -113,6 +114,17 @@ protected:
     {
         EXPECT_EQ(m_pNavigator->CurrentView(), pCurrent);
         EXPECT_TRUE(m_pRecorder->m_lstFocused.empty());
+    }
+
+    // The list holds exactly these entries, with these captions, in this order.
+    void ExpectCaptions(const std::vector<QString>& captions) const
+    {
+        ASSERT_EQ(Count(), int(captions.size()));
+        for (int nRow = 0; nRow < Count(); ++nRow)
+        {
+            ASSERT_NE(ViewItemAt(nRow), nullptr) << "row " << nRow;
+            EXPECT_EQ(ViewItemAt(nRow)->Caption(), captions[size_t(nRow)]) << "row " << nRow;
+        }
     }
 
     std::unique_ptr<CMessageRecorder> m_pRecorder;

@@ -1,6 +1,8 @@
 // The navigator's list follows the view messages and answers a highlight with FOCUS_VIEW.
 
+#include "HostException.h"
 #include "NavigatorHarness.h"
+#include "StreamCapture.h"
 
 #include "views/DefaultViewIcon.h"
 #include "views/ViewListBox.h"
@@ -17,28 +19,9 @@
 #include <QWidget>
 
 #include <iostream>
-#include <sstream>
 
 namespace NavigatorTest
 {
-
-namespace
-{
-
-// Catches what goes to standard output while it lives.
-class CCoutCapture
-{
-public:
-    CCoutCapture() : m_pOld(std::cout.rdbuf(m_text.rdbuf())) {}
-    ~CCoutCapture() { std::cout.rdbuf(m_pOld); }
-    std::string Text() const { return m_text.str(); }
-
-private:
-    std::ostringstream m_text;
-    std::streambuf* m_pOld;
-};
-
-} // namespace
 
 using CNavigatorList = CNavigatorFixture;
 
@@ -79,16 +62,8 @@ TEST_F(CNavigatorList, InitWithAParentOfAnotherTypeThrowsNamingInit)
     m_pPlugin = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("Navigator"));
     Zarn::CValueMap parameters;
     parameters.SetEntry(Zarn::CValue_Key("parent"), new Zarn::CValueLong(7));
-    try
-    {
-        m_pPlugin->Init(nullptr, parameters);
-        FAIL() << "no exception";
-    }
-    catch (const Zarn::CException& caught)
-    {
-        EXPECT_EQ(std::string(caught.function()).rfind("CNavigatorPlugin::Init", 0), 0u)
-            << caught.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->Init(nullptr, parameters); },
+                                         "CNavigatorPlugin::Init");
 }
 
 TEST_F(CNavigatorList, NewViewAppendsAnEntryWithCaptionDescriptionAndFileIcon)
@@ -105,11 +80,8 @@ TEST_F(CNavigatorList, NewViewAppendsAnEntryWithCaptionDescriptionAndFileIcon)
     PostView("NEW_VIEW", pFirst);
     PostView("NEW_VIEW", pSecond);
 
-    ASSERT_EQ(Count(), 2);
-    ASSERT_NE(ViewItemAt(1), nullptr);
-    EXPECT_EQ(ViewItemAt(0)->Caption(), QString("first"));
+    ASSERT_NO_FATAL_FAILURE(ExpectCaptions({"first", "second"}));
     EXPECT_EQ(ViewItemAt(0)->Description(), QString("one"));
-    EXPECT_EQ(ViewItemAt(1)->Caption(), QString("second"));
     EXPECT_EQ(ViewItemAt(1)->Icon().size(), QSize(24, 16));
     EXPECT_EQ(ViewItemAt(1)->Icon().toImage().pixelColor(3, 3), QColor(Qt::red));
     EXPECT_EQ(m_pNavigator->ViewToItem().at(pSecond), ItemAt(1));
@@ -167,7 +139,7 @@ TEST_F(CNavigatorList, CreateListItemForANullViewIsTheOopsEntry)
 TEST_F(CNavigatorList, NewViewWithANullViewPrintsInvalidEntryAndAddsNothing)
 {
     StartNavigator();
-    CCoutCapture capture;
+    DocViewTest::CStreamCapture capture(std::cout);
     PostView("NEW_VIEW", nullptr);
     EXPECT_EQ(capture.Text(), "CNavigatorPlugin::AddNewView: Invalid Entry.\n");
     EXPECT_EQ(Count(), 0);
@@ -224,9 +196,8 @@ TEST_F(CNavigatorList, RemovingTheCurrentEntryMovesTheListWithoutFocusingAnother
 TEST_F(CNavigatorList, MessagesForViewsNotInTheListAreIgnored)
 {
     StartNavigator();
-    CFakeView* pKnown = NewView("known", "in the list");
+    ListViews<1>();
     CFakeView* pStranger = NewView("stranger", "not in the list");
-    PostView("NEW_VIEW", pKnown);
 
     PostView("INVALID_VIEW", pStranger);
     PostView("VIEW_CHANGED", pStranger);
@@ -246,11 +217,7 @@ TEST_F(CNavigatorList, ViewChangedKeepsTheEntryAtItsIndexAndRemarksTheCurrentVie
     pSecond->m_strCaption = "second, renamed";
     PostView("VIEW_CHANGED", pSecond);
 
-    ASSERT_EQ(Count(), 3);
-    ASSERT_NE(ViewItemAt(1), nullptr);
-    EXPECT_EQ(ViewItemAt(1)->Caption(), QString("second, renamed"));
-    EXPECT_EQ(ViewItemAt(0)->Caption(), QString("first"));
-    EXPECT_EQ(ViewItemAt(2)->Caption(), QString("third"));
+    ASSERT_NO_FATAL_FAILURE(ExpectCaptions({"first", "second, renamed", "third"}));
     EXPECT_EQ(m_pNavigator->ViewToItem().at(pSecond), ItemAt(1));
     EXPECT_EQ(m_pNavigator->ItemToView().count(pOld), ItemAt(1) == pOld ? 1u : 0u);
     EXPECT_EQ(m_pNavigator->ItemToView().size(), 3u);
@@ -369,10 +336,9 @@ TEST_F(CNavigatorList, HighlightingTheEntryOfTheCurrentViewSendsNothing)
 TEST_F(CNavigatorList, ActiveViewForAnUnknownViewClearsTheMarkSoAnyLaterHighlightFocuses)
 {
     StartNavigator();
-    CFakeView* pFirst = NewView("first", "one");
-    CFakeView* pStranger = NewView("stranger", "not listed");
-    PostView("NEW_VIEW", pFirst);
+    const auto [pFirst] = ListViews<1>();
     PostView("ACTIVE_VIEW", pFirst);
+    CFakeView* pStranger = NewView("stranger", "not listed");
 
     PostView("ACTIVE_VIEW", pStranger);
     EXPECT_EQ(m_pNavigator->ListBox()->currentRow(), -1);

@@ -41,6 +41,16 @@ protected:
         return PostNewDocument();
     }
 
+    // Starts with "FactoryA" registered and loaded, no parent given, and forgets what loading
+    // printed and did.
+    void StartQuietWithFactoryA()
+    {
+        RegisterFactory("FactoryA");
+        StartViewFactory(ViewsParameters({"FactoryA"}, false));
+        TakeOutputLines();
+        m_journal.m_lstEvents.clear();
+    }
+
     // One factory "FactoryA" that answers with `enRun`, asked for one new document.
     void CreateThroughOneFactory(SFactoryBehaviour::EnRunResult enRun)
     {
@@ -228,10 +238,7 @@ TEST_F(CViewFactoryCreateView, DeleteDataLeavesTheWidgetsOfViewsMadeOnTheOrphana
 
 TEST_F(CViewFactoryCreateView, OtherMessagesAndMessagesWithoutDataAreIgnored)
 {
-    RegisterFactory("FactoryA");
-    StartViewFactory(ViewsParameters({"FactoryA"}, false));
-    TakeOutputLines();
-    m_journal.m_lstEvents.clear();
+    StartQuietWithFactoryA();
 
     Zarn::CValueMap doc;
     PostDocument("ADD_DOCUMENT", &doc);
@@ -248,28 +255,15 @@ TEST_F(CViewFactoryCreateView, OtherMessagesAndMessagesWithoutDataAreIgnored)
 
 TEST_F(CViewFactoryCreateView, NewDocumentWithAViewPointerThrowsWrappedAndMakesNothing)
 {
-    RegisterFactory("FactoryA");
-    StartViewFactory(ViewsParameters({"FactoryA"}, false));
-    TakeOutputLines();
-    m_journal.m_lstEvents.clear();
+    StartQuietWithFactoryA();
 
     Zarn::CValueMap message;
     message.SetEntry(Zarn::CValue_Key("id"),
                      new Zarn::CValueLong(m_pIds->GetMessageId("NEW_DOCUMENT")));
     message.SetEntry(Zarn::CValue_Key("data"),
                      new Zarn::CValuePointer<Zarn::CPluginBase>(m_pRecorder.get()));
-    try
-    {
-        m_pPlugin->UpdateParameters(message);
-        FAIL() << "UpdateParameters did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_EQ(
-            std::string(exception.function()).rfind("CViewFactoryPlugin::UpdateParameters - ", 0),
-            0u)
-            << exception.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->UpdateParameters(message); },
+                                         "CViewFactoryPlugin::UpdateParameters - ");
     EXPECT_EQ(m_journal.m_lstEvents, Lines{});
     EXPECT_EQ(TakeOutputLines(), Lines{});
 

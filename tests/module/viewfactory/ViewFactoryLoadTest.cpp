@@ -1,5 +1,7 @@
 // Loading the configured view factories, the orphanage, the set-up record and releasing.
 
+#include "HostException.h"
+#include "PluginSetupCheck.h"
 #include "ViewFactoryHarness.h"
 
 #include "views/ViewFactoryPlugin.h"
@@ -67,14 +69,8 @@ protected:
 TEST_F(CViewFactoryLoad, SetupRecordHasTypeAndSubTypeButNoNameAndNoWidget)
 {
     StartViewFactory(nullptr);
-    Zarn::CValueMap setup;
-    m_pPlugin->GetPluginSetup(setup);
-    EXPECT_EQ(setup.Size(), 3u);
-    EXPECT_EQ(StringAt(setup, "Version"), "version 1.0.0");
-    EXPECT_EQ(StringAt(setup, "PluginType"), "DeamonPlugin");
-    EXPECT_EQ(StringAt(setup, "PluginSubType"), "ViewFactory");
-    EXPECT_FALSE(setup.HasEntry(Zarn::CValue_Key("PluginName")));
-    EXPECT_FALSE(setup.HasEntry(Zarn::CValue_Key("WidgetPtr")));
+    DocViewTest::ExpectSetupWithoutNameOrWidget(*m_pPlugin, "version 1.0.0", "DeamonPlugin",
+                                                "ViewFactory");
 }
 
 TEST_F(CViewFactoryLoad, InitWithoutViewsLoadsNothingAndPrintsNothing)
@@ -259,16 +255,8 @@ TEST_F(CViewFactoryLoad, MissingCommThreadFailsInitAsWrappedHostException)
 {
     Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("tmp/commthread"));
     m_pPlugin = new CViewFactoryPlugin;
-    try
-    {
-        m_pPlugin->Init(nullptr, Zarn::CValueMap());
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_EQ(std::string(exception.function()).rfind("CViewFactoryPlugin::Init - ", 0), 0u)
-            << exception.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->Init(nullptr, Zarn::CValueMap()); },
+                                         "CViewFactoryPlugin::Init - ");
 }
 
 TEST_F(CViewFactoryLoad, ViewsThatIsNoVectorFailsInitAsWrappedHostException)
@@ -277,16 +265,8 @@ TEST_F(CViewFactoryLoad, ViewsThatIsNoVectorFailsInitAsWrappedHostException)
     Zarn::CValueMap parameters;
     parameters.SetEntry(Zarn::CValue_Key("views"), new Zarn::CValueString("FactoryA"));
     m_pPlugin = new CViewFactoryPlugin;
-    try
-    {
-        m_pPlugin->Init(nullptr, parameters);
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_EQ(std::string(exception.function()).rfind("CViewFactoryPlugin::Init - ", 0), 0u)
-            << exception.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPlugin->Init(nullptr, parameters); },
+                                         "CViewFactoryPlugin::Init - ");
     EXPECT_EQ(m_journal.m_lstEvents, Lines{});
 }
 

@@ -1,5 +1,7 @@
 // The stack of view pages, kept in step with the repository's view messages.
 
+#include "HostException.h"
+#include "PluginSetupCheck.h"
 #include "ValueReading.h"
 #include "ViewStackHarness.h"
 
@@ -103,12 +105,10 @@ protected:
 TEST_F(CViewStack, SetupRecordNamesTheStackWidgetAndThePlugin)
 {
     StartViewStack(NamedParameters("MainStack"));
-    Zarn::CValueMap setup;
-    m_pPluginBase->GetPluginSetup(setup);
-    EXPECT_EQ(StringAt(setup, "Version"), "version 1.0.0");
-    EXPECT_EQ(StringAt(setup, "PluginType"), "QtWidget");
-    EXPECT_EQ(StringAt(setup, "PluginSubType"), "ViewStack");
-    EXPECT_EQ(StringAt(setup, "PluginName"), "MainStack");
+    DocViewTest::ExpectSetupTexts(*m_pPluginBase, {{"Version", "version 1.0.0"},
+                                                   {"PluginType", "QtWidget"},
+                                                   {"PluginSubType", "ViewStack"},
+                                                   {"PluginName", "MainStack"}});
     ASSERT_NE(Stack(), nullptr);
     EXPECT_EQ(Stack()->objectName(), QStringLiteral("MainStack"));
 }
@@ -489,16 +489,8 @@ TEST_F(CViewStack, MissingMessageIdFactoryFailsInitAsWrappedHostException)
     Zarn::CRegistry::Obj().RemoveEntry(Zarn::CValue_Key("tmp/messageidfactory"));
     m_pPluginBase = static_cast<Zarn::CPluginBase*>(CreatePluginInstanceEx("ViewStack"));
     ASSERT_NE(m_pPluginBase, nullptr);
-    try
-    {
-        m_pPluginBase->Init(nullptr, Zarn::CValueMap());
-        FAIL() << "Init did not throw";
-    }
-    catch (const Zarn::CException& exception)
-    {
-        EXPECT_EQ(std::string(exception.function()).rfind("CViewStackPlugin::Init - ", 0), 0u)
-            << exception.function();
-    }
+    DocViewTest::ExpectHostExceptionFrom([&] { m_pPluginBase->Init(nullptr, Zarn::CValueMap()); },
+                                         "CViewStackPlugin::Init - ");
 }
 
 // The plug-in goes while the views live: its parentless stack goes with it, the views' pages

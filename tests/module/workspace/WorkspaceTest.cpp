@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -44,6 +45,47 @@ protected:
         DocViewTest::ExpectHostException([&] { pPlugin->Init(nullptr, parameters); },
                                          {function, what, {}});
         delete pPlugin;
+    }
+
+    // Starts the workspace with a maximised view for each caption, added in that order.
+    template <size_t N> std::array<CTestView*, N> StartWithViews(const char* const (&captions)[N])
+    {
+        StartWorkspace();
+        std::array<CTestView*, N> views{};
+        for (size_t i = 0; i < N; ++i)
+        {
+            views[i] = AddView(captions[i]);
+        }
+        return views;
+    }
+
+    // Two windows side by side, not maximised, the second active in the active top-level
+    // window.
+    void StartSideBySide(std::array<CTestView*, 2>& views)
+    {
+        StartWorkspace();
+        views[0] = AddPlacedView("first", QRect(10, 10, 200, 150));
+        views[1] = AddPlacedView("second", QRect(300, 250, 200, 150));
+        SendView("ACTIVE_VIEW", views[1]);
+        m_pMainWindow->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
+    }
+
+    // Deletes the plug-in as the host does at the end, the views still alive.
+    void DeleteWorkspace()
+    {
+        m_pThread->Unsubscribe(m_pProxy.get());
+        delete m_pWorkspace;
+        m_pWorkspace = nullptr;
+    }
+
+    static void ExpectWidgetsParent(std::initializer_list<CTestView*> views, QWidget* parent)
+    {
+        for (CTestView* pView : views)
+        {
+            ASSERT_NE(pView->Widget(), nullptr);
+            EXPECT_EQ(pView->Widget()->parentWidget(), parent);
+        }
     }
 };
 
@@ -104,11 +146,7 @@ TEST_F(CWorkspacePluginTest, ShowMaximizedTrueShowsTheWindowMaximised)
 TEST_F(CWorkspacePluginTest, ShowMaximizedFalseKeepsTheViewsOwnSizeAndPosition)
 {
     StartWorkspace();
-    m_lstViews.push_back(std::make_unique<CTestView>("small"));
-    CTestView* pView = m_lstViews.back().get();
-    pView->m_bShowMaximized = false;
-    pView->Widget()->setGeometry(30, 40, 200, 100);
-    SendView("NEW_VIEW", pView);
+    CTestView* pView = AddPlacedView("small", QRect(30, 40, 200, 100));
 
     QMdiSubWindow* pSubWindow = SubWindowOf(pView);
     ASSERT_NE(pSubWindow, nullptr);
@@ -192,9 +230,7 @@ TEST_F(CWorkspacePluginTest, ClosingAWindowPostsOneRemoveViewAndLeavesItOpen)
 
 TEST_F(CWorkspacePluginTest, WindowGoesOnlyAfterInvalidViewAndTheViewsDestruction)
 {
-    StartWorkspace();
-    CTestView* pView = AddView("first");
-    CTestView* pOther = AddView("second");
+    const auto [pView, pOther] = StartWithViews({"first", "second"});
     SendView("ACTIVE_VIEW", pView);
     QPointer<QMdiSubWindow> pSubWindow = SubWindowOf(pView);
     ASSERT_NE(pSubWindow, nullptr);
@@ -234,12 +270,9 @@ TEST_F(CWorkspacePluginTest, CloseAfterInvalidViewIsNoLongerReported)
 
 TEST_F(CWorkspacePluginTest, UserActivatingAnotherWindowPostsFocusViewForItsView)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddPlacedView("first", QRect(10, 10, 200, 150));
-    CTestView* pSecond = AddPlacedView("second", QRect(300, 250, 200, 150));
-    SendView("ACTIVE_VIEW", pSecond);
-    m_pMainWindow->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
+    std::array<CTestView*, 2> views{};
+    ASSERT_NO_FATAL_FAILURE(StartSideBySide(views));
+    const auto [pFirst, pSecond] = views;
     ASSERT_EQ(Area()->activeSubWindow(), SubWindowOf(pSecond));
     TakeRecords();
 
@@ -251,12 +284,9 @@ TEST_F(CWorkspacePluginTest, UserActivatingAnotherWindowPostsFocusViewForItsView
 
 TEST_F(CWorkspacePluginTest, ActiveViewActivatesItsWindowWithoutEchoingFocusView)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddPlacedView("first", QRect(10, 10, 200, 150));
-    CTestView* pSecond = AddPlacedView("second", QRect(300, 250, 200, 150));
-    SendView("ACTIVE_VIEW", pSecond);
-    m_pMainWindow->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(m_pMainWindow.get()));
+    std::array<CTestView*, 2> views{};
+    ASSERT_NO_FATAL_FAILURE(StartSideBySide(views));
+    const auto [pFirst, pSecond] = views;
     TakeRecords();
 
     SendView("ACTIVE_VIEW", pFirst);
@@ -424,11 +454,8 @@ TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheViewsWidgetsToTheViews)
 {
     StartWorkspace();
     CTestView* pView = AddView("first");
-    m_pThread->Unsubscribe(m_pProxy.get());
-    delete m_pWorkspace;
-    m_pWorkspace = nullptr;
-    ASSERT_NE(pView->Widget(), nullptr);
-    EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
+    DeleteWorkspace();
+    ExpectWidgetsParent({pView}, nullptr);
 }
 
 // The area's parent goes while the plug-in and the views live: the area dies with it, the views'
@@ -470,23 +497,15 @@ TEST_F(CWorkspacePluginTest, AreaDyingWithItsParentLeavesTheViewsWidgetsAlive)
 // views keep their widgets when the parent goes later.
 TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesAnAreaWithAParentToItsParent)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddView("first");
-    CTestView* pSecond = AddView("second");
+    const auto [pFirst, pSecond] = StartWithViews({"first", "second"});
     QPointer<QMdiArea> pArea = Area();
-    m_pThread->Unsubscribe(m_pProxy.get());
-    delete m_pWorkspace;
-    m_pWorkspace = nullptr;
+    DeleteWorkspace();
 
     ASSERT_FALSE(pArea.isNull());
     EXPECT_EQ(pArea->parentWidget(), m_pMainWindow.get());
     m_pMainWindow.reset();
     EXPECT_TRUE(pArea.isNull());
-    for (CTestView* pView : {pFirst, pSecond})
-    {
-        ASSERT_NE(pView->Widget(), nullptr);
-        EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
-    }
+    ExpectWidgetsParent({pFirst, pSecond}, nullptr);
 }
 
 TEST_F(CWorkspacePluginTest, ClosingAWindowRoundTripsThroughTheRealRepository)
@@ -535,9 +554,7 @@ TEST_F(CWorkspacePluginTest, ClosingAWindowRoundTripsThroughTheRealRepository)
 
 TEST_F(CWorkspacePluginTest, ViewDestroyedBeforeItsInvalidViewIsForgottenWithItsWindow)
 {
-    StartWorkspace();
-    CTestView* pView = AddView("first");
-    CTestView* pOther = AddView("second");
+    const auto [pView, pOther] = StartWithViews({"first", "second"});
     m_lstViews.erase(m_lstViews.begin());
     Deliver();
     ASSERT_EQ(Area()->subWindowList().size(), 1);
@@ -618,11 +635,7 @@ TEST_F(CWorkspacePluginTest, ActiveViewBringsACoveredWindowUpMaximisedWithoutEch
 TEST_F(CWorkspacePluginTest, RestoringTheMaximisedWindowShowsTheOthersAtTheirPlaces)
 {
     StartWorkspace();
-    m_lstViews.push_back(std::make_unique<CTestView>("small"));
-    CTestView* pSmall = m_lstViews.back().get();
-    pSmall->m_bShowMaximized = false;
-    pSmall->Widget()->setGeometry(30, 40, 200, 100);
-    SendView("NEW_VIEW", pSmall);
+    CTestView* pSmall = AddPlacedView("small", QRect(30, 40, 200, 100));
     const QRect rectSmall = SubWindowOf(pSmall)->geometry();
     CTestView* pMiddle = AddView("middle");
     CTestView* pBig = AddView("big");
@@ -668,9 +681,7 @@ TEST_F(CWorkspacePluginTest, NewViewShownUnderAMaximisedWindowComesUpMaximisedIn
 
 TEST_F(CWorkspacePluginTest, ClosingACoveredWindowStillPostsRemoveView)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddView("first");
-    CTestView* pSecond = AddView("second");
+    const auto [pFirst, pSecond] = StartWithViews({"first", "second"});
     SendView("ACTIVE_VIEW", pSecond);
     TakeRecords();
 
@@ -683,29 +694,18 @@ TEST_F(CWorkspacePluginTest, ClosingACoveredWindowStillPostsRemoveView)
 
 TEST_F(CWorkspacePluginTest, DeletingThePluginLeavesTheCoveredWindowsWidgetsToTheViews)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddView("first");
-    CTestView* pSecond = AddView("second");
+    const auto [pFirst, pSecond] = StartWithViews({"first", "second"});
     SendView("ACTIVE_VIEW", pSecond);
 
-    m_pThread->Unsubscribe(m_pProxy.get());
-    delete m_pWorkspace;
-    m_pWorkspace = nullptr;
+    DeleteWorkspace();
 
-    for (CTestView* pView : {pFirst, pSecond})
-    {
-        ASSERT_NE(pView->Widget(), nullptr);
-        EXPECT_EQ(pView->Widget()->parentWidget(), nullptr);
-    }
+    ExpectWidgetsParent({pFirst, pSecond}, nullptr);
 }
 
 // Ctrl+Tab is QMdiArea's own: it reaches every window and its choice is the user's.
 TEST_F(CWorkspacePluginTest, CtrlTabActivatesThePreviousWindowAndReportsTheChoice)
 {
-    StartWorkspace();
-    CTestView* pFirst = AddView("first");
-    CTestView* pSecond = AddView("second");
-    CTestView* pThird = AddView("third");
+    const auto [pFirst, pSecond, pThird] = StartWithViews({"first", "second", "third"});
     PostView("ACTIVE_VIEW", pFirst);
     PostView("ACTIVE_VIEW", pSecond);
     SendView("ACTIVE_VIEW", pThird);

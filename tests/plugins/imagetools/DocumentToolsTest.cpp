@@ -120,6 +120,30 @@ bool PrepareAndRun(Zarn::CPluginBase& tool, const Zarn::CValueMap& description,
     return true;
 }
 
+// A document owning the image; an empty path leaves it without file.
+std::unique_ptr<Zarn::CValueMap> NewDocument(Zarn::CImage* image, const std::string& label,
+                                             const std::string& path = std::string())
+{
+    return std::unique_ptr<Zarn::CValueMap>(Zarn::ImageDocument::Create(image, label, path));
+}
+
+// Prepares a new tool of the class, described by its plug-in name alone, for `document` and runs
+// it into `data`; false when it does not accept the document.
+template <class TTool>
+bool RunNewTool(const char* plugin, Zarn::CValueMap* document, Zarn::CValueMap& data)
+{
+    TTool tool;
+    return PrepareAndRun(tool, Description(plugin), document, data);
+}
+
+// Runs Save As on `document` into `data`, its dialog answering `path`.
+bool SaveAsAnswering(const std::string& path, Zarn::CValueMap* document, Zarn::CValueMap& data)
+{
+    CDialogScript dialogs;
+    dialogs.AnswerSave(path);
+    return RunNewTool<CSaveImageAsTool>("SaveImageAs", document, data);
+}
+
 bool UpdateFlag(const Zarn::CValueMap& document, const char* path)
 {
     const Zarn::CValue* pFlag = document.Entry(path, false);
@@ -270,14 +294,12 @@ TEST(SaveImageTool, SavesToTheDocumentsFileWithHeaderAndAsksTheRepositoryToMarkI
 {
     CTempFolder folder;
     const std::string strPath = folder.File("scan.tif");
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt16Image(), "scan.tif", strPath));
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewUInt16Image(), "scan.tif", strPath);
     pDocument->RemoveEntry("is_saved/image"); // changed since it was read
     CDialogScript dialogs;
 
-    CSaveImageTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
+    ASSERT_TRUE(RunNewTool<CSaveImageTool>("SaveImage", pDocument.get(), data));
 
     EXPECT_FALSE(data.HasEntry("output/error")) << ErrorText(data);
     EXPECT_EQ(DocumentsAt(data, "output/documents/update"),
@@ -296,15 +318,12 @@ TEST(SaveImageTool, SavesToTheDocumentsFileWithHeaderAndAsksTheRepositoryToMarkI
 TEST(SaveImageTool, DocumentWithoutFileIsSavedAsProposingItsLabelWithTif)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt8Image(9), "result"));
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewUInt8Image(9), "result");
     CDialogScript dialogs;
-    dialogs.m_bSaveExpected = true;
-    dialogs.m_strSavePath = folder.File("chosen.png");
+    dialogs.AnswerSave(folder.File("chosen.png"));
 
-    CSaveImageTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
+    ASSERT_TRUE(RunNewTool<CSaveImageTool>("SaveImage", pDocument.get(), data));
 
     ASSERT_EQ(dialogs.m_lstSaveCalls.size(), 1U);
     EXPECT_EQ(fs::path(dialogs.m_lstSaveCalls[0].m_strArgument).filename(), "result.tif");
@@ -318,14 +337,13 @@ TEST(SaveImageTool, DocumentWithoutFileIsSavedAsProposingItsLabelWithTif)
 TEST(SaveImageAsTool, ProposesTheLabelAsItIsWhenItNamesAFormatAndKeepsTheFolder)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt8Image(2), "plate.png", folder.File("plate.png")));
+    std::unique_ptr<Zarn::CValueMap> pDocument =
+        NewDocument(NewUInt8Image(2), "plate.png", folder.File("plate.png"));
     CDialogScript dialogs;
     dialogs.m_bSaveExpected = true; // and cancelled
 
-    CSaveImageAsTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
+    ASSERT_TRUE(RunNewTool<CSaveImageAsTool>("SaveImageAs", pDocument.get(), data));
 
     ASSERT_EQ(dialogs.m_lstSaveCalls.size(), 1U);
     EXPECT_EQ(dialogs.m_lstSaveCalls[0].m_strArgument, folder.File("plate.png"));
@@ -337,8 +355,8 @@ TEST(SaveImageAsTool, ProposesTheLabelAsItIsWhenItNamesAFormatAndKeepsTheFolder)
 TEST(SaveImageAsTool, DescriptionFileAnswersWithoutDialogAndRenamesTheDocument)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt8Image(4), "old.png", folder.File("old.png")));
+    std::unique_ptr<Zarn::CValueMap> pDocument =
+        NewDocument(NewUInt8Image(4), "old.png", folder.File("old.png"));
     CDialogScript dialogs;
 
     CSaveImageAsTool tool;
@@ -358,15 +376,10 @@ TEST(SaveImageAsTool, DescriptionFileAnswersWithoutDialogAndRenamesTheDocument)
 TEST(SaveImageAsTool, ChosenNameWithoutExtensionIsSavedAsTiff)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt16Image(), "result"));
-    CDialogScript dialogs;
-    dialogs.m_bSaveExpected = true;
-    dialogs.m_strSavePath = folder.File("bare");
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewUInt16Image(), "result");
 
-    CSaveImageAsTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
+    ASSERT_TRUE(SaveAsAnswering(folder.File("bare"), pDocument.get(), data));
 
     EXPECT_FALSE(data.HasEntry("output/error")) << ErrorText(data);
     EXPECT_TRUE(fs::exists(folder.File("bare.tif")));
@@ -376,14 +389,10 @@ TEST(SaveImageAsTool, ChosenNameWithoutExtensionIsSavedAsTiff)
 TEST(SaveImageAsTool, FloatImageToPngIsRefusedWithAClearErrorAndNothingIsWritten)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(Zarn::ImageDocument::Create(NewFloatImage(), "map"));
-    CDialogScript dialogs;
-    dialogs.m_bSaveExpected = true;
-    dialogs.m_strSavePath = folder.File("map.png");
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewFloatImage(), "map");
 
-    CSaveImageAsTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImageAs"), pDocument.get(), data));
+    ASSERT_TRUE(SaveAsAnswering(folder.File("map.png"), pDocument.get(), data));
 
     EXPECT_TRUE(data.HasEntry("output/error"));
     EXPECT_EQ(ErrorText(data), "Cannot save 'map' as '" + folder.File("map.png") +
@@ -398,13 +407,11 @@ TEST(SaveImageTool, WriteErrorIsReportedAndTheDocumentStaysUnsaved)
 {
     CTempFolder folder;
     const std::string strPath = folder.File("gone/scan.tif"); // the folder does not exist
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt16Image(), "scan"));
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewUInt16Image(), "scan");
     pDocument->SetEntry(Zarn::CValue_Key("filename"), new Zarn::CValueString(strPath));
 
-    CSaveImageTool tool;
     Zarn::CValueMap data;
-    ASSERT_TRUE(PrepareAndRun(tool, Description("SaveImage"), pDocument.get(), data));
+    ASSERT_TRUE(RunNewTool<CSaveImageTool>("SaveImage", pDocument.get(), data));
 
     const std::string strError = ErrorText(data);
     EXPECT_EQ(strError.rfind("Cannot save 'scan': " + strPath + ": ", 0), 0U) << strError;
@@ -416,8 +423,8 @@ TEST(SaveImageTool, WriteErrorIsReportedAndTheDocumentStaysUnsaved)
 TEST(SaveImageTool, DocumentGivenInTheRunDataIsSavedLikeTheFocusedOne)
 {
     CTempFolder folder;
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt8Image(5), "batch", folder.File("batch.png")));
+    std::unique_ptr<Zarn::CValueMap> pDocument =
+        NewDocument(NewUInt8Image(5), "batch", folder.File("batch.png"));
 
     CSaveImageTool tool;
     tool.Init(nullptr, Description("SaveImage"));
@@ -430,8 +437,7 @@ TEST(SaveImageTool, DocumentGivenInTheRunDataIsSavedLikeTheFocusedOne)
 
 TEST(SaveImageTool, ForgetsTheDocumentWhenNothingIsFocusedAnyMore)
 {
-    std::unique_ptr<Zarn::CValueMap> pDocument(
-        Zarn::ImageDocument::Create(NewUInt8Image(5), "gone"));
+    std::unique_ptr<Zarn::CValueMap> pDocument = NewDocument(NewUInt8Image(5), "gone");
     CSaveImageTool tool;
     ASSERT_TRUE(Prepare(tool, Description("SaveImage"), pDocument.get()));
     EXPECT_FALSE(tool.TestParameters(InputFocusing(nullptr)));

@@ -122,6 +122,13 @@ public:
         ImageTools::SetSaveChangesAsker(nullptr);
     }
 
+    // The save dialog is expected and answers the path.
+    void AnswerSave(const std::string& path)
+    {
+        m_bSaveExpected = true;
+        m_strSavePath = path;
+    }
+
     struct SCall
     {
         std::string m_strCaption;

@@ -7,6 +7,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <map>
 #include <utility>
 
 namespace ImageToolTest
@@ -15,24 +16,18 @@ namespace ImageToolTest
 namespace
 {
 
-// Where random pixels are drawn from: low (included) to high (excluded).
+// Where random pixels are drawn from: low (included) to high (excluded). Integers span their
+// type (int32 a part of it), floating point 0 to 1.
 std::pair<double, double> ValueRange(Zarn::IImage::EnElementType elementType)
 {
-    switch (elementType)
-    {
-    case Zarn::IImage::etUInt8:
-        return {0.0, 256.0};
-    case Zarn::IImage::etInt8:
-        return {-128.0, 128.0};
-    case Zarn::IImage::etUInt16:
-        return {0.0, 65536.0};
-    case Zarn::IImage::etInt16:
-        return {-32768.0, 32768.0};
-    case Zarn::IImage::etInt32:
-        return {-100000.0, 100000.0};
-    default:
-        return {0.0, 1.0};
-    }
+    static const std::map<Zarn::IImage::EnElementType, std::pair<double, double>> mapRanges = {
+        {Zarn::IImage::etUInt8, {0.0, 256.0}},
+        {Zarn::IImage::etInt8, {-128.0, 128.0}},
+        {Zarn::IImage::etUInt16, {0.0, 65536.0}},
+        {Zarn::IImage::etInt16, {-32768.0, 32768.0}},
+        {Zarn::IImage::etInt32, {-100000.0, 100000.0}}};
+    const auto it = mapRanges.find(elementType);
+    return it != mapRanges.end() ? it->second : std::pair(0.0, 1.0);
 }
 
 } // namespace

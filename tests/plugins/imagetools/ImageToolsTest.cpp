@@ -48,6 +48,28 @@ void Configure(Zarn::CPluginBase& tool, const Zarn::CValueMap& parameters)
     tool.UpdateParameters(answer);
 }
 
+// Runs the tool on a document of a copy of the image; the document it adds.
+std::unique_ptr<Zarn::CValueMap> RunOnImage(Zarn::CPluginBase& tool, const Zarn::CImage& image)
+{
+    auto pDocument = Document(image);
+    return RunOn(tool, *pDocument);
+}
+
+// The largest difference between the tool's result on the image and the expected matrix.
+double RunDifference(Zarn::CPluginBase& tool, const Zarn::CImage& image, const cv::Mat& expected)
+{
+    return LargestDifference(ImageOf(*RunOnImage(tool, image)), expected);
+}
+
+// Hands the tool the picture of the document and the view, as the toolbox does when the
+// user picks it; the tool must accept it.
+void TakePicture(Zarn::CPluginBase& tool, Zarn::CValueMap* document, Zarn::CPluginBase* view)
+{
+    const Zarn::CValueMap picture = Picture(document, view);
+    ASSERT_TRUE(tool.TestParameters(picture));
+    tool.UpdateParameters(picture);
+}
+
 bool AcceptsImage(Zarn::CPluginBase& tool, const Zarn::CImage& image)
 {
     auto pDocument = Document(image);
@@ -123,12 +145,9 @@ TEST(GaussianBlurTool, MatchesOpenCvOnEightSixteenBitAndFloatImages)
         const Zarn::CImage input = RandomImage(enType);
         CGaussianBlurTool tool;
         Configure(tool, Parameters("sigma", new Zarn::CValueDouble(2.0)));
-        auto pDocument = Document(input);
-        auto pResult = RunOn(tool, *pDocument);
-
         cv::Mat expected;
         cv::GaussianBlur(Zarn::PlaneView(input), expected, cv::Size(), 2.0, 2.0);
-        EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+        EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
     }
 }
 
@@ -136,12 +155,9 @@ TEST(GaussianBlurTool, BlursEveryChannelOfColourImages)
 {
     const Zarn::CImage input = RandomImage(IImage::etUInt8, 3);
     CGaussianBlurTool tool;
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
-
     cv::Mat expected;
     cv::GaussianBlur(Zarn::PlaneView(input), expected, cv::Size(), 1.0, 1.0);
-    EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+    EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
 }
 
 TEST(GaussianBlurTool, RefusesTypesOpenCvCannotFilter)
@@ -178,12 +194,9 @@ TEST(MedianTool, MatchesOpenCvOnEightSixteenBitAndFloatImages)
         const Zarn::CImage input = RandomImage(enType);
         CMedianTool tool;
         Configure(tool, Parameters("size", new Zarn::CValueLong(5)));
-        auto pDocument = Document(input);
-        auto pResult = RunOn(tool, *pDocument);
-
         cv::Mat expected;
         cv::medianBlur(Zarn::PlaneView(input), expected, 5);
-        EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+        EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
     }
 }
 
@@ -193,12 +206,9 @@ TEST(MedianTool, EightBitImagesTakeLargeSizes)
     CMedianTool tool;
     Configure(tool, Parameters("size", new Zarn::CValueLong(9)));
     EXPECT_TRUE(AcceptsImage(tool, input));
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
-
     cv::Mat expected;
     cv::medianBlur(Zarn::PlaneView(input), expected, 9);
-    EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+    EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
 }
 
 // A size remembered from an 8-bit image must not grey Median out on a 16-bit one.
@@ -254,8 +264,7 @@ TEST(ThresholdTool, FixedLevelMatchesOpenCv)
         const Zarn::CImage input = RandomImage(testCase.m_enType);
         CThresholdTool tool;
         Configure(tool, Parameters("level", new Zarn::CValueDouble(testCase.m_dLevel)));
-        auto pDocument = Document(input);
-        auto pResult = RunOn(tool, *pDocument);
+        auto pResult = RunOnImage(tool, input);
 
         cv::Mat expected;
         cv::threshold(Zarn::PlaneView(input), expected, testCase.m_dLevel, testCase.m_dForeground,
@@ -322,8 +331,7 @@ TEST(InvertTool, UnsignedImagesBecomeMaximumMinusValue)
         SCOPED_TRACE(IImage::CType(enType).ToString());
         const Zarn::CImage input = RandomImage(enType, 3);
         CInvertTool tool;
-        auto pDocument = Document(input);
-        auto pResult = RunOn(tool, *pDocument);
+        auto pResult = RunOnImage(tool, input);
 
         const double dMax = enType == IImage::etUInt8 ? 255.0 : 65535.0;
         cv::Mat expected;
@@ -336,12 +344,9 @@ TEST(InvertTool, FloatImagesBecomeOneMinusValue)
 {
     const Zarn::CImage input = RandomImage(IImage::etFloat32);
     CInvertTool tool;
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
-
     cv::Mat expected;
     cv::subtract(cv::Scalar::all(1.0), Zarn::PlaneView(input), expected);
-    EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+    EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
     EXPECT_EQ(tool.HistoryEntry(), "Invert");
 }
 
@@ -368,8 +373,7 @@ TEST(LabelTool, MatchesConnectedComponentsAndCountsLabelsWithoutBackground)
 
         CLabelTool tool;
         Configure(tool, Parameters("connectivity", new Zarn::CValueLong(lConnectivity)));
-        auto pDocument = Document(input);
-        auto pResult = RunOn(tool, *pDocument);
+        auto pResult = RunOnImage(tool, input);
 
         cv::Mat expected;
         const int nCount =
@@ -475,12 +479,9 @@ TEST(ConvertTypeTool, MinMaxScalingMatchesNormalizeOntoTheTargetRange)
     parameters.SetEntry(Zarn::CValue_Key("target"), new Zarn::CValueString("uint8"));
     parameters.SetEntry(Zarn::CValue_Key("scaling"), new Zarn::CValueString("min-max"));
     Configure(tool, parameters);
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
-
     cv::Mat expected;
     cv::normalize(Zarn::PlaneView(input), expected, 0.0, 255.0, cv::NORM_MINMAX, CV_8U);
-    EXPECT_EQ(LargestDifference(ImageOf(*pResult), expected), 0.0);
+    EXPECT_EQ(RunDifference(tool, input, expected), 0.0);
 }
 
 TEST(ConvertTypeTool, FactorScalingMatchesConvertTo)
@@ -492,8 +493,7 @@ TEST(ConvertTypeTool, FactorScalingMatchesConvertTo)
     parameters.SetEntry(Zarn::CValue_Key("scaling"), new Zarn::CValueString("factor"));
     parameters.SetEntry(Zarn::CValue_Key("factor"), new Zarn::CValueDouble(1.0 / 255.0));
     Configure(tool, parameters);
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
+    auto pResult = RunOnImage(tool, input);
 
     cv::Mat expected;
     Zarn::PlaneView(input).convertTo(expected, CV_32FC3, 1.0 / 255.0);
@@ -506,8 +506,7 @@ TEST(ConvertTypeTool, NoScalingSaturatesIntoTheTarget)
     const Zarn::CImage input = RandomImage(IImage::etUInt16);
     CConvertTypeTool tool;
     Configure(tool, Parameters("target", new Zarn::CValueString("uint8")));
-    auto pDocument = Document(input);
-    auto pResult = RunOn(tool, *pDocument);
+    auto pResult = RunOnImage(tool, input);
 
     cv::Mat expected;
     Zarn::PlaneView(input).convertTo(expected, CV_8U);
@@ -535,9 +534,7 @@ TEST(CropTool, CropsEveryPlaneToTheActiveViewSelection)
     CSelectionView view;
     view.Select(5, 7, 11, 13);
     CCropTool tool;
-    const Zarn::CValueMap picture = Picture(pDocument.get(), &view);
-    ASSERT_TRUE(tool.TestParameters(picture));
-    tool.UpdateParameters(picture);
+    ASSERT_NO_FATAL_FAILURE(TakePicture(tool, pDocument.get(), &view));
     // The run on the tool thread asks the view nothing: the selection is kept from the picture.
     view.ClearSelection();
     Zarn::CValueMap data;
@@ -577,9 +574,7 @@ TEST(CropTool, SelectionReachingOutIsClippedToTheImage)
     CSelectionView view;
     view.Select(30, 20, 100, 100);
     CCropTool tool;
-    const Zarn::CValueMap picture = Picture(pDocument.get(), &view);
-    ASSERT_TRUE(tool.TestParameters(picture));
-    tool.UpdateParameters(picture);
+    ASSERT_NO_FATAL_FAILURE(TakePicture(tool, pDocument.get(), &view));
     Zarn::CValueMap data;
     auto pResult = RunOn(tool, *pDocument, data);
 

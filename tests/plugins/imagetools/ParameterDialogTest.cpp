@@ -66,6 +66,24 @@ void TypeInto(QAbstractSpinBox* spin, const char* text)
     QTest::keyClicks(spin, text);
 }
 
+// A step on the shown dialog that types the text into the named spin box.
+template <class TSpin>
+std::function<void(CParameterDialog&)> TypeIn(const char* name, const char* text)
+{
+    return [name, text](CParameterDialog& dialog)
+    { TypeInto(EditorOf<TSpin>(dialog, name), text); };
+}
+
+// Types the text into the named spin box; the form must then be invalid and say `message`.
+template <class TSpin>
+void ExpectInvalidAfterTyping(CParameterDialog& dialog, const char* name, const char* text,
+                              const char* message)
+{
+    TypeInto(EditorOf<TSpin>(dialog, name), text);
+    EXPECT_FALSE(dialog.IsValid());
+    EXPECT_EQ(dialog.Message(), message);
+}
+
 void Click(CParameterDialog& dialog, QDialogButtonBox::StandardButton button)
 {
     QTest::mouseClick(dialog.Buttons()->button(button), Qt::LeftButton);
@@ -99,12 +117,32 @@ protected:
                 Click(dialog, button);
                 return dialog.result();
             });
-        Zarn::CValueMap request = Request(true);
+        return Answer(plugin, true);
+    }
+
+    // Sends a request to the plug-in, one that asks the user when `bConfigUser`. Returns the
+    // request as the plug-in answered it.
+    static Zarn::CValueMap Answer(Zarn::CPluginBase& plugin, bool bConfigUser)
+    {
+        Zarn::CValueMap request = Request(bConfigUser);
         plugin.Run(request);
         return request;
     }
 
+    // The plug-in of the sample description, made at the first call; it lives until the test
+    // ends.
+    CParameterDialogPlugin& SamplePlugin()
+    {
+        if (!m_pSample)
+        {
+            m_pSample = std::make_unique<CParameterDialogPlugin>();
+            m_pSample->Init(nullptr, Description());
+        }
+        return *m_pSample;
+    }
+
     static std::unique_ptr<QTemporaryDir> s_pSettingsFolder;
+    std::unique_ptr<CParameterDialogPlugin> m_pSample;
 };
 
 std::unique_ptr<QTemporaryDir> ParameterDialog::s_pSettingsFolder;
@@ -154,8 +192,7 @@ Zarn::CValueMap ShippedDescription(const std::string& plugin)
 
 TEST_F(ParameterDialog, FormHasAnEditorOfTheRightKindPerParameter)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin& plugin = SamplePlugin();
     bool bShown = false;
     CParameterDialogPlugin::SetDialogRunner(
         [&](CParameterDialog& dialog)
@@ -187,23 +224,20 @@ TEST_F(ParameterDialog, FormHasAnEditorOfTheRightKindPerParameter)
             EXPECT_TRUE(dialog.IsValid());
             return int(QDialog::Rejected);
         });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+    Zarn::CValueMap request = Answer(plugin, true);
     EXPECT_TRUE(bShown);
 }
 
 TEST_F(ParameterDialog, SilentRunAnswersTheDefaultsAtFirst)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
+    CParameterDialogPlugin& plugin = SamplePlugin();
     CParameterDialogPlugin::SetDialogRunner(
         [](CParameterDialog&)
         {
             ADD_FAILURE() << "a silent run shows no dialog";
             return int(QDialog::Rejected);
         });
-    Zarn::CValueMap request = Request(false);
-    plugin.Run(request);
+    Zarn::CValueMap request = Answer(plugin, false);
 
     EXPECT_EQ(request.Entry("parameters/sigma", true)->GenericType(), Zarn::CValue::vtDouble);
     EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 2.0);
@@ -214,21 +248,16 @@ TEST_F(ParameterDialog, SilentRunAnswersTheDefaultsAtFirst)
 
 TEST_F(ParameterDialog, AcceptedDialogAnswersTheEnteredValues)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
+    Zarn::CValueMap request = AskUser(
+        SamplePlugin(),
         [](CParameterDialog& dialog)
         {
-            dialog.show();
             TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "3.5");
             TypeInto(EditorOf<QSpinBox>(dialog, "size"), "7");
             QTest::keyClick(EditorOf<QCheckBox>(dialog, "fill"), Qt::Key_Space);
             EditorOf<QComboBox>(dialog, "method")->setCurrentText("otsu");
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+        },
+        QDialogButtonBox::Ok);
 
     ASSERT_TRUE(request.HasEntry("parameters"));
     EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 3.5);
@@ -240,37 +269,27 @@ TEST_F(ParameterDialog, AcceptedDialogAnswersTheEnteredValues)
 
 TEST_F(ParameterDialog, ValueBelowTheRangeDisablesOkAndSaysWhy)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
+    Zarn::CValueMap request = AskUser(
+        SamplePlugin(),
         [](CParameterDialog& dialog)
         {
-            dialog.show();
-            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "1");
-            EXPECT_FALSE(dialog.IsValid());
-            EXPECT_EQ(dialog.Message(), "Size must be a number from 3 to 255.");
+            ExpectInvalidAfterTyping<QSpinBox>(dialog, "size", "1",
+                                               "Size must be a number from 3 to 255.");
             // A click on the disabled button does not close the dialog.
             Click(dialog, QDialogButtonBox::Ok);
             EXPECT_TRUE(dialog.isVisible());
             TypeInto(EditorOf<QSpinBox>(dialog, "size"), "9");
             EXPECT_TRUE(dialog.IsValid());
             EXPECT_TRUE(dialog.Message().isEmpty());
-            Click(dialog, QDialogButtonBox::Cancel);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+        },
+        QDialogButtonBox::Cancel);
     EXPECT_FALSE(request.HasEntry("parameters"));
 }
 
 TEST_F(ParameterDialog, ValueAboveTheRangeCannotBeTyped)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
-    Zarn::CValueMap request = AskUser(
-        plugin,
-        [](CParameterDialog& dialog) { TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "50"); },
-        QDialogButtonBox::Ok);
+    Zarn::CValueMap request =
+        AskUser(SamplePlugin(), TypeIn<QDoubleSpinBox>("sigma", "50"), QDialogButtonBox::Ok);
     // The "0" that would make 50 is not taken: 5 stays.
     ASSERT_TRUE(request.HasEntry("parameters"));
     EXPECT_EQ(request.Entry("parameters/sigma", true)->Double(), 5.0);
@@ -278,15 +297,11 @@ TEST_F(ParameterDialog, ValueAboveTheRangeCannotBeTyped)
 
 TEST_F(ParameterDialog, EvenSizeOffTheStepsDisablesOk)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
     Zarn::CValueMap request = AskUser(
-        plugin,
-        [](CParameterDialog& dialog)
-        {
-            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "8");
-            EXPECT_FALSE(dialog.IsValid());
-            EXPECT_EQ(dialog.Message(), "Size must be 3, 5, ... up to 255.");
+        SamplePlugin(),
+        [](CParameterDialog& dialog) {
+            ExpectInvalidAfterTyping<QSpinBox>(dialog, "size", "8",
+                                               "Size must be 3, 5, ... up to 255.");
         },
         QDialogButtonBox::Ok);
     EXPECT_FALSE(request.HasEntry("parameters"));
@@ -294,37 +309,22 @@ TEST_F(ParameterDialog, EvenSizeOffTheStepsDisablesOk)
 
 TEST_F(ParameterDialog, CancelAnswersNothingAndKeepsTheLastValues)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
-    Zarn::CValueMap request = AskUser(
-        plugin,
-        [](CParameterDialog& dialog) { TypeInto(EditorOf<QSpinBox>(dialog, "size"), "11"); },
-        QDialogButtonBox::Cancel);
+    CParameterDialogPlugin& plugin = SamplePlugin();
+    Zarn::CValueMap request =
+        AskUser(plugin, TypeIn<QSpinBox>("size", "11"), QDialogButtonBox::Cancel);
     EXPECT_FALSE(request.HasEntry("parameters"));
     EXPECT_TRUE(request.EntryBool(Zarn::CValue_Key("cancelled"), false));
 
-    Zarn::CValueMap silent = Request(false);
-    plugin.Run(silent);
+    Zarn::CValueMap silent = Answer(plugin, false);
     EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 5);
 }
 
 TEST_F(ParameterDialog, LastAcceptedValuesAreAnsweredSilentlyAndShownNextTime)
 {
-    CParameterDialogPlugin plugin;
-    plugin.Init(nullptr, Description());
-    CParameterDialogPlugin::SetDialogRunner(
-        [](CParameterDialog& dialog)
-        {
-            dialog.show();
-            TypeInto(EditorOf<QSpinBox>(dialog, "size"), "13");
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap first = Request(true);
-    plugin.Run(first);
+    CParameterDialogPlugin& plugin = SamplePlugin();
+    Zarn::CValueMap first = AskUser(plugin, TypeIn<QSpinBox>("size", "13"), QDialogButtonBox::Ok);
 
-    Zarn::CValueMap silent = Request(false);
-    plugin.Run(silent);
+    Zarn::CValueMap silent = Answer(plugin, false);
     EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 13);
 
     int nShownSize = 0;
@@ -334,8 +334,7 @@ TEST_F(ParameterDialog, LastAcceptedValuesAreAnsweredSilentlyAndShownNextTime)
             nShownSize = EditorOf<QSpinBox>(dialog, "size")->value();
             return int(QDialog::Rejected);
         });
-    Zarn::CValueMap again = Request(true);
-    plugin.Run(again);
+    Zarn::CValueMap again = Answer(plugin, true);
     EXPECT_EQ(nShownSize, 13);
 }
 
@@ -344,21 +343,12 @@ TEST_F(ParameterDialog, AcceptedValuesAreRememberedForTheSameToolAcrossInstances
     {
         CParameterDialogPlugin plugin;
         plugin.Init(nullptr, Description());
-        CParameterDialogPlugin::SetDialogRunner(
-            [](CParameterDialog& dialog)
-            {
-                dialog.show();
-                TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "4.5");
-                Click(dialog, QDialogButtonBox::Ok);
-                return dialog.result();
-            });
-        Zarn::CValueMap request = Request(true);
-        plugin.Run(request);
+        Zarn::CValueMap request =
+            AskUser(plugin, TypeIn<QDoubleSpinBox>("sigma", "4.5"), QDialogButtonBox::Ok);
     }
     CParameterDialogPlugin later;
     later.Init(nullptr, Description());
-    Zarn::CValueMap silent = Request(false);
-    later.Run(silent);
+    Zarn::CValueMap silent = Answer(later, false);
     EXPECT_EQ(silent.Entry("parameters/sigma", true)->Double(), 4.5);
 
     // Another tool with the same parameter names has its own memory.
@@ -366,8 +356,7 @@ TEST_F(ParameterDialog, AcceptedValuesAreRememberedForTheSameToolAcrossInstances
     other.SetEntry(Zarn::CValue_Key("plugin"), new Zarn::CValueString("Other"));
     CParameterDialogPlugin stranger;
     stranger.Init(nullptr, other);
-    Zarn::CValueMap strangerAnswer = Request(false);
-    stranger.Run(strangerAnswer);
+    Zarn::CValueMap strangerAnswer = Answer(stranger, false);
     EXPECT_EQ(strangerAnswer.Entry("parameters/sigma", true)->Double(), 2.0);
 }
 
@@ -378,8 +367,7 @@ TEST_F(ParameterDialog, ParametersOfTheDescriptionReplaceTheDefaults)
     description.SetEntry("parameters/size", new Zarn::CValueLong(400));
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, description);
-    Zarn::CValueMap silent = Request(false);
-    plugin.Run(silent);
+    Zarn::CValueMap silent = Answer(plugin, false);
     EXPECT_EQ(silent.Entry("parameters/sigma", true)->Double(), 3.0);
     // Out of range: the default stays.
     EXPECT_EQ(silent.Entry("parameters/size", true)->Long(), 5);
@@ -412,11 +400,8 @@ TEST_F(ParameterDialog, AnswerConfiguresTheToolThroughItsUpdate)
                             "default": 1}]})");
     CParameterDialogPlugin plugin;
     plugin.Init(nullptr, description);
-    Zarn::CValueMap request = AskUser(
-        plugin,
-        [](CParameterDialog& dialog)
-        { TypeInto(EditorOf<QDoubleSpinBox>(dialog, "sigma"), "2.5"); },
-        QDialogButtonBox::Ok);
+    Zarn::CValueMap request =
+        AskUser(plugin, TypeIn<QDoubleSpinBox>("sigma", "2.5"), QDialogButtonBox::Ok);
     CGaussianBlurTool tool;
     tool.Init(nullptr, description);
     tool.UpdateParameters(request);
@@ -453,8 +438,7 @@ TEST_F(ParameterDialog, ShippedToolDescriptionsGiveDefaultsTheToolsAccept)
                   "ParameterDialog");
         std::unique_ptr<Zarn::CPluginBase> pConfig(CPluginCatalogue::Create("ParameterDialog"));
         pConfig->Init(nullptr, description);
-        Zarn::CValueMap request = Request(false);
-        pConfig->Run(request);
+        Zarn::CValueMap request = Answer(*pConfig, false);
         ASSERT_TRUE(request.HasEntry("parameters"));
         EXPECT_NO_THROW(pTool->UpdateParameters(request));
     }
@@ -473,11 +457,11 @@ TEST_F(ParameterDialog, RememberedSizeThatDoesNotFitTheFocusedImageIsMarkedAndOk
     plugin.UpdateParameters(deep.Picture());
 
     bool bShown = false;
-    CParameterDialogPlugin::SetDialogRunner(
+    Zarn::CValueMap request = AskUser(
+        plugin,
         [&](CParameterDialog& dialog)
         {
             bShown = true;
-            dialog.show();
             auto* pSize = EditorOf<QSpinBox>(dialog, "size");
             EXPECT_EQ(pSize->value(), 7) << "the remembered value is shown as it is";
             EXPECT_FALSE(dialog.IsValid());
@@ -487,11 +471,8 @@ TEST_F(ParameterDialog, RememberedSizeThatDoesNotFitTheFocusedImageIsMarkedAndOk
             TypeInto(pSize, "5");
             EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
             EXPECT_TRUE(pSize->toolTip().isEmpty());
-            Click(dialog, QDialogButtonBox::Ok);
-            return dialog.result();
-        });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+        },
+        QDialogButtonBox::Ok);
     ASSERT_TRUE(bShown);
     EXPECT_EQ(request.Entry("parameters/size", true)->Long(), 5);
 
@@ -505,8 +486,7 @@ TEST_F(ParameterDialog, RememberedSizeThatDoesNotFitTheFocusedImageIsMarkedAndOk
             EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
             return int(QDialog::Rejected);
         });
-    Zarn::CValueMap again = Request(true);
-    plugin.Run(again);
+    Zarn::CValueMap again = Answer(plugin, true);
 }
 
 // Otsu on a float image is marked; choosing the fixed level makes the form valid at once.
@@ -532,7 +512,6 @@ TEST_F(ParameterDialog, ChoiceThatDoesNotFitTheFocusedImageIsMarkedUntilAnotherI
             EXPECT_TRUE(dialog.IsValid()) << dialog.Message().toStdString();
             return int(QDialog::Rejected);
         });
-    Zarn::CValueMap request = Request(true);
-    plugin.Run(request);
+    Zarn::CValueMap request = Answer(plugin, true);
     EXPECT_TRUE(bShown);
 }

@@ -36,25 +36,12 @@ namespace
 
 const char* const kInheritSettings = "main/globalsettings/repository/inheritateSettings";
 
-// Records the "crop" entry of every UPDATE_CONTROLS that names it.
-class CControlsRecorder : public DocViewTest::CMessageRecorder
+// Left half `left`, right half `right`.
+Zarn::CImage* Halves(std::uint16_t left, std::uint16_t right)
 {
-public:
-    using DocViewTest::CMessageRecorder::CMessageRecorder;
-
-    std::vector<bool> m_lstCrop;
-
-protected:
-    void OnMessage(const DocViewTest::SRecordedMessage& record,
-                   const Zarn::CValue* /*data*/) override
-    {
-        if (record.m_strName == "UPDATE_CONTROLS" &&
-            record.m_data.HasEntry(Zarn::CValue_Key("crop")))
-        {
-            m_lstCrop.push_back(record.m_data.EntryBool(Zarn::CValue_Key("crop")));
-        }
-    }
-};
+    return MakeImage16(
+        64, 64, [left, right](std::uint32_t x, std::uint32_t) { return x < 32 ? left : right; });
+}
 
 class ImageViewFlow : public DocViewTest::CHostFixture
 {
@@ -95,7 +82,6 @@ protected:
         if (m_pToolbox != nullptr)
         {
             m_pThread->Unsubscribe(m_pToolbox.get());
-            m_pThread->Unsubscribe(m_pControls.get());
             m_pToolbox->DeleteData();
             m_pToolbox.reset();
         }
@@ -142,9 +128,7 @@ protected:
         Zarn::CValueMap parameters;
         parameters.SetEntry(Zarn::CValue_Key("tool plugins"), pTools);
         m_pToolbox->Init(nullptr, parameters);
-        m_pControls = std::make_unique<CControlsRecorder>(m_pIds.get());
         m_pThread->Subscribe(m_pToolbox.get());
-        m_pThread->Subscribe(m_pControls.get());
     }
 
     // Hands the document to the repository, which owns it from then on.
@@ -153,6 +137,29 @@ protected:
         Zarn::CValueMap* pDocument = Zarn::ImageDocument::Create(image, label);
         Post("ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));
         return pDocument;
+    }
+
+    // With the inherit setting as given, adds the halves image as "cells.png" and zooms its one
+    // view to 100 % (key 1) and then `nZoomIns` steps in (key +): that view's widget, shown.
+    void ShowZoomedHalves(bool bInherit, int nZoomIns, QWidget*& pWidget)
+    {
+        SetInheritSettings(bInherit);
+        AddDocument(Halves(0, 1000), "cells.png");
+        ASSERT_EQ(Views().size(), 1u);
+        pWidget = ShownWidget(Views()[0]);
+        QTest::keyClick(pWidget, Qt::Key_1);
+        for (int i = 0; i < nZoomIns; ++i)
+        {
+            QTest::keyClick(pWidget, Qt::Key_Plus);
+        }
+    }
+
+    // File > New View on the one document: the widget of its second view, shown.
+    void ShowSecondView(QWidget*& pWidget)
+    {
+        Post("ON_ACTION", new Zarn::CValueString("new_view"));
+        ASSERT_EQ(Views().size(), 2u);
+        pWidget = ShownWidget(Views()[1]);
     }
 
     void SetInheritSettings(bool bInherit)
@@ -171,6 +178,20 @@ protected:
                 static_cast<Zarn::CPluginBase*>(const_cast<void*>(record.m_pPointee)));
         }
         return lstViews;
+    }
+
+    // The "crop" entry of every UPDATE_CONTROLS that names it, in order.
+    std::vector<bool> CropStates() const
+    {
+        std::vector<bool> lstCrop;
+        for (const DocViewTest::SRecordedMessage& record : m_pRecorder->Named("UPDATE_CONTROLS"))
+        {
+            if (record.m_data.HasEntry(Zarn::CValue_Key("crop")))
+            {
+                lstCrop.push_back(record.m_data.EntryBool(Zarn::CValue_Key("crop")));
+            }
+        }
+        return lstCrop;
     }
 
     static Zarn::CValueMap Describe(Zarn::CPluginBase* view)
@@ -210,15 +231,7 @@ protected:
     // Subscribed before the repository.
     std::unique_ptr<DocViewTest::CMessageRecorder> m_pRecorder;
     std::unique_ptr<Zarn::CPluginBase> m_pToolbox;
-    std::unique_ptr<CControlsRecorder> m_pControls;
 };
-
-// Left half `left`, right half `right`.
-Zarn::CImage* Halves(std::uint16_t left, std::uint16_t right)
-{
-    return MakeImage16(
-        64, 64, [left, right](std::uint32_t x, std::uint32_t) { return x < 32 ? left : right; });
-}
 
 } // namespace
 
@@ -250,34 +263,23 @@ TEST_F(ImageViewFlow, AddedDocumentGetsOneImageViewAndTheActionASecond)
 
 TEST_F(ImageViewFlow, NewViewInheritsZoomOfTheActiveViewWhenTheSettingIsOn)
 {
-    SetInheritSettings(true);
-    AddDocument(Halves(0, 1000), "cells.png");
-    ASSERT_EQ(Views().size(), 1u);
-    QWidget* pFirst = ShownWidget(Views()[0]);
-    QTest::keyClick(pFirst, Qt::Key_1);
-    QTest::keyClick(pFirst, Qt::Key_Plus);
-    QTest::keyClick(pFirst, Qt::Key_Plus);
+    QWidget* pFirst = nullptr;
+    ASSERT_NO_FATAL_FAILURE(ShowZoomedHalves(true, 2, pFirst));
     ASSERT_DOUBLE_EQ(pFirst->property("zoom").toDouble(), 1.5625);
 
-    Post("ON_ACTION", new Zarn::CValueString("new_view"));
-    ASSERT_EQ(Views().size(), 2u);
-    QWidget* pSecond = ShownWidget(Views()[1]);
+    QWidget* pSecond = nullptr;
+    ASSERT_NO_FATAL_FAILURE(ShowSecondView(pSecond));
     EXPECT_DOUBLE_EQ(pSecond->property("zoom").toDouble(), 1.5625);
     EXPECT_FALSE(pSecond->property("fit").toBool());
 }
 
 TEST_F(ImageViewFlow, NewViewStartsFittedWhenTheSettingIsOff)
 {
-    SetInheritSettings(false);
-    AddDocument(Halves(0, 1000), "cells.png");
-    ASSERT_EQ(Views().size(), 1u);
-    QWidget* pFirst = ShownWidget(Views()[0]);
-    QTest::keyClick(pFirst, Qt::Key_1);
-    QTest::keyClick(pFirst, Qt::Key_Plus);
+    QWidget* pFirst = nullptr;
+    ASSERT_NO_FATAL_FAILURE(ShowZoomedHalves(false, 1, pFirst));
 
-    Post("ON_ACTION", new Zarn::CValueString("new_view"));
-    ASSERT_EQ(Views().size(), 2u);
-    QWidget* pSecond = ShownWidget(Views()[1]);
+    QWidget* pSecond = nullptr;
+    ASSERT_NO_FATAL_FAILURE(ShowSecondView(pSecond));
     EXPECT_TRUE(pSecond->property("fit").toBool());
     EXPECT_NE(pSecond->property("zoom").toDouble(), 1.25);
 }
@@ -338,16 +340,16 @@ TEST_F(ImageViewFlow, CropIsEnabledRightAfterASelectionIsMadeAndDisabledWhenItIs
     StartToolboxWithCrop();
     AddDocument(Halves(0, 1000), "cells.png");
     ASSERT_EQ(Views().size(), 1u);
-    EXPECT_TRUE(m_pControls->m_lstCrop.empty()) << "nothing to crop to yet";
+    EXPECT_TRUE(CropStates().empty()) << "nothing to crop to yet";
 
     auto* pWidget = qobject_cast<QAbstractScrollArea*>(ShownWidget(Views()[0]));
     ASSERT_NE(pWidget, nullptr);
     const QPoint centre = pWidget->viewport()->rect().center();
     Drag(pWidget->viewport(), centre - QPoint(30, 30), centre + QPoint(30, 30), Qt::ShiftModifier);
     Deliver();
-    EXPECT_EQ(m_pControls->m_lstCrop, std::vector<bool>{true});
+    EXPECT_EQ(CropStates(), std::vector<bool>{true});
 
     QTest::keyClick(pWidget, Qt::Key_Escape);
     Deliver();
-    EXPECT_EQ(m_pControls->m_lstCrop, (std::vector<bool>{true, false}));
+    EXPECT_EQ(CropStates(), (std::vector<bool>{true, false}));
 }
