@@ -17,7 +17,6 @@
 class CDocumentToolBase : public Zarn::CPluginBase
 {
 public:
-
     // "Version", "PluginType" = "Tool", "PluginSubType" = "Document", "PluginName".
     void GetPluginSetup(Zarn::CValueMap& setup) override;
     // Reads "file".
