@@ -3,6 +3,7 @@
 #include <Zarn/Image/ImageFile.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
 #include <stdexcept>
 
@@ -34,7 +35,10 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
             for (const fs::directory_entry& entry : fs::recursive_directory_iterator(
                      path, fs::directory_options::skip_permission_denied))
             {
-                if (entry.is_regular_file() &&
+                // Not only regular files: a looping link or a named pipe with an image's name
+                // fails on its own when it is read, rather than ending the run here.
+                std::error_code entryError;
+                if (!entry.is_directory(entryError) &&
                     Zarn::CImageFile::IsSupportedPath(entry.path().string()))
                 {
                     lstFiles.push_back(entry.path());
@@ -46,7 +50,7 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
                 lstInputs.push_back({file, ResultName(file.lexically_relative(path))});
             }
         }
-        else if (fs::exists(path, error))
+        else if (fs::exists(path, error) || error.value() == ELOOP)
         {
             lstInputs.push_back({path, ResultName(path.filename())});
         }

@@ -15,10 +15,10 @@ struct SBatchInput
     std::filesystem::path m_result; // relative, e.g. "plate 1/well A1.tif"
 };
 
-// The images named on the command line: files as given, folders with every image file below them
-// (by extension, sorted by path). Results keep the folder structure below a named folder; two
-// inputs that would write the same result get "-2", "-3", ... appended. Throws
-// std::invalid_argument naming every input that does not exist.
+// The images named on the command line: files as given (a link that loops too), folders with
+// everything below them that has an image's extension and is no folder (sorted by path). Results
+// keep the folder structure below a named folder; two inputs that would write the same result get
+// "-2", "-3", ... appended. Throws std::invalid_argument naming every input that does not exist.
 std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& arguments);
 
 // Shard `index` of `count`: every count-th input starting at index (counting from 0), so that

@@ -21,10 +21,14 @@ namespace fs = std::filesystem;
 namespace
 {
 
+// What went wrong, for the user: the host's exceptions also name the function that raised them,
+// which tells a user nothing, so only their text and the instance they concern are taken.
 std::string ErrorText(const std::exception& error)
 {
     const auto* pZarn = dynamic_cast<const Zarn::CException*>(&error);
-    return pZarn != nullptr ? std::string(pZarn->formattedWhat()) : std::string(error.what());
+    const std::string strInstance = pZarn != nullptr ? pZarn->instance() : "";
+    return strInstance.empty() ? std::string(error.what())
+                               : std::string(error.what()) + " (" + strInstance + ")";
 }
 
 // An "ImageProcess" plug-in for one worker, ended with DeleteData.
@@ -46,9 +50,12 @@ struct SProcessPlugin
     std::unique_ptr<Zarn::CPluginBase> m_pPlugin;
 };
 
-// Runs the process on one file and writes the result; throws what went wrong.
-void ProcessOne(Zarn::CPluginBase& plugin, const fs::path& outputFolder, SBatchResult& result)
+// Runs the process on one file and writes the result; throws what went wrong. The file is looked
+// at before it is decoded: what is no file, or claims more pixels than the limit, goes no further.
+void ProcessOne(Zarn::CPluginBase& plugin, const fs::path& outputFolder,
+                const Zarn::SImageSizeLimit& limit, SBatchResult& result)
 {
+    Zarn::CImageSizeGuard::Check(result.m_input.m_path.string(), limit);
     std::unique_ptr<Zarn::CValueMap> pDocument(
         Zarn::ImageDocument::Read(result.m_input.m_path.string()));
     Zarn::CValueMap data;
@@ -181,7 +188,8 @@ private:
 // Fills one result: done, or the reason it failed, and the time it took. A worker whose plug-in
 // could not start fails every image with that reason.
 void ProcessTimed(SProcessPlugin* plugin, const std::string& startError,
-                  const fs::path& outputFolder, SBatchResult& result)
+                  const fs::path& outputFolder, const Zarn::SImageSizeLimit& limit,
+                  SBatchResult& result)
 {
     const auto start = std::chrono::steady_clock::now();
     try
@@ -190,7 +198,7 @@ void ProcessTimed(SProcessPlugin* plugin, const std::string& startError,
         {
             throw std::runtime_error(startError);
         }
-        ProcessOne(*plugin->m_pPlugin, outputFolder, result);
+        ProcessOne(*plugin->m_pPlugin, outputFolder, limit, result);
         result.m_bDone = true;
     }
     catch (const std::exception& error)
@@ -206,7 +214,8 @@ void ProcessTimed(SProcessPlugin* plugin, const std::string& startError,
 }
 
 // One worker: its own process plug-in, then inputs until none is left.
-void Work(const Zarn::CValueMap& process, const fs::path& outputFolder, CWorkQueue& queue)
+void Work(const Zarn::CValueMap& process, const fs::path& outputFolder,
+          const Zarn::SImageSizeLimit& limit, CWorkQueue& queue)
 {
     std::unique_ptr<SProcessPlugin> pPlugin;
     std::string strStartError;
@@ -220,7 +229,7 @@ void Work(const Zarn::CValueMap& process, const fs::path& outputFolder, CWorkQue
     }
     while (SBatchResult* pResult = queue.Next())
     {
-        ProcessTimed(pPlugin.get(), strStartError, outputFolder, *pResult);
+        ProcessTimed(pPlugin.get(), strStartError, outputFolder, limit, *pResult);
         queue.Finished(*pResult);
     }
 }
@@ -236,7 +245,8 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
         lstResults[i].m_input = inputs[i];
     }
     CWorkQueue queue(lstResults, progress);
-    const auto WorkOnQueue = [this, &queue]() { Work(m_process, m_outputFolder, queue); };
+    const auto WorkOnQueue = [this, &queue]()
+    { Work(m_process, m_outputFolder, m_imageLimit, queue); };
     std::vector<std::thread> lstWorkers;
     const unsigned int uWorkers =
         static_cast<unsigned int>(std::min<size_t>(m_uWorkers, std::max<size_t>(1, inputs.size())));

@@ -2,6 +2,7 @@
 
 #include "BatchInputs.h"
 
+#include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Log/Logger.h>
 #include <Zarn/Message/MessageIdFactory.h>
 #include <Zarn/Message/MessageThread.h>
@@ -70,6 +71,10 @@ public:
     // Called on the worker's thread after each image, under a lock: done and failed so far.
     using Progress = std::function<void(const SBatchResult&, size_t done, size_t failed)>;
 
+    // Images larger than this fail from their header, before they are decoded (default: the
+    // default pixel count, whatever the memory).
+    void SetImageLimit(const Zarn::SImageSizeLimit& limit) { m_imageLimit = limit; }
+
     // Results in input order.
     std::vector<SBatchResult> Run(const std::vector<SBatchInput>& inputs, const Progress& progress);
 
@@ -77,6 +82,7 @@ private:
     const Zarn::CValueMap& m_process;
     std::filesystem::path m_outputFolder;
     unsigned int m_uWorkers;
+    Zarn::SImageSizeLimit m_imageLimit;
 };
 
 // The summary: file, result, labels, seconds, error; one line per input.

@@ -5,9 +5,12 @@
 #include "BatchRunner.h"
 
 #include <Zarn/Exception/Exception.h>
+#include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Serial/JsonValueFile.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -26,7 +29,7 @@ namespace
 
 const char* const kUsage =
     "usage: docview-batch --process FILE [--output DIR] [-j N] [--shard I/N] [--csv FILE]\n"
-    "                     [--plugin-path DIR] [--verbose] INPUT...\n"
+    "                     [--max-pixels N] [--plugin-path DIR] [--verbose] INPUT...\n"
     "       docview-batch --help | --version\n"
     "\n"
     "Runs the process description FILE on every image INPUT names: image files, or folders with\n"
@@ -37,6 +40,11 @@ const char* const kUsage =
     "  --shard I/N  only every N-th input, starting at the I-th (I from 0 to N-1): N jobs with\n"
     "               I = 0..N-1 (for instance a Slurm job array) share the inputs between them\n"
     "  --csv FILE   the summary goes to FILE instead\n"
+    "  --max-pixels N\n"
+    "               refuse an image whose header claims more than N pixels (all planes\n"
+    "               together), before it is decoded (default: 268435456 = 2^28); never more\n"
+    "               than the memory available at the start, shared by the workers, holds\n"
+    "               three times at the image's bytes per pixel\n"
     "  --verbose    also the plug-ins' progress messages\n"
     "  --help       this text\n"
     "  --version    the program's version\n"
@@ -75,6 +83,7 @@ struct SBatchOptions
     unsigned int m_uWorkers = std::max(1u, std::thread::hardware_concurrency());
     unsigned int m_uShard = 0;
     unsigned int m_uShards = 1;
+    std::uint64_t m_uMaxPixels = Zarn::SImageSizeLimit::kDefaultMaxPixels;
     bool m_bVerbose = false;
     std::vector<std::string> m_lstPluginFolders = {DefaultModuleFolder()};
     std::vector<std::string> m_lstInputs;
@@ -97,6 +106,17 @@ void SetWorkers(SBatchOptions& options, const std::string& value)
         throw CUsageError("-j needs a number from 1 to 1024, not '" + value + "'");
     }
     options.m_uWorkers = static_cast<unsigned int>(nCount);
+}
+
+void SetMaxPixels(SBatchOptions& options, const std::string& value)
+{
+    char* pEnd = nullptr;
+    const unsigned long long uCount = std::strtoull(value.c_str(), &pEnd, 10);
+    if (value.empty() || *pEnd != '\0' || value[0] == '-' || uCount < 1 || uCount == ULLONG_MAX)
+    {
+        throw CUsageError("--max-pixels needs a number of pixels from 1 up, not '" + value + "'");
+    }
+    options.m_uMaxPixels = uCount;
 }
 
 void SetShard(SBatchOptions& options, const std::string& value)
@@ -142,6 +162,7 @@ const SOption kOptions[] = {
      [](SBatchOptions& options, const std::string&) { options.m_bVerbose = true; }},
     {{"-j", "--jobs"}, true, SetWorkers},
     {{"--shard"}, true, SetShard},
+    {{"--max-pixels"}, true, SetMaxPixels},
 };
 
 const SOption* FindOption(const std::string& argument)
@@ -242,6 +263,8 @@ std::vector<SBatchResult> RunAll(const SBatchOptions& options, const Zarn::CValu
     CBatchProgress progress(std::cerr, inputs.size(), ::isatty(STDERR_FILENO) != 0);
     const auto start = std::chrono::steady_clock::now();
     CBatchRunner runner(process, options.m_outputFolder, options.m_uWorkers);
+    runner.SetImageLimit(
+        Zarn::SImageSizeLimit::ForReaders(options.m_uMaxPixels, options.m_uWorkers));
     std::vector<SBatchResult> lstResults = runner.Run(
         inputs, [&](const SBatchResult& result, size_t done, size_t failed)
         { progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed); });
@@ -263,8 +286,10 @@ size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
             {
                 std::cerr << "Failed:\n";
             }
-            std::cerr << "  " << result.m_input.m_path.string() << ": " << result.m_strError
-                      << "\n";
+            // Most errors start with the file already; it is named once.
+            const std::string strFile = result.m_input.m_path.string() + ": ";
+            std::cerr << "  " << (result.m_strError.rfind(strFile, 0) == 0 ? "" : strFile)
+                      << result.m_strError << "\n";
         }
     }
     char szRate[32];

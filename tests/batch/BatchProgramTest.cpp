@@ -1,3 +1,4 @@
+#include "BatchProgramRun.h"
 #include "BatchTempFolder.h"
 // docview-batch as a user runs it: the real program with the real modules and a shipped process,
 // on a folder of generated images.
@@ -24,28 +25,6 @@ namespace fs = std::filesystem;
 
 namespace
 {
-
-struct SRun
-{
-    int m_nExit = -1;
-    std::string m_strOutput;
-};
-
-// Runs docview-batch with `arguments`; `environment` ("NAME=value ...") goes before the command.
-SRun RunProgram(const std::string& arguments, const std::string& environment = {})
-{
-    const std::string strCommand = environment + " " + DOCVIEW_BATCH + " " + arguments + " 2>&1";
-    SRun run;
-    FILE* pPipe = ::popen(strCommand.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pPipe) != nullptr)
-    {
-        run.m_strOutput += buffer.data();
-    }
-    const int nStatus = ::pclose(pPipe);
-    run.m_nExit = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-    return run;
-}
 
 // CSV lines without the header, split into fields (the test files have no commas).
 std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)

@@ -1,0 +1,144 @@
+// docview-batch on inputs that are no ordinary images: files whose header claims more pixels than
+// the run can hold, and things in the file system that are no files. Each fails alone, in one
+// line naming it, and the others go on.
+
+#include "BatchProgramRun.h"
+#include "BatchTempFolder.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+
+// The lines of the output that name `file` and hold `text`.
+int LinesWith(const std::string& output, const std::string& file, const std::string& text)
+{
+    int nLines = 0;
+    std::istringstream stream(output);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        nLines += strLine.find(file + ": ") != std::string::npos &&
+                          strLine.find(text) != std::string::npos
+                      ? 1
+                      : 0;
+    }
+    return nLines;
+}
+
+class BatchBadInput : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_root = NewBatchTempFolder("docview-batch-bad-XXXXXX");
+        ASSERT_FALSE(m_root.empty());
+        ASSERT_TRUE(cv::imwrite((m_root / "good.png").string(), cv::Mat(120, 160, CV_8UC1, 90)));
+    }
+    void TearDown() override { fs::remove_all(m_root); }
+
+    // A run of the smoothing process; a bomb must not take the machine down with it, so the
+    // program gets 4 GB of address space and two minutes.
+    SRun Run(const std::string& arguments) const
+    {
+        return RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                              (m_root / "out").string() + "' " + arguments,
+                          "ulimit -v 4000000; timeout 120");
+    }
+
+    std::string Quoted(const fs::path& path) const { return "'" + path.string() + "' "; }
+
+    fs::path m_root;
+};
+
+TEST_F(BatchBadInput, ABombIsRefusedByTheSizeItsHeaderClaims)
+{
+    const fs::path tiff = fs::path(BATCH_INPUTS) / "bomb-63090x16387.tif";
+    const fs::path png = fs::path(BATCH_INPUTS) / "bomb-32000x32000.png";
+    const SRun run = Run("-j 2 " + Quoted(tiff) + Quoted(png) + Quoted(m_root / "good.png"));
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, tiff.string(),
+                        "image too large: 63090 × 16387 pixels, the limit is "),
+              1)
+        << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, png.string(),
+                        "image too large: 32000 × 32000 pixels, the limit is "),
+              1)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("1 of 3 done"), std::string::npos) << run.m_strOutput;
+}
+
+TEST_F(BatchBadInput, MaxPixelsSetsTheLimit)
+{
+    const fs::path good = m_root / "good.png";
+    SRun run = Run("-j 1 --max-pixels 19199 " + Quoted(good));
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, good.string(),
+                        "image too large: 160 × 120 pixels, the limit is 19199 pixels"),
+              1)
+        << run.m_strOutput;
+    run = Run("-j 1 --max-pixels 19200 " + Quoted(good));
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    run = Run("-j 1 --max-pixels 0 " + Quoted(good));
+    EXPECT_EQ(run.m_nExit, 2) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("--max-pixels needs a number of pixels"), std::string::npos)
+        << run.m_strOutput;
+    run = RunProgram("--help");
+    EXPECT_NE(run.m_strOutput.find("--max-pixels N"), std::string::npos) << run.m_strOutput;
+}
+
+// A socket file bound in the folder, closed again: the file stays.
+void MakeSocketFile(const fs::path& path)
+{
+    const int nSocket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_GE(nSocket, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.string().size(), sizeof(address.sun_path));
+    std::snprintf(address.sun_path, sizeof(address.sun_path), "%s", path.c_str());
+    EXPECT_EQ(::bind(nSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    ::close(nSocket);
+}
+
+// A looping link used to end the run before it started and a named pipe to hang it.
+TEST_F(BatchBadInput, OddFilesFailOneByOneAndTheOthersGoOn)
+{
+    fs::create_symlink("loop.png", m_root / "loop.png");
+    ASSERT_EQ(::mkfifo((m_root / "pipe.png").c_str(), 0600), 0);
+    MakeSocketFile(m_root / "socket.png");
+    fs::create_directories(m_root / "folder");
+    fs::create_symlink("again.png", m_root / "folder" / "again.png");
+    fs::copy_file(m_root / "good.png", m_root / "folder" / "good2.png");
+
+    const SRun run = Run("-j 2 " + Quoted(m_root / "loop.png") + Quoted(m_root / "pipe.png") +
+                         Quoted(m_root / "socket.png") + "/dev/null " + Quoted(m_root / "folder") +
+                         Quoted(m_root / "good.png"));
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "loop.png").string(), "the symbolic link loops"),
+              1)
+        << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "folder" / "again.png").string(),
+                        "the symbolic link loops"),
+              1)
+        << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "pipe.png").string(), "is a named pipe"), 1)
+        << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "socket.png").string(), "is a socket"), 1)
+        << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, "/dev/null", "is a device"), 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("2 of 7 done"), std::string::npos) << run.m_strOutput;
+}
+
+} // namespace
