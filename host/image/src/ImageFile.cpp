@@ -2,6 +2,7 @@
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageOpenCV.h>
+#include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Image/TekaHeaderTools.h>
 #include <Zarn/Serial/JsonValueFile.h>
 #include <Zarn/Value/ValueContainer.h>
@@ -19,6 +20,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
@@ -340,6 +342,40 @@ std::unique_ptr<CImage> ImageFromPages(const std::string& path, const std::vecto
     return pImage;
 }
 
+std::string DamagedReason(EnFormat format)
+{
+    std::string strReason = "cannot decode: damaged or unsupported ";
+    strReason += FormatName(format);
+    strReason += " data";
+    return strReason;
+}
+
+// OpenCV's decoders refuse images above a size of their own (OPENCV_IO_MAX_IMAGE_PIXELS, 2^30
+// unless set); anything else they throw for is damaged data.
+std::string DecoderRefusal(const std::string& path, EnFormat format)
+{
+    std::uint64_t uLimit = std::uint64_t(1) << 30;
+    if (const char* szLimit = std::getenv("OPENCV_IO_MAX_IMAGE_PIXELS"))
+    {
+        uLimit = std::strtoull(szLimit, nullptr, 10);
+    }
+    SImageExtent extent;
+    try
+    {
+        extent = CImageSizeGuard::Probe(path);
+    }
+    catch (const CException&)
+    {
+        // The file was read a moment ago; if it is gone now, the decoder's failure stands alone.
+    }
+    if (!extent.IsKnown() || extent.m_uPixels / extent.m_uPlanes <= uLimit)
+    {
+        return DamagedReason(format);
+    }
+    return "image too large: " + extent.ToString() + " pixels, the decoder takes at most " +
+           std::to_string(uLimit) + " pixels";
+}
+
 std::vector<cv::Mat> Decode(const std::string& path, EnFormat format,
                             const std::vector<unsigned char>& bytes)
 {
@@ -362,18 +398,15 @@ std::vector<cv::Mat> Decode(const std::string& path, EnFormat format,
             }
         }
     }
-    catch (const cv::Exception& ex)
+    catch (const cv::Exception&)
     {
-        std::string strReason = "cannot decode: ";
-        strReason += ex.err;
-        Fail(ZARN_LOCATION, path, strReason);
+        // OpenCV's text is an assertion ("pixels <= CV_IO_MAX_IMAGE_PIXELS"); the user is told
+        // what it means instead.
+        Fail(ZARN_LOCATION, path, DecoderRefusal(path, format));
     }
     if (lstPages.empty())
     {
-        std::string strReason = "cannot decode: damaged or unsupported ";
-        strReason += FormatName(format);
-        strReason += " data";
-        Fail(ZARN_LOCATION, path, strReason);
+        Fail(ZARN_LOCATION, path, DamagedReason(format));
     }
     return lstPages;
 }
@@ -580,11 +613,10 @@ void Encode(const std::string& target, const std::string& path, EnFormat format,
         bWritten = planes.size() == 1 ? cv::imwrite(target, planes.front(), lstParameters)
                                       : cv::imwritemulti(target, planes, lstParameters);
     }
-    catch (const cv::Exception& ex)
+    catch (const cv::Exception&)
     {
-        std::string strReason = "cannot write: ";
-        strReason += ex.err;
-        Fail(ZARN_LOCATION, path, strReason);
+        // Not OpenCV's assertion text: the failure below says the same in the user's words.
+        bWritten = false;
     }
     if (!bWritten)
     {

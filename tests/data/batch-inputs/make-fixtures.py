@@ -45,3 +45,4 @@ def png_bomb(path, width, height):
 
 tiff_lzw_bomb("bomb-63090x16387.tif", 63090, 16387)
 png_bomb("bomb-32000x32000.png", 32000, 32000)
+png_bomb("bomb-100000x100000.png", 100000, 100000)
