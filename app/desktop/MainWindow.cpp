@@ -4,6 +4,7 @@
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Serial/JsonValueFile.h>
 #include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
@@ -68,6 +69,28 @@ QIcon IconNamed(const QString& name, const QStyle* style)
 std::string ErrorText(const std::exception& error)
 {
     return error.what();
+}
+
+// Asks before decoding a file whose header claims more pixels than this computer should hold
+// (the guard's default limit, or less when the free memory is short); true to read it. What is no
+// image file at all (a named pipe, a looping link) throws, as reading it would.
+bool ConfirmLargeImage(QWidget* parent, const QString& file)
+{
+    const std::string strRefusal = Zarn::CImageSizeGuard::Refusal(
+        Zarn::CImageSizeGuard::Probe(file.toStdString()),
+        Zarn::SImageSizeLimit::ForReaders(Zarn::SImageSizeLimit::kDefaultMaxPixels, 1));
+    if (strRefusal.empty())
+    {
+        return true;
+    }
+    QMessageBox box(QMessageBox::Question, QObject::tr("Open a large image?"),
+                    file + ": " + QString::fromStdString(strRefusal) + ".",
+                    QMessageBox::Open | QMessageBox::Cancel, parent);
+    box.setObjectName("LargeImage");
+    box.setInformativeText(QObject::tr("Decoding it may take all the memory of this computer and "
+                                       "a long time. Open it all the same?"));
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Open;
 }
 
 } // namespace
@@ -647,6 +670,10 @@ int CMainWindow::OpenFiles(const QStringList& files)
     {
         try
         {
+            if (!ConfirmLargeImage(this, strFile))
+            {
+                continue;
+            }
             Zarn::CValueMap* pDocument = Zarn::ImageDocument::Read(strFile.toStdString());
             // The repository takes the document when the message reaches it.
             m_session.Post("ADD_DOCUMENT", new Zarn::CValuePointer<Zarn::CValueMap>(pDocument));

@@ -602,3 +602,22 @@ TEST_F(MainWindow, UnreadableFilesAreListedInOneWarningAndTheOthersOpen)
 }
 
 } // namespace
+
+namespace
+{
+
+// A file whose header claims a billion pixels could take all the memory while it is decoded.
+TEST_F(MainWindow, HugeImageIsOpenedOnlyAfterAsking)
+{
+    const QString strBomb = QString(BATCH_INPUTS) + "/bomb-32000x32000.png";
+    SAnswer answer;
+    answer.Click(QMessageBox::Cancel);
+    EXPECT_EQ(m_pWindow->OpenFiles({strBomb, QString(SAMPLES_DIR) + "/cells.png"}), 1);
+    EXPECT_EQ(answer.m_strTitle, "Open a large image?");
+    EXPECT_NE(answer.m_strText.indexOf(strBomb + ": image too large: 32000 × 32000 pixels"), -1)
+        << answer.m_strText.toStdString();
+    EXPECT_TRUE(Until([]() { return AppTest::Journal().m_lstAdded.size() == 1; }));
+    EXPECT_EQ(AppTest::Journal().m_lstAdded, std::vector<std::string>{"cells.png"});
+}
+
+} // namespace
