@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <vector>
 
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -139,6 +140,30 @@ TEST_F(BatchBadInput, OddFilesFailOneByOneAndTheOthersGoOn)
         << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, "/dev/null", "is a device"), 1) << run.m_strOutput;
     EXPECT_NE(run.m_strOutput.find("2 of 7 done"), std::string::npos) << run.m_strOutput;
+}
+
+// libpng used to print "libpng warning: ..." and "libpng error: ..." on its own lines, which
+// said nothing of the file they were about.
+TEST_F(BatchBadInput, ImageLibraryMessagesNameTheirFile)
+{
+    std::vector<unsigned char> bytes;
+    ASSERT_TRUE(cv::imencode(".png", cv::Mat(120, 160, CV_8UC1, 90), bytes));
+    // A text chunk with a wrong checksum after the header chunk: libpng warns and reads on.
+    const std::string strText("\0\0\0\15tEXtComment\0hello\xde\xad\xbe\xef", 25);
+    std::vector<unsigned char> damaged(bytes.begin(), bytes.begin() + 33);
+    damaged.insert(damaged.end(), strText.begin(), strText.end());
+    damaged.insert(damaged.end(), bytes.begin() + 33, bytes.end());
+    std::ofstream(m_root / "text.png", std::ios::binary)
+        .write(reinterpret_cast<const char*>(damaged.data()),
+               static_cast<std::streamsize>(damaged.size()));
+
+    const SRun run = Run("-j 1 " + Quoted(m_root / "text.png"));
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    EXPECT_EQ(run.m_strOutput.find("libpng"), std::string::npos) << run.m_strOutput;
+    EXPECT_EQ(
+        LinesWith(run.m_strOutput, (m_root / "text.png").string(), "PNG warning: tEXt: CRC error"),
+        1)
+        << run.m_strOutput;
 }
 
 } // namespace

@@ -1,11 +1,16 @@
 #include <Zarn/Image/ImageFile.h>
 
+#include "PngReader.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageOpenCV.h>
 #include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Image/TekaHeaderTools.h>
+#include <Zarn/Log/Logger.h>
+#include <Zarn/Registry/Registry.h>
 #include <Zarn/Serial/JsonValueFile.h>
 #include <Zarn/Value/ValueContainer.h>
+#include <Zarn/Value/ValuePointer.h>
 #include <Zarn/Value/ValueScalar.h>
 
 #include <opencv2/core.hpp>
@@ -23,6 +28,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -351,14 +357,17 @@ std::string DamagedReason(EnFormat format)
 }
 
 // OpenCV's decoders refuse images above a size of their own (OPENCV_IO_MAX_IMAGE_PIXELS, 2^30
-// unless set); anything else they throw for is damaged data.
+// unless set); the PNG reader keeps the same limit.
+std::uint64_t DecoderLimit()
+{
+    const char* szLimit = std::getenv("OPENCV_IO_MAX_IMAGE_PIXELS");
+    return szLimit != nullptr ? std::strtoull(szLimit, nullptr, 10) : std::uint64_t(1) << 30;
+}
+
+// A decoder's refusal: the image is above its limit, or else its data are damaged.
 std::string DecoderRefusal(const std::string& path, EnFormat format)
 {
-    std::uint64_t uLimit = std::uint64_t(1) << 30;
-    if (const char* szLimit = std::getenv("OPENCV_IO_MAX_IMAGE_PIXELS"))
-    {
-        uLimit = std::strtoull(szLimit, nullptr, 10);
-    }
+    const std::uint64_t uLimit = DecoderLimit();
     SImageExtent extent;
     try
     {
@@ -376,13 +385,62 @@ std::string DecoderRefusal(const std::string& path, EnFormat format)
            std::to_string(uLimit) + " pixels";
 }
 
+// Warnings of a codec about a file it read all the same go to the host's log, naming the file;
+// without a host (a program that registered none), to standard error.
+void ReportWarnings(const std::string& path, const char* codec,
+                    const std::vector<std::string>& warnings)
+{
+    CLogger* pLogger = nullptr;
+    if (!warnings.empty() && CRegistry::Obj().HasEntry(CValue_Key("tmp/logger")))
+    {
+        pLogger = UnwrapPointer<CLogger>(CRegistry::Obj().Entry(CValue_Key("tmp/logger")));
+    }
+    for (const std::string& strWarning : warnings)
+    {
+        const std::string strLine = path + ": " + codec + " warning: " + strWarning + "\n";
+        if (pLogger != nullptr)
+        {
+            pLogger->SetLevel(CLogger::levelWarning) << strLine;
+        }
+        else
+        {
+            std::cerr << strLine;
+        }
+    }
+}
+
+// PNG through libpng itself rather than OpenCV, whose reader lets libpng print its messages on
+// standard error, where nobody can tell which file they concern.
+cv::Mat DecodePng(const std::string& path, const std::vector<unsigned char>& bytes)
+{
+    Impl::SPngMessages messages;
+    std::uint64_t uPixels = 0;
+    cv::Mat matrix = Impl::ReadPng(bytes, DecoderLimit(), uPixels, messages);
+    ReportWarnings(path, "PNG", messages.m_lstWarnings);
+    if (uPixels > DecoderLimit())
+    {
+        Fail(ZARN_LOCATION, path, DecoderRefusal(path, fmtPng));
+    }
+    if (matrix.empty())
+    {
+        Fail(ZARN_LOCATION, path,
+             DamagedReason(fmtPng) +
+                 (messages.m_strError.empty() ? "" : " (" + messages.m_strError + ")"));
+    }
+    return matrix;
+}
+
 std::vector<cv::Mat> Decode(const std::string& path, EnFormat format,
                             const std::vector<unsigned char>& bytes)
 {
     std::vector<cv::Mat> lstPages;
     try
     {
-        if (format == fmtTiff)
+        if (format == fmtPng)
+        {
+            lstPages.push_back(DecodePng(path, bytes));
+        }
+        else if (format == fmtTiff)
         {
             if (!cv::imreadmulti(path, lstPages, cv::IMREAD_UNCHANGED))
             {
