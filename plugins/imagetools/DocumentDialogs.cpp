@@ -29,6 +29,12 @@ SaveChangesAsker& Asker()
     return asker;
 }
 
+LargeImageAsker& LargeAsker()
+{
+    static LargeImageAsker asker;
+    return asker;
+}
+
 // Null gives the dialog a window of its own.
 QWidget* DialogParent()
 {
@@ -89,6 +95,26 @@ EnSaveAnswer AskSaveChanges(const QString& title, const QString& text)
 void SetSaveChangesAsker(SaveChangesAsker asker)
 {
     Asker() = std::move(asker);
+}
+
+bool AskOpenLargeImage(const QString& title, const QString& text)
+{
+    if (LargeAsker())
+    {
+        return LargeAsker()(title, text);
+    }
+    QMessageBox box(QMessageBox::Question, title, text, QMessageBox::Open | QMessageBox::Cancel,
+                    DialogParent());
+    box.setObjectName("LargeImage");
+    box.setInformativeText(QObject::tr("Decoding it may take all the memory of this computer and "
+                                       "a long time. Open it all the same?"));
+    box.setDefaultButton(QMessageBox::Cancel);
+    return box.exec() == QMessageBox::Open;
+}
+
+void SetLargeImageAsker(LargeImageAsker asker)
+{
+    LargeAsker() = std::move(asker);
 }
 
 QString ImageFileFilters()

@@ -40,6 +40,13 @@ using SaveChangesAsker = std::function<EnSaveAnswer(const QString& title, const 
 EnSaveAnswer AskSaveChanges(const QString& title, const QString& text);
 void SetSaveChangesAsker(SaveChangesAsker asker);
 
+// Asks whether to open an image whose header claims more pixels than this computer should
+// decode (`text` names the file, its size and the limit), with Open and Cancel buttons (Cancel is
+// the default); true to open it.
+using LargeImageAsker = std::function<bool(const QString& title, const QString& text)>;
+bool AskOpenLargeImage(const QString& title, const QString& text);
+void SetLargeImageAsker(LargeImageAsker asker);
+
 // The name filters of the image file dialogs.
 QString ImageFileFilters();
 

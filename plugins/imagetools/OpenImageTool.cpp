@@ -6,6 +6,7 @@
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
+#include <Zarn/Image/ImageSizeGuard.h>
 #include <Zarn/Value/ValueContainer.h>
 #include <Zarn/Value/ValueScalar.h>
 
@@ -13,6 +14,31 @@
 #include <QStringList>
 
 DOCVIEW_REGISTER_PLUGIN("OpenImage", COpenImageTool);
+
+namespace
+{
+
+// Whether to read a file whose header may claim more pixels than this computer should decode:
+// the user who chose it is asked, a description's file is refused (CExBadParam naming it). What
+// is no image file at all (a named pipe, a looping link) throws, as reading it would.
+bool MayRead(const std::string& file, bool bAsk)
+{
+    const std::string strRefusal = Zarn::CImageSizeGuard::Refusal(
+        Zarn::CImageSizeGuard::Probe(file),
+        Zarn::SImageSizeLimit::ForReaders(Zarn::SImageSizeLimit::kDefaultMaxPixels, 1));
+    if (strRefusal.empty())
+    {
+        return true;
+    }
+    if (!bAsk)
+    {
+        throw Zarn::CExBadParam(ZARN_LOCATION, (file + ": " + strRefusal).c_str());
+    }
+    return ImageTools::AskOpenLargeImage(QStringLiteral("Open a large image?"),
+                                         QString::fromStdString(file + ": " + strRefusal + "."));
+}
+
+} // namespace
 
 COpenImageTool::COpenImageTool() : m_bHasFiles(false)
 {
@@ -80,6 +106,10 @@ void COpenImageTool::Run(Zarn::CValueMap& data)
     {
         try
         {
+            if (!MayRead(strFile, !m_bHasFiles))
+            {
+                continue;
+            }
             ImageTools::ListDocument(data, "output/documents/add",
                                      Zarn::ImageDocument::Read(strFile));
         }

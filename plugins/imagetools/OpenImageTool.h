@@ -12,7 +12,9 @@
 //
 // Run lists every document read under "output/documents/add" (lent; the receiver owns them).
 // Files that cannot be read are skipped and named in "output/error/message", one line each with
-// the path and the reason. GUI thread only ("threaded": false): it may show a dialog.
+// the path and the reason. A file whose header claims more pixels than this computer should
+// decode (CImageSizeGuard) is opened only when the user who chose it says so; a description's
+// file is refused with that reason. GUI thread only ("threaded": false): it may show a dialog.
 // Owns nothing after a run. Init throws a Zarn::CException for "files" that is not a list of
 // texts; Run reports unreadable files instead of throwing. Sends and handles no messages.
 class COpenImageTool : public Zarn::CPluginBase

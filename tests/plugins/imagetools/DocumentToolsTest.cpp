@@ -261,6 +261,36 @@ TEST(OpenImageTool, WithoutFilesTheDialogAsksForImagesAndStartsInTheFolderLastUs
     EXPECT_FALSE(second.HasEntry("output")) << "a cancelled dialog gives no output";
 }
 
+// A header that claims a billion pixels could take all the memory while it is decoded: the user
+// is asked first, a description's file is refused.
+TEST(OpenImageTool, ImageTooLargeIsOpenedOnlyAfterTheUserSaidSo)
+{
+    const std::string strBomb = std::string(BATCH_INPUTS) + "/bomb-32000x32000.png";
+    CDialogScript dialogs;
+    dialogs.m_bOpenExpected = true;
+    dialogs.m_lstFilesToOpen = {QString::fromStdString(strBomb)};
+    dialogs.m_bLargeImageExpected = true;
+    COpenImageTool chosen;
+    Prepare(chosen, Description("OpenImage"), nullptr);
+    Zarn::CValueMap data;
+    chosen.Run(data);
+    EXPECT_TRUE(DocumentsAt(data, "output/documents/add").empty());
+    EXPECT_FALSE(data.HasEntry("output/error")) << "cancelled, not failed";
+    ASSERT_EQ(dialogs.m_lstLargeImageQuestions.size(), 1U);
+    EXPECT_EQ(dialogs.m_lstLargeImageQuestions[0].m_strCaption, "Open a large image?");
+    EXPECT_EQ(dialogs.m_lstLargeImageQuestions[0].m_strArgument,
+              strBomb + ": image too large: 32000 × 32000 pixels, the limit is 268435456 pixels.");
+
+    COpenImageTool described;
+    Prepare(described, Description("OpenImage", "files", TextList({strBomb})), nullptr);
+    Zarn::CValueMap replayed;
+    described.Run(replayed);
+    EXPECT_TRUE(DocumentsAt(replayed, "output/documents/add").empty());
+    EXPECT_EQ(ErrorText(replayed),
+              strBomb + ": image too large: 32000 × 32000 pixels, the limit is 268435456 pixels");
+    EXPECT_EQ(dialogs.m_lstLargeImageQuestions.size(), 1U);
+}
+
 TEST(OpenImageTool, DescriptionFilesThatAreNoListOfTextsAreRejected)
 {
     COpenImageTool tool;

@@ -112,6 +112,13 @@ public:
                      "unexpected question: " + text.toStdString());
                 return m_enAnswer;
             });
+        ImageTools::SetLargeImageAsker(
+            [this](const QString& title, const QString& text)
+            {
+                Note(m_lstLargeImageQuestions, {title, text, QString()}, m_bLargeImageExpected,
+                     "unexpected question: " + text.toStdString());
+                return m_bOpenLargeImage;
+            });
     }
     CDialogScript(const CDialogScript&) = delete;
     CDialogScript& operator=(const CDialogScript&) = delete;
@@ -120,6 +127,7 @@ public:
         ImageTools::SetFilesToOpenChooser(nullptr);
         ImageTools::SetSavePathChooser(nullptr);
         ImageTools::SetSaveChangesAsker(nullptr);
+        ImageTools::SetLargeImageAsker(nullptr);
     }
 
     // The save dialog is expected and answers the path.
@@ -142,10 +150,13 @@ public:
     std::string m_strSavePath; // empty: cancelled
     bool m_bQuestionExpected = false;
     ImageTools::EnSaveAnswer m_enAnswer = ImageTools::saCancel;
+    bool m_bLargeImageExpected = false;
+    bool m_bOpenLargeImage = false; // the answer to the large image question
 
     std::vector<SCall> m_lstOpenCalls;
     std::vector<SCall> m_lstSaveCalls;
     std::vector<SCall> m_lstQuestions;
+    std::vector<SCall> m_lstLargeImageQuestions;
 
 private:
     struct SAsked
