@@ -24,19 +24,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-// The lines of the output that name `file` and hold `text`.
-int LinesWith(const std::string& output, const std::string& file, const std::string& text)
+// The lines of the output that name `file` ("file: ...") and hold `text`.
+std::size_t LinesWith(const std::string& output, const std::string& file, const std::string& text)
 {
-    int nLines = 0;
-    std::istringstream stream(output);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        nLines += strLine.find(file + ": ") != std::string::npos &&
-                          strLine.find(text) != std::string::npos
-                      ? 1
-                      : 0;
-    }
-    return nLines;
+    return CountLinesWith(output, file + ": ", text);
 }
 
 class BatchBadInput : public testing::Test
@@ -44,7 +35,6 @@ class BatchBadInput : public testing::Test
 protected:
     void SetUp() override
     {
-        m_root = NewBatchTempFolder("docview-batch-bad-XXXXXX");
         ASSERT_FALSE(m_root.empty());
         ASSERT_TRUE(cv::imwrite((m_root / "good.png").string(), cv::Mat(120, 160, CV_8UC1, 90)));
     }
@@ -61,7 +51,7 @@ protected:
 
     std::string Quoted(const fs::path& path) const { return "'" + path.string() + "' "; }
 
-    fs::path m_root;
+    fs::path m_root = NewBatchTempFolder("docview-batch-bad-XXXXXX");
 };
 
 TEST_F(BatchBadInput, ABombIsRefusedByTheSizeItsHeaderClaims)
@@ -72,11 +62,11 @@ TEST_F(BatchBadInput, ABombIsRefusedByTheSizeItsHeaderClaims)
     EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, tiff.string(),
                         "image too large: 63090 × 16387 pixels, the limit is "),
-              1)
+              1U)
         << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, png.string(),
                         "image too large: 32000 × 32000 pixels, the limit is "),
-              1)
+              1U)
         << run.m_strOutput;
     EXPECT_NE(run.m_strOutput.find("1 of 3 done"), std::string::npos) << run.m_strOutput;
 }
@@ -88,7 +78,7 @@ TEST_F(BatchBadInput, MaxPixelsSetsTheLimit)
     EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, good.string(),
                         "image too large: 160 × 120 pixels, the limit is 19199 pixels"),
-              1)
+              1U)
         << run.m_strOutput;
     run = Run("-j 1 --max-pixels 19200 " + Quoted(good));
     EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
@@ -128,17 +118,17 @@ TEST_F(BatchBadInput, OddFilesFailOneByOneAndTheOthersGoOn)
                          Quoted(m_root / "good.png"));
     EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "loop.png").string(), "the symbolic link loops"),
-              1)
+              1U)
         << run.m_strOutput;
     EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "folder" / "again.png").string(),
                         "the symbolic link loops"),
-              1)
+              1U)
         << run.m_strOutput;
-    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "pipe.png").string(), "is a named pipe"), 1)
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "pipe.png").string(), "is a named pipe"), 1U)
         << run.m_strOutput;
-    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "socket.png").string(), "is a socket"), 1)
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "socket.png").string(), "is a socket"), 1U)
         << run.m_strOutput;
-    EXPECT_EQ(LinesWith(run.m_strOutput, "/dev/null", "is a device"), 1) << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, "/dev/null", "is a device"), 1U) << run.m_strOutput;
     EXPECT_NE(run.m_strOutput.find("2 of 7 done"), std::string::npos) << run.m_strOutput;
 }
 
@@ -162,7 +152,7 @@ TEST_F(BatchBadInput, ImageLibraryMessagesNameTheirFile)
     EXPECT_EQ(run.m_strOutput.find("libpng"), std::string::npos) << run.m_strOutput;
     EXPECT_EQ(
         LinesWith(run.m_strOutput, (m_root / "text.png").string(), "PNG warning: tEXt: CRC error"),
-        1)
+        1U)
         << run.m_strOutput;
 }
 

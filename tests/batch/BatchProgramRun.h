@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <sstream>
 #include <string>
 
 #include <sys/wait.h>
@@ -30,4 +31,20 @@ inline SRun RunProgram(const std::string& arguments, const std::string& environm
     const int nStatus = ::pclose(pPipe);
     run.m_nExit = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
     return run;
+}
+
+// The number of lines of `text` that hold both parts.
+inline std::size_t CountLinesWith(const std::string& text, const std::string& part1,
+                                  const std::string& part2)
+{
+    std::size_t nLines = 0;
+    std::istringstream stream(text);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
+        {
+            ++nLines;
+        }
+    }
+    return nLines;
 }

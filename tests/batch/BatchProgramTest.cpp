@@ -150,24 +150,6 @@ TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
     }
 }
 
-namespace
-{
-std::size_t CountLinesWith(const std::string& text, const std::string& part1,
-                           const std::string& part2)
-{
-    std::size_t nLines = 0;
-    std::istringstream stream(text);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
-        {
-            ++nLines;
-        }
-    }
-    return nLines;
-}
-} // namespace
-
 // A module cut short used to kill the run with SIGBUS, and one whose entry crashes with SIGSEGV.
 TEST_F(BatchProgram, BrokenModulesOnThePluginPathAreNamedOnceAndTheRunGoesOn)
 {
