@@ -132,8 +132,8 @@ TEST_F(BatchBadInput, OddFilesFailOneByOneAndTheOthersGoOn)
     EXPECT_NE(run.m_strOutput.find("2 of 7 done"), std::string::npos) << run.m_strOutput;
 }
 
-// libpng used to print "libpng warning: ..." and "libpng error: ..." on its own lines, which
-// said nothing of the file they were about.
+// libpng used to print "libpng warning: ..." and "libpng error: ..." on their own lines, and
+// libjpeg "Corrupt JPEG data: ...", which said nothing of the file they were about.
 TEST_F(BatchBadInput, ImageLibraryMessagesNameTheirFile)
 {
     std::vector<unsigned char> bytes;
@@ -147,9 +147,22 @@ TEST_F(BatchBadInput, ImageLibraryMessagesNameTheirFile)
         .write(reinterpret_cast<const char*>(damaged.data()),
                static_cast<std::streamsize>(damaged.size()));
 
-    const SRun run = Run("-j 1 " + Quoted(m_root / "text.png"));
+    // Bytes between the first segment and the next marker: libjpeg warns and reads on.
+    ASSERT_TRUE(cv::imencode(".jpg", cv::Mat(120, 160, CV_8UC3, cv::Scalar(20, 90, 160)), bytes));
+    const std::string strExtra("\1\2\3\4\5");
+    bytes.insert(bytes.begin() + 4 + (bytes[4] << 8 | bytes[5]), strExtra.begin(), strExtra.end());
+    std::ofstream(m_root / "extra.jpg", std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+
+    const SRun run = Run("-j 1 " + Quoted(m_root / "text.png") + Quoted(m_root / "extra.jpg"));
     EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
     EXPECT_EQ(run.m_strOutput.find("libpng"), std::string::npos) << run.m_strOutput;
+    EXPECT_EQ(LinesWith(run.m_strOutput, (m_root / "extra.jpg").string(),
+                        "JPEG warning: Corrupt JPEG data: 5 extraneous bytes before marker"),
+              1U)
+        << run.m_strOutput;
+    EXPECT_EQ(CountLinesWith(run.m_strOutput, "Corrupt JPEG data", ""), 1U) << run.m_strOutput;
     EXPECT_EQ(
         LinesWith(run.m_strOutput, (m_root / "text.png").string(), "PNG warning: tEXt: CRC error"),
         1U)

@@ -1,5 +1,6 @@
 #include <Zarn/Image/ImageFile.h>
 
+#include "JpegReader.h"
 #include "PngReader.h"
 
 #include <Zarn/Exception/Exception.h>
@@ -409,25 +410,70 @@ void ReportWarnings(const std::string& path, const char* codec,
     }
 }
 
-// PNG through libpng itself rather than OpenCV, whose reader lets libpng print its messages on
-// standard error, where nobody can tell which file they concern.
-cv::Mat DecodePng(const std::string& path, const std::vector<unsigned char>& bytes)
+// What a reader of our own decoded: refused above the decoder's limit, damaged when empty (with
+// the library's reason).
+cv::Mat Decoded(const std::string& path, EnFormat format, const cv::Mat& matrix,
+                std::uint64_t pixels, const std::string& error)
 {
-    Impl::SPngMessages messages;
-    std::uint64_t uPixels = 0;
-    cv::Mat matrix = Impl::ReadPng(bytes, DecoderLimit(), uPixels, messages);
-    ReportWarnings(path, "PNG", messages.m_lstWarnings);
-    if (uPixels > DecoderLimit())
+    if (pixels > DecoderLimit())
     {
-        Fail(ZARN_LOCATION, path, DecoderRefusal(path, fmtPng));
+        Fail(ZARN_LOCATION, path, DecoderRefusal(path, format));
     }
     if (matrix.empty())
     {
         Fail(ZARN_LOCATION, path,
-             DamagedReason(fmtPng) +
-                 (messages.m_strError.empty() ? "" : " (" + messages.m_strError + ")"));
+             DamagedReason(format) + (error.empty() ? "" : " (" + error + ")"));
     }
     return matrix;
+}
+
+// PNG and JPEG go through libpng and libjpeg themselves rather than OpenCV, whose readers let the
+// libraries print their messages on standard error, where nobody can tell which file they
+// concern. Four-component (CMYK) JPEG is left to OpenCV, which converts it: false.
+bool DecodeOwn(const std::string& path, EnFormat format, const std::vector<unsigned char>& bytes,
+               std::vector<cv::Mat>& pages)
+{
+    std::uint64_t uPixels = 0;
+    if (format == fmtPng)
+    {
+        Impl::SPngMessages messages;
+        const cv::Mat matrix = Impl::ReadPng(bytes, DecoderLimit(), uPixels, messages);
+        ReportWarnings(path, "PNG", messages.m_lstWarnings);
+        pages.push_back(Decoded(path, format, matrix, uPixels, messages.m_strError));
+        return true;
+    }
+    if (format != fmtJpeg)
+    {
+        return false;
+    }
+    Impl::SJpegMessages messages;
+    bool bHandled = true;
+    const cv::Mat matrix = Impl::ReadJpeg(bytes, DecoderLimit(), uPixels, bHandled, messages);
+    ReportWarnings(path, "JPEG", messages.m_lstWarnings);
+    if (bHandled)
+    {
+        pages.push_back(Decoded(path, format, matrix, uPixels, messages.m_strError));
+    }
+    return bHandled;
+}
+
+// TIFF is decoded from the file, for its pages; the others from memory. No pages: not decoded.
+void DecodeWithOpenCV(const std::string& path, EnFormat format,
+                      const std::vector<unsigned char>& bytes, std::vector<cv::Mat>& pages)
+{
+    if (format == fmtTiff)
+    {
+        if (!cv::imreadmulti(path, pages, cv::IMREAD_UNCHANGED))
+        {
+            pages.clear();
+        }
+        return;
+    }
+    cv::Mat matrix = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
+    if (!matrix.empty())
+    {
+        pages.push_back(std::move(matrix));
+    }
 }
 
 std::vector<cv::Mat> Decode(const std::string& path, EnFormat format,
@@ -436,24 +482,9 @@ std::vector<cv::Mat> Decode(const std::string& path, EnFormat format,
     std::vector<cv::Mat> lstPages;
     try
     {
-        if (format == fmtPng)
+        if (!DecodeOwn(path, format, bytes, lstPages))
         {
-            lstPages.push_back(DecodePng(path, bytes));
-        }
-        else if (format == fmtTiff)
-        {
-            if (!cv::imreadmulti(path, lstPages, cv::IMREAD_UNCHANGED))
-            {
-                lstPages.clear();
-            }
-        }
-        else
-        {
-            cv::Mat matrix = cv::imdecode(bytes, cv::IMREAD_UNCHANGED);
-            if (!matrix.empty())
-            {
-                lstPages.push_back(std::move(matrix));
-            }
+            DecodeWithOpenCV(path, format, bytes, lstPages);
         }
     }
     catch (const cv::Exception&)

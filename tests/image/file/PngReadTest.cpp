@@ -52,3 +52,41 @@ INSTANTIATE_TEST_SUITE_P(ColourTypesAndDepths, PngRead,
                          });
 
 } // namespace
+
+namespace
+{
+
+// JPEG too is read by libjpeg directly; grey and colour, baseline and progressive, must give
+// what OpenCV's reader gives.
+TEST(JpegRead, PixelsEqualOpenCVsReader)
+{
+    CTempFolder folder;
+    cv::Mat colour(37, 53, CV_8UC3);
+    cv::randu(colour, cv::Scalar::all(0), cv::Scalar::all(256));
+    cv::GaussianBlur(colour, colour, cv::Size(5, 5), 1.5);
+    cv::Mat grey;
+    cv::cvtColor(colour, grey, cv::COLOR_BGR2GRAY);
+    int nCase = 0;
+    for (const cv::Mat& pixels : {colour, grey})
+    {
+        for (const std::vector<int>& lstOptions :
+             {std::vector<int>{cv::IMWRITE_JPEG_QUALITY, 95},
+              std::vector<int>{cv::IMWRITE_JPEG_QUALITY, 40, cv::IMWRITE_JPEG_PROGRESSIVE, 1},
+              std::vector<int>{cv::IMWRITE_JPEG_QUALITY, 100, cv::IMWRITE_JPEG_RST_INTERVAL, 3}})
+        {
+            const std::string strPath = folder.File("case" + std::to_string(nCase++) + ".jpg");
+            ASSERT_TRUE(cv::imwrite(strPath, pixels, lstOptions));
+            cv::Mat expected = cv::imread(strPath, cv::IMREAD_UNCHANGED);
+            if (expected.channels() == 3)
+            {
+                cv::cvtColor(expected, expected, cv::COLOR_BGR2RGB);
+            }
+            const std::unique_ptr<CImage> pImage(CImageFile::Read(strPath));
+            const cv::Mat actual = PlaneView(*pImage, 0);
+            ASSERT_EQ(actual.type(), expected.type()) << strPath;
+            EXPECT_EQ(cv::norm(actual, expected, cv::NORM_INF), 0.0) << strPath;
+        }
+    }
+}
+
+} // namespace
