@@ -40,7 +40,8 @@ public:
     ~CMainWindow() override;
 
     // Reads the files and adds each as a document; files that cannot be read are listed in one
-    // warning. Returns the number of documents added.
+    // warning. A file whose header claims more pixels than this computer should decode is read
+    // only when the user answers Open. Returns the number of documents added.
     int OpenFiles(const QStringList& files);
 
     // The action posting ON_ACTION (or, with bConfigure, ON_CONFIGURE) with that name, or null.
