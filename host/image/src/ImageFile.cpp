@@ -1,7 +1,6 @@
 #include <Zarn/Image/ImageFile.h>
 
-#include "JpegReader.h"
-#include "PngReader.h"
+#include "CodecReaders.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageOpenCV.h>
@@ -433,23 +432,17 @@ cv::Mat Decoded(const std::string& path, EnFormat format, const cv::Mat& matrix,
 bool DecodeOwn(const std::string& path, EnFormat format, const std::vector<unsigned char>& bytes,
                std::vector<cv::Mat>& pages)
 {
-    std::uint64_t uPixels = 0;
-    if (format == fmtPng)
-    {
-        Impl::SPngMessages messages;
-        const cv::Mat matrix = Impl::ReadPng(bytes, DecoderLimit(), uPixels, messages);
-        ReportWarnings(path, "PNG", messages.m_lstWarnings);
-        pages.push_back(Decoded(path, format, matrix, uPixels, messages.m_strError));
-        return true;
-    }
-    if (format != fmtJpeg)
+    if (format != fmtPng && format != fmtJpeg)
     {
         return false;
     }
-    Impl::SJpegMessages messages;
+    Impl::SCodecMessages messages;
+    std::uint64_t uPixels = 0;
     bool bHandled = true;
-    const cv::Mat matrix = Impl::ReadJpeg(bytes, DecoderLimit(), uPixels, bHandled, messages);
-    ReportWarnings(path, "JPEG", messages.m_lstWarnings);
+    const cv::Mat matrix = format == fmtPng
+                               ? Impl::ReadPng(bytes, DecoderLimit(), uPixels, messages)
+                               : Impl::ReadJpeg(bytes, DecoderLimit(), uPixels, bHandled, messages);
+    ReportWarnings(path, FormatName(format), messages.m_lstWarnings);
     if (bHandled)
     {
         pages.push_back(Decoded(path, format, matrix, uPixels, messages.m_strError));

@@ -1,4 +1,4 @@
-#include "JpegReader.h"
+#include "CodecReaders.h"
 
 #include <csetjmp>
 #include <cstdio>
@@ -16,7 +16,7 @@ struct SJpegErrors
 {
     jpeg_error_mgr m_manager;
     std::jmp_buf m_jump;
-    SJpegMessages* m_pMessages;
+    SCodecMessages* m_pMessages;
 };
 
 std::string MessageText(j_common_ptr info)
@@ -84,7 +84,7 @@ bool Decode(jpeg_decompress_struct& info, SJpegErrors& errors,
 } // namespace
 
 cv::Mat ReadJpeg(const std::vector<unsigned char>& bytes, std::uint64_t maxPixels,
-                 std::uint64_t& pixels, bool& bHandled, SJpegMessages& messages)
+                 std::uint64_t& pixels, bool& bHandled, SCodecMessages& messages)
 {
     jpeg_decompress_struct info{};
     SJpegErrors errors{};

@@ -1,4 +1,4 @@
-#include "PngReader.h"
+#include "CodecReaders.h"
 
 #include <png.h>
 
@@ -15,7 +15,7 @@ struct SPngSource
 {
     const std::vector<unsigned char>& m_bytes;
     size_t m_uAt;
-    SPngMessages& m_messages;
+    SCodecMessages& m_messages;
 };
 
 void ReadFromMemory(png_structp png, png_bytep target, size_t count)
@@ -132,7 +132,7 @@ bool Decode(png_structp png, png_infop info, std::uint64_t maxPixels, std::uint6
 } // namespace
 
 cv::Mat ReadPng(const std::vector<unsigned char>& bytes, std::uint64_t maxPixels,
-                std::uint64_t& pixels, SPngMessages& messages)
+                std::uint64_t& pixels, SCodecMessages& messages)
 {
     SPngSource source{bytes, 0, messages};
     png_structp png =
