@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -79,6 +80,29 @@ public:
 CMessage* NewMessage(int id, CValue* data = nullptr)
 {
     return new CMessage(id, data, CMessage::priNormal);
+}
+
+// Makes the receiver run `fnAction` when it gets the message with the id given, and only then.
+void OnMessage(CRecordingReceiver& receiver, long lId, std::function<void()> fnAction)
+{
+    receiver.m_fnAction = [lId, fnAction](const CValueMap& message)
+    {
+        if (message.EntryLong(CValue_Key("id")) == lId)
+        {
+            fnAction();
+        }
+    };
+}
+
+// Queues messages without data with the ids given, in order, and delivers them: the number
+// delivered.
+size_t QueueAndDeliver(CMessageThread& thread, std::initializer_list<int> lstIds)
+{
+    for (int nId : lstIds)
+    {
+        thread.TakeMessage(NewMessage(nId), CMessage::mmQueued);
+    }
+    return thread.DeliverPending();
 }
 
 } // namespace
@@ -356,14 +380,12 @@ TEST(MessageThread, WakeUpHookRunsOncePerEmptyToNonEmptyTransition)
 
     // Posted during a delivery: the queue is empty again once the batch was taken out.
     CRecordingReceiver receiver("receiver", nullptr);
-    receiver.m_fnAction = [&thread](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 4)
-        {
-            thread.TakeMessage(NewMessage(6), CMessage::mmQueued);
-            thread.TakeMessage(NewMessage(7), CMessage::mmQueued);
-        }
-    };
+    OnMessage(receiver, 4,
+              [&thread]
+              {
+                  thread.TakeMessage(NewMessage(6), CMessage::mmQueued);
+                  thread.TakeMessage(NewMessage(7), CMessage::mmQueued);
+              });
     thread.Subscribe(&receiver);
     EXPECT_EQ(thread.DeliverPending(), 2u);
     EXPECT_EQ(nWakeUps, 3);
@@ -380,20 +402,16 @@ TEST(MessageThread, ReceiverUnsubscribedDuringDeliveryIsNotCalledAnyMore)
     CRecordingReceiver second("second", &lstCalls);
     CRecordingReceiver third("third", &lstCalls);
     CMessageThread thread;
-    first.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Unsubscribe(&second);
-            thread.Unsubscribe(&first);
-        }
-    };
+    OnMessage(first, 1,
+              [&]
+              {
+                  thread.Unsubscribe(&second);
+                  thread.Unsubscribe(&first);
+              });
     thread.Subscribe(&first);
     thread.Subscribe(&second);
     thread.Subscribe(&third);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
+    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "third:1", "third:2"}));
 }
 
@@ -403,17 +421,9 @@ TEST(MessageThread, ReceiverSubscribedDuringDeliveryGetsOnlyLaterMessages)
     CRecordingReceiver first("first", &lstCalls);
     CRecordingReceiver late("late", &lstCalls);
     CMessageThread thread;
-    first.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Subscribe(&late);
-        }
-    };
+    OnMessage(first, 1, [&] { thread.Subscribe(&late); });
     thread.Subscribe(&first);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
+    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "first:2", "late:2"}));
 }
 
@@ -423,20 +433,16 @@ TEST(MessageThread, UnsubscribeAndResubscribeDuringDeliveryMovesTheReceiverToThe
     CRecordingReceiver first("first", &lstCalls);
     CRecordingReceiver second("second", &lstCalls);
     CMessageThread thread;
-    second.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Unsubscribe(&first);
-            thread.Subscribe(&first);
-        }
-    };
+    OnMessage(second, 1,
+              [&]
+              {
+                  thread.Unsubscribe(&first);
+                  thread.Subscribe(&first);
+              });
     thread.Subscribe(&first);
     thread.Subscribe(&second);
     thread.Subscribe(&second);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
+    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "second:1", "second:2", "first:2"}));
 }
 
