@@ -82,6 +82,16 @@ CMessage* NewMessage(int id, CValue* data = nullptr)
     return new CMessage(id, data, CMessage::priNormal);
 }
 
+// Receivers named "first", "second" and "third" that note their calls into one log; tests take
+// them apart with a structured binding.
+struct SThreeReceivers
+{
+    std::vector<std::string> m_lstCalls;
+    CRecordingReceiver m_first{"first", &m_lstCalls};
+    CRecordingReceiver m_second{"second", &m_lstCalls};
+    CRecordingReceiver m_third{"third", &m_lstCalls};
+};
+
 // Makes the receiver run `fnAction` when it gets the message with the id given, and only then.
 void OnMessage(CRecordingReceiver& receiver, long lId, std::function<void()> fnAction)
 {
@@ -94,10 +104,15 @@ void OnMessage(CRecordingReceiver& receiver, long lId, std::function<void()> fnA
     };
 }
 
-// Queues messages without data with the ids given, in order, and delivers them: the number
-// delivered.
-size_t QueueAndDeliver(CMessageThread& thread, std::initializer_list<int> lstIds)
+// Subscribes the receivers in the order given, queues messages without data with the ids given
+// and delivers them: the number delivered.
+size_t SubscribeAndDeliver(CMessageThread& thread, std::initializer_list<CPluginBase*> lstReceivers,
+                           std::initializer_list<int> lstIds)
 {
+    for (CPluginBase* pReceiver : lstReceivers)
+    {
+        thread.Subscribe(pReceiver);
+    }
     for (int nId : lstIds)
     {
         thread.TakeMessage(NewMessage(nId), CMessage::mmQueued);
@@ -109,10 +124,8 @@ size_t QueueAndDeliver(CMessageThread& thread, std::initializer_list<int> lstIds
 
 TEST(MessageThread, DeliversIdAndDataMapToEverySubscriberInSubscriptionOrder)
 {
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver second("second", &lstCalls);
-    CRecordingReceiver third("third", &lstCalls);
+    SThreeReceivers receivers;
+    auto& [lstCalls, first, second, third] = receivers;
     CMessageThread thread;
     thread.Subscribe(&second);
     thread.Subscribe(&first);
@@ -397,34 +410,17 @@ TEST(MessageThread, WakeUpHookRunsOncePerEmptyToNonEmptyTransition)
 
 TEST(MessageThread, ReceiverUnsubscribedDuringDeliveryIsNotCalledAnyMore)
 {
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver second("second", &lstCalls);
-    CRecordingReceiver third("third", &lstCalls);
+    SThreeReceivers receivers;
+    auto& [lstCalls, first, second, third] = receivers;
     CMessageThread thread;
     OnMessage(first, 1,
-              [&]
+              [&thread, &first, &second]
               {
                   thread.Unsubscribe(&second);
                   thread.Unsubscribe(&first);
               });
-    thread.Subscribe(&first);
-    thread.Subscribe(&second);
-    thread.Subscribe(&third);
-    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first, &second, &third}, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "third:1", "third:2"}));
-}
-
-TEST(MessageThread, ReceiverSubscribedDuringDeliveryGetsOnlyLaterMessages)
-{
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver late("late", &lstCalls);
-    CMessageThread thread;
-    OnMessage(first, 1, [&] { thread.Subscribe(&late); });
-    thread.Subscribe(&first);
-    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
-    EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "first:2", "late:2"}));
 }
 
 TEST(MessageThread, UnsubscribeAndResubscribeDuringDeliveryMovesTheReceiverToTheEnd)
@@ -434,16 +430,24 @@ TEST(MessageThread, UnsubscribeAndResubscribeDuringDeliveryMovesTheReceiverToThe
     CRecordingReceiver second("second", &lstCalls);
     CMessageThread thread;
     OnMessage(second, 1,
-              [&]
+              [&thread, &first]
               {
                   thread.Unsubscribe(&first);
                   thread.Subscribe(&first);
               });
-    thread.Subscribe(&first);
-    thread.Subscribe(&second);
-    thread.Subscribe(&second);
-    EXPECT_EQ(QueueAndDeliver(thread, {1, 2}), 2u);
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first, &second, &second}, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "second:1", "second:2", "first:2"}));
+}
+
+TEST(MessageThread, ReceiverSubscribedDuringDeliveryGetsOnlyLaterMessages)
+{
+    std::vector<std::string> lstCalls;
+    CRecordingReceiver first("first", &lstCalls);
+    CRecordingReceiver late("late", &lstCalls);
+    CMessageThread thread;
+    OnMessage(first, 1, [&thread, &late] { thread.Subscribe(&late); });
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first}, {1, 2}), 2u);
+    EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "first:2", "late:2"}));
 }
 
 TEST(MessageThread, DeliveredDataIsDeletedAfterItsMessageAndQueuedMessagesAtDestruction)
