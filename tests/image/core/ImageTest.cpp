@@ -68,6 +68,14 @@ void ExpectShowsOldFromOrigin(const CImage& resized, const CImage& old, const CS
     EXPECT_EQ(uNewNotZero, 0u) << "pixels outside the old image are not zero";
 }
 
+// Resizes the image to `size` from `origin`: a copy of the image as it was before.
+CImage ResizeKeepingOld(CImage& image, const CSize& size, const CSize& origin)
+{
+    CImage old(image);
+    image.Resize(size, origin);
+    return old;
+}
+
 class ImageOfEveryType : public ::testing::TestWithParam<TypeCase>
 {
 protected:
@@ -78,6 +86,15 @@ protected:
     size_t ExpectedPixelSize() const
     {
         return ElementCase(std::get<0>(GetParam())).m_uSize * std::get<1>(GetParam());
+    }
+    // An image of the test's type filled with pattern `nSeed`, with one text entry in its
+    // header.
+    CImage PatternImage(const CSize& size, int nSeed, const char* szKey, const char* szText) const
+    {
+        CImage image(size, Type());
+        FillPattern(image, nSeed);
+        image.Attributes().SetEntry(szKey, new CValueString(szText));
+        return image;
     }
 };
 
@@ -166,9 +183,7 @@ TEST_P(ImageOfEveryType, ReadOnlyAccessRefusesWritableDataAndWritableRow)
 
 TEST_P(ImageOfEveryType, CopyConstructorCopiesDeeply)
 {
-    CImage original(kSize, Type());
-    FillPattern(original, 1);
-    original.Attributes().SetEntry("note", new CValueString("original"));
+    CImage original = PatternImage(kSize, 1, "note", "original");
 
     CImage copy(original);
     EXPECT_TRUE(copy.Equal(original));
@@ -184,9 +199,7 @@ TEST_P(ImageOfEveryType, CopyConstructorCopiesDeeply)
 
 TEST_P(ImageOfEveryType, AssignmentCopiesDeeplyOverOtherSizeAndType)
 {
-    CImage original(kSize, Type());
-    FillPattern(original, 1);
-    original.Attributes().SetEntry("note", new CValueString("original"));
+    CImage original = PatternImage(kSize, 1, "note", "original");
 
     CImage target(CSize(3, 2, 2), IImage::CType(IImage::etFloat64, 4));
     target.Attributes().SetEntry("stale", new CValueLong(1));
@@ -205,9 +218,7 @@ TEST_P(ImageOfEveryType, AssignmentCopiesDeeplyOverOtherSizeAndType)
 
 TEST_P(ImageOfEveryType, CloneHasEqualPixelsAndHeaderInOwnMemory)
 {
-    CImage original(kPlanes, Type());
-    FillPattern(original, 5);
-    original.Attributes().SetEntry("source file", new CValueString("a.tif"));
+    CImage original = PatternImage(kPlanes, 5, "source file", "a.tif");
 
     std::unique_ptr<CImage> pClone(CImageExtraction::Clone(original));
     ASSERT_NE(pClone, nullptr);
@@ -226,9 +237,7 @@ TEST_P(ImageOfEveryType, CloneHasEqualPixelsAndHeaderInOwnMemory)
 
 TEST_P(ImageOfEveryType, CopyMakesTargetOfOtherSizeAndTypeEqualToSource)
 {
-    CImage source(kSize, Type());
-    FillPattern(source, 7);
-    source.Attributes().SetEntry("history", new CValueString("made"));
+    CImage source = PatternImage(kSize, 7, "history", "made");
 
     CImage target(CSize(2, 3, 4), IImage::CType(IImage::etInt8, 1));
     target.Attributes().SetEntry("stale", new CValueLong(1));
@@ -275,13 +284,10 @@ TEST_P(ImageOfEveryType, CopyIntoLargerTargetKeepsTargetMemory)
 
 TEST_P(ImageOfEveryType, ResizeGrowingKeepsOverlapShiftedByOriginAndZeroesNewPixels)
 {
-    CImage image(CSize(9, 7, 1), Type());
-    FillPattern(image, 12);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
-    const CImage old(image);
+    CImage image = PatternImage(CSize(9, 7, 1), 12, "note", "kept");
 
     const CSize origin(2, 3, 0);
-    image.Resize(CSize(12, 10, 1), origin);
+    const CImage old = ResizeKeepingOld(image, CSize(12, 10, 1), origin);
     EXPECT_EQ(image.Size(), CSize(12, 10, 1));
     EXPECT_EQ(image.Type(), Type());
     EXPECT_EQ(image.RowStride() % 64, 0u);
@@ -293,13 +299,10 @@ TEST_P(ImageOfEveryType, ResizeGrowingKeepsOverlapShiftedByOriginAndZeroesNewPix
 
 TEST_P(ImageOfEveryType, ResizeShrinkingKeepsPixelsFromOrigin)
 {
-    CImage image(CSize(9, 7, 1), Type());
-    FillPattern(image, 13);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
-    const CImage old(image);
+    CImage image = PatternImage(CSize(9, 7, 1), 13, "note", "kept");
 
     const CSize origin(3, 2, 0);
-    image.Resize(CSize(5, 4, 1), origin);
+    const CImage old = ResizeKeepingOld(image, CSize(5, 4, 1), origin);
     EXPECT_EQ(image.Size(), CSize(5, 4, 1));
     EXPECT_EQ(image.Type(), Type());
     ExpectShowsOldFromOrigin(image, old, origin);
@@ -311,10 +314,9 @@ TEST_P(ImageOfEveryType, ResizeWithOriginInBothDirectionsAcrossPlanes)
     // Wider but lower, and fewer planes from plane 1 on.
     CImage image(kPlanes, Type());
     FillPattern(image, 14);
-    const CImage old(image);
 
     const CSize origin(4, 1, 1);
-    image.Resize(CSize(20, 3, 2), origin);
+    const CImage old = ResizeKeepingOld(image, CSize(20, 3, 2), origin);
     EXPECT_EQ(image.Size(), CSize(20, 3, 2));
     EXPECT_EQ(image.PlaneStride(), image.RowStride() * 3);
     ExpectShowsOldFromOrigin(image, old, origin);
@@ -322,9 +324,7 @@ TEST_P(ImageOfEveryType, ResizeWithOriginInBothDirectionsAcrossPlanes)
 
 TEST_P(ImageOfEveryType, ResetGivesZeroPixelsOfNewSizeAndTypeAndKeepsHeader)
 {
-    CImage image(kSize, Type());
-    FillPattern(image, 15);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
+    CImage image = PatternImage(kSize, 15, "note", "kept");
 
     const IImage::CType other(IImage::etUInt16, 3);
     image.Reset(kPlanes, other);
