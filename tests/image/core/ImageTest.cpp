@@ -68,6 +68,26 @@ void ExpectShowsOldFromOrigin(const CImage& resized, const CImage& old, const CS
     EXPECT_EQ(uNewNotZero, 0u) << "pixels outside the old image are not zero";
 }
 
+// Opens an access to the image and checks that it is as writable as asked; null when the image
+// gave none.
+std::unique_ptr<IImage::IAccess> OpenAccess(CImage& image, bool bWritable)
+{
+    std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(bWritable));
+    if (pAccess != nullptr)
+    {
+        EXPECT_EQ(pAccess->IsWritable(), bWritable);
+    }
+    return pAccess;
+}
+
+// Checks the size and pixel type of an image or of an access to one.
+template <class TImage>
+void ExpectSizeAndType(const TImage& image, const CSize& size, const IImage::CType& type)
+{
+    EXPECT_EQ(image.Size(), size);
+    EXPECT_EQ(image.Type(), type);
+}
+
 // Resizes the image to `size` from `origin`: a copy of the image as it was before.
 CImage ResizeKeepingOld(CImage& image, const CSize& size, const CSize& origin)
 {
@@ -103,8 +123,7 @@ protected:
 TEST_P(ImageOfEveryType, ConstructionGivesSizeTypeAlignedRowsAndZeroPixels)
 {
     const CImage image(kSize, Type());
-    EXPECT_EQ(image.Size(), kSize);
-    EXPECT_EQ(image.Type(), Type());
+    ExpectSizeAndType(image, kSize, Type());
     EXPECT_EQ(image.Type().PixelSize(), ExpectedPixelSize());
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), kSize.X() * ExpectedPixelSize());
@@ -122,11 +141,9 @@ TEST_P(ImageOfEveryType, WritableAccessWritesPatternThatReadOnlyAccessReadsBack)
 {
     CImage image(kPlanes, Type());
     {
-        std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(true));
+        const std::unique_ptr<IImage::IAccess> pAccess = OpenAccess(image, true);
         ASSERT_NE(pAccess, nullptr);
-        EXPECT_TRUE(pAccess->IsWritable());
-        EXPECT_EQ(pAccess->Size(), kPlanes);
-        EXPECT_EQ(pAccess->Type(), Type());
+        ExpectSizeAndType(*pAccess, kPlanes, Type());
         EXPECT_EQ(pAccess->RowStride(), image.RowStride());
         EXPECT_EQ(pAccess->PlaneStride(), image.PlaneStride());
         EXPECT_EQ(pAccess->WritableData(), image.Data());
@@ -173,9 +190,8 @@ TEST_P(ImageOfEveryType, WritableAccessWritesPatternThatReadOnlyAccessReadsBack)
 TEST_P(ImageOfEveryType, ReadOnlyAccessRefusesWritableDataAndWritableRow)
 {
     CImage image(kSize, Type());
-    std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(false));
+    const std::unique_ptr<IImage::IAccess> pAccess = OpenAccess(image, false);
     ASSERT_NE(pAccess, nullptr);
-    EXPECT_FALSE(pAccess->IsWritable());
     EXPECT_THROW(pAccess->WritableData(), CExBadParam);
     EXPECT_THROW(pAccess->WritableRow(1), CExBadParam);
     EXPECT_EQ(pAccess->Row(2), image.Data() + 2 * image.RowStride());
@@ -204,8 +220,7 @@ TEST_P(ImageOfEveryType, AssignmentCopiesDeeplyOverOtherSizeAndType)
     CImage target(CSize(3, 2, 2), IImage::CType(IImage::etFloat64, 4));
     target.Attributes().SetEntry("stale", new CValueLong(1));
     target = original;
-    EXPECT_EQ(target.Size(), kSize);
-    EXPECT_EQ(target.Type(), Type());
+    ExpectSizeAndType(target, kSize, Type());
     EXPECT_TRUE(target.Equal(original));
     EXPECT_FALSE(target.Attributes().HasEntry("stale"));
     EXPECT_NE(target.Data(), original.Data());
@@ -224,8 +239,7 @@ TEST_P(ImageOfEveryType, CloneHasEqualPixelsAndHeaderInOwnMemory)
     ASSERT_NE(pClone, nullptr);
     EXPECT_TRUE(pClone->Equal(original));
     EXPECT_TRUE(pClone->EqualPixels(original));
-    EXPECT_EQ(pClone->Size(), kPlanes);
-    EXPECT_EQ(pClone->Type(), Type());
+    ExpectSizeAndType(*pClone, kPlanes, Type());
     EXPECT_NE(pClone->Data(), original.Data());
     EXPECT_TRUE(IsAligned64(pClone->Data()));
 
@@ -242,8 +256,7 @@ TEST_P(ImageOfEveryType, CopyMakesTargetOfOtherSizeAndTypeEqualToSource)
     CImage target(CSize(2, 3, 4), IImage::CType(IImage::etInt8, 1));
     target.Attributes().SetEntry("stale", new CValueLong(1));
     CImageExtraction::Copy(target, source);
-    EXPECT_EQ(target.Size(), kSize);
-    EXPECT_EQ(target.Type(), Type());
+    ExpectSizeAndType(target, kSize, Type());
     EXPECT_EQ(target.RowStride() % 64, 0u);
     EXPECT_TRUE(IsAligned64(target.Data()));
     EXPECT_EQ(PatternMismatches(target, 7), 0u);
@@ -288,8 +301,7 @@ TEST_P(ImageOfEveryType, ResizeGrowingKeepsOverlapShiftedByOriginAndZeroesNewPix
 
     const CSize origin(2, 3, 0);
     const CImage old = ResizeKeepingOld(image, CSize(12, 10, 1), origin);
-    EXPECT_EQ(image.Size(), CSize(12, 10, 1));
-    EXPECT_EQ(image.Type(), Type());
+    ExpectSizeAndType(image, CSize(12, 10, 1), Type());
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), 12 * ExpectedPixelSize());
     EXPECT_TRUE(IsAligned64(image.Data()));
@@ -303,8 +315,7 @@ TEST_P(ImageOfEveryType, ResizeShrinkingKeepsPixelsFromOrigin)
 
     const CSize origin(3, 2, 0);
     const CImage old = ResizeKeepingOld(image, CSize(5, 4, 1), origin);
-    EXPECT_EQ(image.Size(), CSize(5, 4, 1));
-    EXPECT_EQ(image.Type(), Type());
+    ExpectSizeAndType(image, CSize(5, 4, 1), Type());
     ExpectShowsOldFromOrigin(image, old, origin);
     EXPECT_STREQ(image.Attributes().EntryString("note").c_str(), "kept");
 }
@@ -328,8 +339,7 @@ TEST_P(ImageOfEveryType, ResetGivesZeroPixelsOfNewSizeAndTypeAndKeepsHeader)
 
     const IImage::CType other(IImage::etUInt16, 3);
     image.Reset(kPlanes, other);
-    EXPECT_EQ(image.Size(), kPlanes);
-    EXPECT_EQ(image.Type(), other);
+    ExpectSizeAndType(image, kPlanes, other);
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), kPlanes.X() * other.PixelSize());
     EXPECT_EQ(NonZeroPixels(image), 0u);
