@@ -4,7 +4,8 @@
 // print the ratio of a measurement to its baseline from the same run; and the registry of
 // comparisons (a measurement, its baseline and the ratio to print) that the shared main of
 // BenchMain.cpp runs. Everything here runs on the main thread, at static initialisation or in
-// main; nothing throws but std::bad_alloc.
+// main; the reporter owns only its tables of rates, the registry the names it registered;
+// nothing throws but std::bad_alloc, and no messages are sent or handled.
 
 #include <benchmark/benchmark.h>
 
