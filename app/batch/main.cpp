@@ -32,6 +32,8 @@ const char* const kUsage =
     "Runs the process description FILE on every image INPUT names: image files, or folders with\n"
     "all the images below them. Results are written as TIFF (with their header history) into DIR\n"
     "(default: ./results), keeping the folder structure, and a summary into DIR/summary.csv.\n"
+    "A result is named after its input: a.png gives a.tif; a.png and a.tif in one folder give\n"
+    "a.png.tif and a.tif.tif; a name still taken gets -2, -3, ... No result is written twice.\n"
     "\n"
     "  -j N         N images at a time (default: the number of cores)\n"
     "  --shard I/N  only every N-th input, starting at the I-th (I from 0 to N-1): N jobs with\n"

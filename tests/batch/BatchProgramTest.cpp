@@ -17,6 +17,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -147,6 +148,36 @@ TEST_F(BatchProgram, CountsObjectsInAFolderAndReportsTheCorruptFile)
     }
     EXPECT_TRUE(fs::exists(m_root / "out" / "b" / "image7.tif"))
         << "results keep the folder structure";
+}
+
+// a.png and a.tif in one folder, beside a-2.png: three inputs, three results, each its own.
+TEST_F(BatchProgram, InputsThatShareAStemGetResultsOfTheirOwn)
+{
+    const fs::path folder = m_root / "stems";
+    fs::create_directories(folder);
+    const std::map<std::string, int> mapWidths = {{"a.png", 20}, {"a.tif", 30}, {"a-2.png", 40}};
+    for (const auto& [strName, nWidth] : mapWidths)
+    {
+        ASSERT_TRUE(cv::imwrite((folder / strName).string(),
+                                cv::Mat(10, nWidth, CV_8UC1, cv::Scalar(nWidth))));
+    }
+    const SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                (m_root / "out").string() + "' -j 2 '" + folder.string() + "'");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    const auto lstRows = SummaryRows(m_root / "out" / "summary.csv");
+    ASSERT_EQ(lstRows.size(), 3u);
+    std::set<std::string> setResults;
+    for (const auto& lstFields : lstRows)
+    {
+        EXPECT_TRUE(setResults.insert(lstFields[1]).second) << lstFields[1] << " twice";
+        std::unique_ptr<Zarn::CImage> pResult(Zarn::CImageFile::Read(lstFields[1]));
+        EXPECT_EQ(static_cast<int>(pResult->Size().X()),
+                  mapWidths.at(fs::path(lstFields[0]).filename().string()))
+            << lstFields[0] << " -> " << lstFields[1];
+    }
+    EXPECT_EQ(setResults, (std::set<std::string>{(m_root / "out" / "a-2.tif").string(),
+                                                 (m_root / "out" / "a.png.tif").string(),
+                                                 (m_root / "out" / "a.tif.tif").string()}));
 }
 
 TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
