@@ -1,5 +1,7 @@
 #include "BatchRunner.h"
 
+#include "BatchFiles.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
@@ -10,7 +12,6 @@
 #include <Zarn/Value/ValuePointer.h>
 
 #include <atomic>
-#include <fstream>
 #include <iomanip>
 #include <mutex>
 #include <sstream>
@@ -268,10 +269,5 @@ void WriteBatchSummary(const fs::path& path, const std::vector<SBatchResult>& re
     {
         fs::create_directories(path.parent_path());
     }
-    std::ofstream file(path);
-    file << text.str();
-    if (!file.flush())
-    {
-        throw std::runtime_error("cannot write the summary " + path.string());
-    }
+    WriteFileAtomically(path, text.str(), "the summary");
 }

@@ -79,5 +79,7 @@ private:
     unsigned int m_uWorkers;
 };
 
-// The summary: file, result, labels, seconds, error; one line per input.
+// The summary: file, result, labels, seconds, error; one line per input. Written whole or not at
+// all (WriteFileAtomically): a failed write leaves the old summary and throws
+// std::runtime_error "cannot write the summary PATH: <reason>".
 void WriteBatchSummary(const std::filesystem::path& path, const std::vector<SBatchResult>& results);

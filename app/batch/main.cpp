@@ -8,6 +8,7 @@
 #include <Zarn/Serial/JsonValueFile.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -252,7 +253,8 @@ std::vector<SBatchResult> RunAll(const SBatchOptions& options, const Zarn::CValu
     return lstResults;
 }
 
-// Lists the failures and the closing line; the number of failures.
+// Lists the failures and the closing line (an empty summary path: none was written); the number
+// of failures.
 size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
                      const fs::path& summaryPath)
 {
@@ -274,7 +276,9 @@ size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
                   seconds > 0 ? static_cast<double>(results.size()) / seconds : 0.0);
     std::cerr << "docview-batch: " << (results.size() - uFailed) << " of " << results.size()
               << " done in " << CBatchProgress::Duration(seconds) << " (" << szRate
-              << " images/s); summary in " << summaryPath.string() << "\n";
+              << " images/s); "
+              << (summaryPath.empty() ? "no summary written" : "summary in " + summaryPath.string())
+              << "\n";
     return uFailed;
 }
 
@@ -299,6 +303,9 @@ int Run(const SBatchOptions& options)
     {
         SilencePlugins();
     }
+    // Under a file size limit (ulimit -f) the write that crosses it fails with "File too large"
+    // for that one file, instead of the signal ending the whole run.
+    std::signal(SIGXFSZ, SIG_IGN);
     CBatchHost host(&std::cerr, options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning,
                     options.m_lstPluginFolders);
     AnnounceRun(options, lstInputs.size());
@@ -306,16 +313,20 @@ int Run(const SBatchOptions& options)
     const std::vector<SBatchResult> lstResults =
         RunAll(options, *pProcess->Map(), lstInputs, dSeconds);
     host.DropMessages();
+    bool bSummaryWritten = true;
     try
     {
         WriteBatchSummary(options.m_summaryPath, lstResults);
     }
     catch (const std::exception& error)
     {
+        // The failures are listed all the same: they may be all the user gets of this run.
         ReportError(error.what());
-        return 1;
+        bSummaryWritten = false;
     }
-    return ReportResults(lstResults, dSeconds, options.m_summaryPath) == 0 ? 0 : 1;
+    const size_t uFailed =
+        ReportResults(lstResults, dSeconds, bSummaryWritten ? options.m_summaryPath : fs::path());
+    return uFailed == 0 && bSummaryWritten ? 0 : 1;
 }
 
 } // namespace

@@ -72,6 +72,21 @@ std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)
     return lstRows;
 }
 
+std::size_t CountLinesWith(const std::string& text, const std::string& part1,
+                           const std::string& part2)
+{
+    std::size_t nLines = 0;
+    std::istringstream stream(text);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
+        {
+            ++nLines;
+        }
+    }
+    return nLines;
+}
+
 class BatchProgram : public testing::Test
 {
 protected:
@@ -180,6 +195,79 @@ TEST_F(BatchProgram, InputsThatShareAStemGetResultsOfTheirOwn)
                                                  (m_root / "out" / "a.tif.tif").string()}));
 }
 
+std::string FileText(const fs::path& path)
+{
+    std::stringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+// A file size limit (1 KiB) stands in for a disk that is full: every result and the summary fail
+// to be written, each says why, and what the last good run left stays whole.
+TEST_F(BatchProgram, AFullDiskSaysWhyForEveryImageAndKeepsTheOldSummaryAndResults)
+{
+    const std::string strArguments = "--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                     (m_root / "out").string() + "' -j 2 '" +
+                                     (m_root / "plates").string() + "'";
+    SRun run = RunProgram(strArguments);
+    ASSERT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    const std::string strOldSummary = FileText(m_root / "out" / "summary.csv");
+    const std::string strOldResult = FileText(m_root / "out" / "image0.tif");
+    ASSERT_FALSE(strOldResult.empty());
+
+    run = RunProgram(strArguments, "ulimit -f 2;");
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("docview-batch: cannot write the summary " +
+                                   (m_root / "out" / "summary.csv").string() +
+                                   ": File too large\n"),
+              std::string::npos)
+        << run.m_strOutput;
+    const size_t uFailed = run.m_strOutput.find("Failed:\n");
+    ASSERT_NE(uFailed, std::string::npos) << run.m_strOutput;
+    for (const auto& [strStem, nDiscs] : m_mapDiscs)
+    {
+        const std::string strInput =
+            (m_root / "plates" / (strStem < "image5" ? "" : "b") / (strStem + ".png")).string();
+        EXPECT_NE(run.m_strOutput.find("  " + strInput + ": ", uFailed), std::string::npos)
+            << strInput << " not listed\n"
+            << run.m_strOutput;
+        EXPECT_EQ(CountLinesWith(run.m_strOutput.substr(uFailed), "  " + strInput + ": ",
+                                 "File too large"),
+                  1u)
+            << strInput << "\n"
+            << run.m_strOutput;
+    }
+    EXPECT_EQ(FileText(m_root / "out" / "summary.csv"), strOldSummary);
+    EXPECT_EQ(FileText(m_root / "out" / "image0.tif"), strOldResult);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_root / "out"))
+    {
+        EXPECT_NE(entry.path().filename().string()[0], '.') << "left behind: " << entry.path();
+    }
+}
+
+// A summary that goes to a device which is full (through a link) says so, and the failed images
+// are still listed.
+TEST_F(BatchProgram, ASummaryThatCannotBeWrittenSaysWhyAndTheFailuresAreStillListed)
+{
+    fs::create_symlink("/dev/full", m_root / "summary.csv");
+    const SRun run =
+        RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                   (m_root / "out").string() + "' --csv '" + (m_root / "summary.csv").string() +
+                   "' -j 2 '" + (m_root / "plates" / "b").string() + "'");
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("docview-batch: cannot write the summary " +
+                                   (m_root / "summary.csv").string() +
+                                   ": No space left on device\n"),
+              std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(
+        run.m_strOutput.find("Failed:\n  " + (m_root / "plates/b/corrupt.png").string() + ": "),
+        std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("4 of 5 done"), std::string::npos) << run.m_strOutput;
+    EXPECT_TRUE(fs::is_symlink(m_root / "summary.csv"));
+}
+
 TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
 {
     std::map<std::string, int> mapSeen;
@@ -201,24 +289,6 @@ TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
         EXPECT_EQ(nTimes, 1) << strFile;
     }
 }
-
-namespace
-{
-std::size_t CountLinesWith(const std::string& text, const std::string& part1,
-                           const std::string& part2)
-{
-    std::size_t nLines = 0;
-    std::istringstream stream(text);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
-        {
-            ++nLines;
-        }
-    }
-    return nLines;
-}
-} // namespace
 
 // A module cut short used to kill the run with SIGBUS, and one whose entry crashes with SIGSEGV.
 TEST_F(BatchProgram, BrokenModulesOnThePluginPathAreNamedOnceAndTheRunGoesOn)

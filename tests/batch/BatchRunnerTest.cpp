@@ -17,12 +17,15 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <fstream>
 #include <map>
 #include <mutex>
 #include <set>
 #include <sstream>
 #include <thread>
+
+#include <sys/resource.h>
 
 namespace fs = std::filesystem;
 
@@ -230,6 +233,51 @@ TEST_F(BatchRunner, SummaryHasOneLinePerInputWithLabelsSecondsAndErrors)
     EXPECT_EQ(lstLines[2].rfind("\"" + (m_root / "in" / "b, broken.png").string() + "\",,,", 0), 0u)
         << lstLines[2];
     EXPECT_NE(lstLines[2].find("broken.png"), std::string::npos);
+}
+
+// A disk that fills up while the summary is written must leave the last good summary in place,
+// not a cut one; a file size limit stands in for the full disk.
+TEST_F(BatchRunner, SummaryThatCannotBeWrittenWholeLeavesTheOldOneAndSaysWhy)
+{
+    WriteImage("a.png", 3);
+    const fs::path summary = m_root / "out" / "summary.csv";
+    WriteBatchSummary(summary, Run(1));
+    std::stringstream old;
+    old << std::ifstream(summary).rdbuf();
+
+    std::vector<SBatchResult> lstMany(200);
+    for (size_t i = 0; i < lstMany.size(); ++i)
+    {
+        lstMany[i].m_input.m_path = m_root / "in" / ("image number " + std::to_string(i) + ".png");
+        lstMany[i].m_strError = "this image could not be read for a long and boring reason";
+    }
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    void (*pPrevious)(int) = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limited = saved;
+    limited.rlim_cur = 4096;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
+    std::string strError;
+    try
+    {
+        WriteBatchSummary(summary, lstMany);
+    }
+    catch (const std::exception& error)
+    {
+        strError = error.what();
+    }
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, pPrevious);
+
+    EXPECT_EQ(strError, "cannot write the summary " + summary.string() + ": File too large");
+    std::stringstream now;
+    now << std::ifstream(summary).rdbuf();
+    EXPECT_EQ(now.str(), old.str());
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_root / "out"))
+    {
+        EXPECT_TRUE(entry.path().filename() == "summary.csv" || entry.path().extension() == ".tif")
+            << "left behind: " << entry.path();
+    }
 }
 
 } // namespace

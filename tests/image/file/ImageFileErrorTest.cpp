@@ -1,8 +1,13 @@
 #include "ImageFileTestTools.h"
 
+#include <Zarn/Image/ImageOpenCV.h>
+
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include <csignal>
+
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Zarn;
@@ -262,6 +267,31 @@ TEST(ImageFileWriteErrors, PlaceNobodyMayWrite)
         BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); });
     EXPECT_TRUE(StartsWith(strError, strPath + ": cannot write: ")) << strError;
     EXPECT_FALSE(std::filesystem::exists(strPath));
+}
+
+// A file size limit stands in for a full disk: the codecs only fail, the reason is the system's.
+TEST(ImageFileWriteErrors, DiskThatRefusesTheDataGivesTheSystemsReason)
+{
+    CTempFolder folder;
+    cv::Mat pixels(200, 200, CV_8UC1);
+    cv::randu(pixels, cv::Scalar(0), cv::Scalar(256));
+    CImage image(CSize(200, 200), IImage::CType());
+    pixels.copyTo(PlaneView(image, 0));
+    for (const char* szName : {"a.tif", "a.png"})
+    {
+        const std::string strPath = folder.File(szName);
+        rlimit saved{};
+        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+        void (*pPrevious)(int) = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limited = saved;
+        limited.rlim_cur = 2048;
+        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
+        const std::string strError = BadParamText([&] { CImageFile::Write(strPath, image); });
+        ::setrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, pPrevious);
+        EXPECT_EQ(strError, strPath + ": cannot write: File too large");
+        EXPECT_EQ(folder.Entries(), std::vector<std::string>{}) << "left behind";
+    }
 }
 
 } // namespace
