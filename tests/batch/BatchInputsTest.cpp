@@ -15,15 +15,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-class BatchInputs : public testing::Test
+class BatchInputs : public CBatchFolderTest
 {
 protected:
-    void SetUp() override
-    {
-        m_root = NewBatchTempFolder("docview-batch-inputs-XXXXXX");
-        ASSERT_FALSE(m_root.empty());
-    }
-    void TearDown() override { fs::remove_all(m_root); }
+    BatchInputs() : CBatchFolderTest("docview-batch-inputs-XXXXXX") {}
 
     fs::path Touch(const fs::path& relative)
     {
@@ -32,8 +27,6 @@ protected:
         std::ofstream(path) << "x";
         return path;
     }
-
-    fs::path m_root;
 };
 
 TEST_F(BatchInputs, FolderGivesItsImagesSortedWithTheirRelativeResultNames)
@@ -65,9 +58,10 @@ TEST_F(BatchInputs, FilesKeepTheirOrderAndSameNamesGetNumbered)
 // a.png and a.tif would both be a.tif, and the "-2" of the second would be a-2.png's result.
 TEST_F(BatchInputs, InputsThatShareAStemKeepTheirExtensionAndNoTwoShareAResult)
 {
-    Touch("plate/a.png");
-    Touch("plate/a.tif");
-    Touch("plate/a-2.png");
+    for (const char* szName : {"a.png", "a.tif", "a-2.png"})
+    {
+        Touch(fs::path("plate") / szName);
+    }
     const std::vector<SBatchInput> lstInputs = CollectBatchInputs({(m_root / "plate").string()});
     ASSERT_EQ(lstInputs.size(), 3u);
     EXPECT_EQ(lstInputs[0].m_path, m_root / "plate/a-2.png");

@@ -1,3 +1,4 @@
+#include "BatchProgramTools.h"
 #include "BatchTempFolder.h"
 // docview-batch as a user runs it: the real program with the real modules and a shipped process,
 // on a folder of generated images.
@@ -11,81 +12,18 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <set>
 #include <sstream>
-#include <sys/wait.h>
 
 namespace fs = std::filesystem;
+using namespace batch_test;
 
 namespace
 {
-
-struct SRun
-{
-    int m_nExit = -1;
-    std::string m_strOutput;
-};
-
-// Runs docview-batch with `arguments`; `environment` ("NAME=value ...") goes before the command.
-SRun RunProgram(const std::string& arguments, const std::string& environment = {})
-{
-    const std::string strCommand = environment + " " + DOCVIEW_BATCH + " " + arguments + " 2>&1";
-    SRun run;
-    FILE* pPipe = ::popen(strCommand.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    while (std::fgets(buffer.data(), buffer.size(), pPipe) != nullptr)
-    {
-        run.m_strOutput += buffer.data();
-    }
-    const int nStatus = ::pclose(pPipe);
-    run.m_nExit = WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-    return run;
-}
-
-// CSV lines without the header, split into fields (the test files have no commas).
-std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)
-{
-    std::ifstream stream(path);
-    std::vector<std::vector<std::string>> lstRows;
-    std::string strLine;
-    std::getline(stream, strLine);
-    EXPECT_EQ(strLine, "file,result,labels,seconds,error");
-    while (std::getline(stream, strLine))
-    {
-        std::vector<std::string> lstFields;
-        size_t uStart = 0;
-        for (size_t uComma = strLine.find(','); lstFields.size() < 4;
-             uComma = strLine.find(',', uStart))
-        {
-            lstFields.push_back(strLine.substr(uStart, uComma - uStart));
-            uStart = uComma + 1;
-        }
-        lstFields.push_back(strLine.substr(uStart));
-        lstRows.push_back(lstFields);
-    }
-    return lstRows;
-}
-
-std::size_t CountLinesWith(const std::string& text, const std::string& part1,
-                           const std::string& part2)
-{
-    std::size_t nLines = 0;
-    std::istringstream stream(text);
-    for (std::string strLine; std::getline(stream, strLine);)
-    {
-        if (strLine.find(part1) != std::string::npos && strLine.find(part2) != std::string::npos)
-        {
-            ++nLines;
-        }
-    }
-    return nLines;
-}
 
 class BatchProgram : public testing::Test
 {
@@ -195,13 +133,6 @@ TEST_F(BatchProgram, InputsThatShareAStemGetResultsOfTheirOwn)
                                                  (m_root / "out" / "a.tif.tif").string()}));
 }
 
-std::string FileText(const fs::path& path)
-{
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
-
 // A file size limit (1 KiB) stands in for a disk that is full: every result and the summary fail
 // to be written, each says why, and what the last good run left stays whole.
 TEST_F(BatchProgram, AFullDiskSaysWhyForEveryImageAndKeepsTheOldSummaryAndResults)
@@ -241,7 +172,8 @@ TEST_F(BatchProgram, AFullDiskSaysWhyForEveryImageAndKeepsTheOldSummaryAndResult
     EXPECT_EQ(FileText(m_root / "out" / "image0.tif"), strOldResult);
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_root / "out"))
     {
-        EXPECT_NE(entry.path().filename().string()[0], '.') << "left behind: " << entry.path();
+        EXPECT_EQ(entry.path().filename().string().find(".tmp."), std::string::npos)
+            << "left behind: " << entry.path();
     }
 }
 
@@ -354,6 +286,16 @@ TEST(BatchProgramFrontDoor, HelpAndVersionNeedNothingElseAndSucceed)
     run = RunProgram("--version", "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
     EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
     EXPECT_EQ(run.m_strOutput, std::string("docview-batch ") + DOCVIEW_VERSION + "\n");
+}
+
+TEST(BatchProgramFrontDoor, HelpExplainsResultNamesResumeAndStopping)
+{
+    const SRun run = RunProgram("--help");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    for (const char* szPart : {"a.png.tif", "--resume", ".docview-batch.journal", "SIGINT", "130"})
+    {
+        EXPECT_NE(run.m_strOutput.find(szPart), std::string::npos) << szPart;
+    }
 }
 
 // The process plug-in names its first step on standard output as it starts: that is talk for

@@ -1,5 +1,6 @@
 #include "BatchRunner.h"
 #include "BatchTempFolder.h"
+#include "FileSizeLimit.h"
 
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
@@ -17,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <fstream>
 #include <map>
@@ -24,8 +26,6 @@
 #include <set>
 #include <sstream>
 #include <thread>
-
-#include <sys/resource.h>
 
 namespace fs = std::filesystem;
 
@@ -200,6 +200,28 @@ TEST_F(BatchRunner, NoToolInstanceRunsOnTwoThreads)
     }
 }
 
+TEST_F(BatchRunner, AfterTheStopFlagIsSetNoFurtherImageIsStarted)
+{
+    for (int i = 0; i < 8; ++i)
+    {
+        WriteImage("image" + std::to_string(i) + ".png", i);
+    }
+    std::atomic<int> nStop{0};
+    CBatchRunner runner(*m_pProcess->Map(), m_root / "out", 1);
+    runner.StopWhen(nStop);
+    const std::vector<SBatchResult> lstResults =
+        runner.Run(CollectBatchInputs({(m_root / "in").string()}),
+                   [&nStop](const SBatchResult&, size_t done, size_t)
+                   { nStop = done == 3 ? SIGINT : nStop.load(); });
+    ASSERT_EQ(lstResults.size(), 8u);
+    for (size_t i = 0; i < lstResults.size(); ++i)
+    {
+        EXPECT_EQ(lstResults[i].m_bStarted, i < 3) << i;
+        EXPECT_EQ(lstResults[i].m_bDone, i < 3) << i;
+        EXPECT_EQ(fs::exists(m_root / "out" / lstResults[i].m_input.m_result), i < 3) << i;
+    }
+}
+
 TEST_F(BatchRunner, ImageTheProcessRefusesFailsWithItsType)
 {
     cv::Mat wide(8, 8, CV_16UC1, cv::Scalar(1000));
@@ -251,24 +273,19 @@ TEST_F(BatchRunner, SummaryThatCannotBeWrittenWholeLeavesTheOldOneAndSaysWhy)
         lstMany[i].m_input.m_path = m_root / "in" / ("image number " + std::to_string(i) + ".png");
         lstMany[i].m_strError = "this image could not be read for a long and boring reason";
     }
-    rlimit saved{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
-    void (*pPrevious)(int) = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limited = saved;
-    limited.rlim_cur = 4096;
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
     std::string strError;
-    try
-    {
-        WriteBatchSummary(summary, lstMany);
-    }
-    catch (const std::exception& error)
-    {
-        strError = error.what();
-    }
-    ::setrlimit(RLIMIT_FSIZE, &saved);
-    std::signal(SIGXFSZ, pPrevious);
-
+    ASSERT_TRUE(DocViewTest::WithFileSizeLimit(4096,
+                                               [&]
+                                               {
+                                                   try
+                                                   {
+                                                       WriteBatchSummary(summary, lstMany);
+                                                   }
+                                                   catch (const std::exception& error)
+                                                   {
+                                                       strError = error.what();
+                                                   }
+                                               }));
     EXPECT_EQ(strError, "cannot write the summary " + summary.string() + ": File too large");
     std::stringstream now;
     now << std::ifstream(summary).rdbuf();

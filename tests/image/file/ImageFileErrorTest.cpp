@@ -1,3 +1,4 @@
+#include "FileSizeLimit.h"
 #include "ImageFileTestTools.h"
 
 #include <Zarn/Image/ImageOpenCV.h>
@@ -5,9 +6,6 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
-#include <csignal>
-
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace Zarn;
@@ -280,15 +278,9 @@ TEST(ImageFileWriteErrors, DiskThatRefusesTheDataGivesTheSystemsReason)
     for (const char* szName : {"a.tif", "a.png"})
     {
         const std::string strPath = folder.File(szName);
-        rlimit saved{};
-        ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
-        void (*pPrevious)(int) = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limited = saved;
-        limited.rlim_cur = 2048;
-        ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
-        const std::string strError = BadParamText([&] { CImageFile::Write(strPath, image); });
-        ::setrlimit(RLIMIT_FSIZE, &saved);
-        std::signal(SIGXFSZ, pPrevious);
+        std::string strError;
+        ASSERT_TRUE(DocViewTest::WithFileSizeLimit(
+            2048, [&] { strError = BadParamText([&] { CImageFile::Write(strPath, image); }); }));
         EXPECT_EQ(strError, strPath + ": cannot write: File too large");
         EXPECT_EQ(folder.Entries(), std::vector<std::string>{}) << "left behind";
     }
