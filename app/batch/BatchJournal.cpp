@@ -2,8 +2,11 @@
 
 #include "BatchFiles.h"
 
+#include <Zarn/Serial/JsonValueFile.h>
+
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iomanip>
@@ -20,7 +23,14 @@ namespace fs = std::filesystem;
 namespace
 {
 
+const char* const kProcessLine = "# docview-batch journal of the process ";
 const char* const kJournalHeader = "file,result,labels,seconds,error,bytes";
+
+std::string ReadText(const fs::path& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    return std::string((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+}
 
 std::string CsvField(const std::string& text)
 {
@@ -166,10 +176,11 @@ std::string BatchSummaryLine(const SBatchResult& result)
     return line.str();
 }
 
-CBatchJournal::CBatchJournal(fs::path path, const std::vector<SBatchResult>& kept)
+CBatchJournal::CBatchJournal(fs::path path, const std::vector<SBatchResult>& kept,
+                             const std::string& process)
     : m_path(std::move(path))
 {
-    std::string strText = std::string(kJournalHeader) + "\n";
+    std::string strText = kProcessLine + process + "\n" + kJournalHeader + "\n";
     for (const SBatchResult& result : kept)
     {
         strText += JournalLine(result);
@@ -206,14 +217,38 @@ std::string CBatchJournal::Append(const SBatchResult& result)
                                                             : "only part of a line was written";
 }
 
+std::string CBatchJournal::ReadProcess(const fs::path& path)
+{
+    const std::string strText = ReadText(path);
+    const size_t uPrefix = std::strlen(kProcessLine);
+    const size_t uEnd = strText.find('\n');
+    return strText.compare(0, uPrefix, kProcessLine) == 0 && uEnd != std::string::npos
+               ? strText.substr(uPrefix, uEnd - uPrefix)
+               : std::string();
+}
+
+std::string CBatchJournal::Fingerprint(const Zarn::CValueMap& process)
+{
+    // FNV-1a over the description as JSON: the same on every machine and in every run.
+    std::uint64_t uHash = 14695981039346656037ull;
+    for (const char c : Zarn::CJsonValueFile::WriteString(process, false))
+    {
+        uHash = (uHash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+    }
+    char szHex[17];
+    std::snprintf(szHex, sizeof(szHex), "%016llx", static_cast<unsigned long long>(uHash));
+    return szHex;
+}
+
 std::vector<SBatchRecord> CBatchJournal::Read(const fs::path& path)
 {
-    std::ifstream stream(path, std::ios::binary);
-    const std::string strText((std::istreambuf_iterator<char>(stream)),
-                              std::istreambuf_iterator<char>());
+    const std::string strText = ReadText(path);
     std::vector<SBatchRecord> lstRecords;
-    const size_t uHeaderEnd = strText.find('\n');
-    if (uHeaderEnd == std::string::npos || strText.compare(0, uHeaderEnd, kJournalHeader) != 0)
+    const size_t uProcessEnd = strText.find('\n');
+    const size_t uHeaderEnd =
+        uProcessEnd == std::string::npos ? uProcessEnd : strText.find('\n', uProcessEnd + 1);
+    if (uHeaderEnd == std::string::npos ||
+        strText.compare(uProcessEnd + 1, uHeaderEnd - uProcessEnd - 1, kJournalHeader) != 0)
     {
         return lstRecords;
     }

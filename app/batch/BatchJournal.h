@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-// The journal of a run, ".docview-batch.journal" in the output folder: a header line, then one
+// The journal of a run, ".docview-batch.journal" in the output folder: two header lines (the
+// first names the process description's fingerprint), then one
 // line per finished input, appended and flushed to the disk as each one finishes. A run that is
 // killed (or a power cut) leaves every input it finished recorded, so --resume can skip them and
 // the summary can be rebuilt.
@@ -30,9 +31,11 @@ class CBatchJournal
 public:
     static constexpr const char* kFileName = ".docview-batch.journal";
 
-    // A new journal at `path` holding `kept` (results of an earlier run that stay valid), in
-    // place of what was there, open for appending.
-    CBatchJournal(std::filesystem::path path, const std::vector<SBatchResult>& kept);
+    // A new journal at `path` for the process with the fingerprint `process`, holding `kept`
+    // (results of an earlier run that stay valid), in place of what was there, open for
+    // appending.
+    CBatchJournal(std::filesystem::path path, const std::vector<SBatchResult>& kept,
+                  const std::string& process);
     ~CBatchJournal();
     CBatchJournal(const CBatchJournal&) = delete;
     CBatchJournal& operator=(const CBatchJournal&) = delete;
@@ -45,6 +48,13 @@ public:
     // The records of the journal at `path`, in its order; none when there is none or it is not a
     // journal. A last line that was cut short (a run killed while writing it) is left out.
     static std::vector<SBatchRecord> Read(const std::filesystem::path& path);
+
+    // The fingerprint of the process the journal at `path` was written for; empty when there is
+    // no journal.
+    static std::string ReadProcess(const std::filesystem::path& path);
+
+    // A process description's fingerprint: results of another process must not be kept.
+    static std::string Fingerprint(const Zarn::CValueMap& process);
 
 private:
     std::filesystem::path m_path;

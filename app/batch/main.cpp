@@ -42,9 +42,9 @@ const char* const kUsage =
     "  --shard I/N  only every N-th input, starting at the I-th (I from 0 to N-1): N jobs with\n"
     "               I = 0..N-1 (for instance a Slurm job array) share the inputs between them\n"
     "  --csv FILE   the summary goes to FILE instead\n"
-    "  --resume     skip the inputs an earlier run into DIR finished (its journal\n"
-    "               DIR/.docview-batch.journal records each one), do the rest and write the\n"
-    "               summary of all; temporary files of a run that was killed are removed\n"
+    "  --resume     skip the inputs an earlier run of the same process into DIR finished\n"
+    "               (its journal DIR/.docview-batch.journal records each one), do the rest\n"
+    "               and write the summary of all; temporary files of a killed run are removed\n"
     "  --verbose    also the plug-ins' progress messages\n"
     "  --help       this text\n"
     "  --version    the program's version\n"
@@ -252,13 +252,23 @@ void AnnounceRun(const SBatchOptions& options, size_t images, size_t kept)
               << ", results in " << options.m_outputFolder.string() << "\n";
 }
 
-// What this run does: everything, or with --resume what an earlier run did not finish; the
-// temporary files that killed runs left are removed then.
-SBatchResumePlan PlanRun(const SBatchOptions& options, const std::vector<SBatchInput>& inputs)
+// What this run does: everything, or with --resume what an earlier run of the same process did
+// not finish; the temporary files that killed runs left are removed then. Throws
+// std::runtime_error when the journal is of another process.
+SBatchResumePlan PlanRun(const SBatchOptions& options, const std::vector<SBatchInput>& inputs,
+                         const std::string& process)
 {
     if (!options.m_bResume)
     {
         return {{}, inputs};
+    }
+    const fs::path journal = options.m_outputFolder / CBatchJournal::kFileName;
+    const std::string strRecorded = CBatchJournal::ReadProcess(journal);
+    if (!strRecorded.empty() && strRecorded != process)
+    {
+        throw std::runtime_error("--resume: " + journal.string() +
+                                 " is the journal of another process description; run the same "
+                                 "one, or start over without --resume");
     }
     size_t uRemoved = RemoveStaleTemporaryFiles(options.m_outputFolder, true);
     const fs::path summaryFolder = options.m_summaryPath.parent_path();
@@ -271,21 +281,20 @@ SBatchResumePlan PlanRun(const SBatchOptions& options, const std::vector<SBatchI
         std::cerr << "docview-batch: removed " << uRemoved << " temporary file"
                   << (uRemoved == 1 ? "" : "s") << " of an earlier run\n";
     }
-    return PlanBatchResume(inputs,
-                           CBatchJournal::Read(options.m_outputFolder / CBatchJournal::kFileName),
-                           options.m_outputFolder);
+    return PlanBatchResume(inputs, CBatchJournal::Read(journal), options.m_outputFolder);
 }
 
 // The journal of this run, holding what an earlier one finished; without one the run goes on,
 // but --resume will do everything again.
 std::unique_ptr<CBatchJournal> StartJournal(const SBatchOptions& options,
-                                            const std::vector<SBatchResult>& kept)
+                                            const std::vector<SBatchResult>& kept,
+                                            const std::string& process)
 {
     try
     {
         fs::create_directories(options.m_outputFolder);
         return std::make_unique<CBatchJournal>(options.m_outputFolder / CBatchJournal::kFileName,
-                                               kept);
+                                               kept, process);
     }
     catch (const std::exception& error)
     {
@@ -396,11 +405,15 @@ int Run(const SBatchOptions& options)
 {
     std::unique_ptr<Zarn::CValue> pProcess;
     std::vector<SBatchInput> lstInputs;
+    std::string strFingerprint;
+    SBatchResumePlan plan;
     try
     {
         pProcess = ReadProcess(options.m_strProcess);
         lstInputs = SelectShard(CollectBatchInputs(options.m_lstInputs), options.m_uShard,
                                 options.m_uShards);
+        strFingerprint = CBatchJournal::Fingerprint(*pProcess->Map());
+        plan = PlanRun(options, lstInputs, strFingerprint);
     }
     catch (const std::exception& error)
     {
@@ -414,8 +427,8 @@ int Run(const SBatchOptions& options)
     // Under a file size limit (ulimit -f) the write that crosses it fails with "File too large"
     // for that one file, instead of the signal ending the whole run.
     std::signal(SIGXFSZ, SIG_IGN);
-    const SBatchResumePlan plan = PlanRun(options, lstInputs);
-    const std::unique_ptr<CBatchJournal> pJournal = StartJournal(options, plan.m_lstKept);
+    const std::unique_ptr<CBatchJournal> pJournal =
+        StartJournal(options, plan.m_lstKept, strFingerprint);
     const CBatchStopSignals signals;
     CBatchHost host(&std::cerr, options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning,
                     options.m_lstPluginFolders);

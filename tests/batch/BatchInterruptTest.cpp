@@ -172,7 +172,8 @@ TEST_F(BatchInterrupt, SigintAndSigtermFinishTheImagesInProgressSumUpWhatWasDone
             EXPECT_TRUE(fs::exists(lstFields[1])) << lstFields[1];
         }
         EXPECT_EQ(TemporaryFiles(output), std::vector<fs::path>{});
-        EXPECT_EQ(CountOf(FileText(output / ".docview-batch.journal"), "\n"), lstRows.size() + 1)
+        EXPECT_EQ(CountOf(FileText(output / ".docview-batch.journal"), "\n"),
+                  lstRows.size() + 2) // two header lines
             << FileText(output / ".docview-batch.journal") << FileText(output / "summary.csv");
     }
 }

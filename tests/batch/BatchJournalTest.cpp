@@ -1,9 +1,12 @@
 #include "BatchJournal.h"
 #include "BatchTempFolder.h"
 
+#include <Zarn/Serial/JsonValueFile.h>
+
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 #include <sys/wait.h>
@@ -48,7 +51,7 @@ protected:
 TEST_F(BatchJournal, RecordsReadBackAndALastLineCutShortIsLeftOut)
 {
     {
-        CBatchJournal journal(Journal(), {});
+        CBatchJournal journal(Journal(), {}, "0123");
         EXPECT_EQ(journal.Append(Done("a", "12345")), "");
         EXPECT_EQ(journal.Append(Failed("b, \"odd\"", "cannot decode\nat all")), "");
     }
@@ -70,17 +73,19 @@ TEST_F(BatchJournal, ANewJournalHoldsWhatItIsGivenInPlaceOfTheOldOne)
 {
     const SBatchResult first = Done("a", "1");
     {
-        CBatchJournal journal(Journal(), {});
+        CBatchJournal journal(Journal(), {}, "0123");
         journal.Append(first);
         journal.Append(Done("b", "2"));
     }
     {
-        CBatchJournal journal(Journal(), {first});
+        CBatchJournal journal(Journal(), {first}, "4567");
     }
     const std::vector<SBatchRecord> lstRecords = CBatchJournal::Read(Journal());
     ASSERT_EQ(lstRecords.size(), 1u);
     EXPECT_EQ(lstRecords[0].m_input.m_path, first.m_input.m_path);
+    EXPECT_EQ(CBatchJournal::ReadProcess(Journal()), "4567");
     EXPECT_TRUE(CBatchJournal::Read(m_root / "no-journal").empty());
+    EXPECT_EQ(CBatchJournal::ReadProcess(m_root / "no-journal"), "");
     std::ofstream(m_root / "other") << "not,a,journal\n";
     EXPECT_TRUE(CBatchJournal::Read(m_root / "other").empty());
 }
@@ -90,7 +95,7 @@ TEST_F(BatchJournal, ResumeKeepsInputsDoneWithTheirResultAndRedoesTheRest)
     std::vector<SBatchResult> lstOld = {Done("kept", "abc"), Failed("failed", "no"),
                                         Done("gone", "abc"), Done("changed", "abc")};
     {
-        CBatchJournal journal(Journal(), {});
+        CBatchJournal journal(Journal(), {}, "0123");
         for (const SBatchResult& result : lstOld)
         {
             journal.Append(result);
@@ -173,6 +178,20 @@ TEST_F(BatchJournal, TemporaryFilesOfProcessesThatEndedAreRemoved)
     {
         EXPECT_TRUE(fs::exists(path)) << path;
     }
+}
+
+TEST(BatchJournalProcess, FingerprintsOfTheSameDescriptionAgreeAndOfAnotherDiffer)
+{
+    const auto Fingerprint = [](const char* szJson)
+    {
+        std::unique_ptr<Zarn::CValue> pProcess(Zarn::CJsonValueFile::ReadString(szJson));
+        return CBatchJournal::Fingerprint(*pProcess->Map());
+    };
+    const char* szSmooth = R"({"process": [{"type": "plugin", "plugin": "GaussianBlur"}]})";
+    EXPECT_EQ(Fingerprint(szSmooth), Fingerprint(szSmooth));
+    EXPECT_EQ(Fingerprint(szSmooth).size(), 16u);
+    EXPECT_NE(Fingerprint(szSmooth),
+              Fingerprint(R"({"process": [{"type": "plugin", "plugin": "Threshold"}]})"));
 }
 
 } // namespace

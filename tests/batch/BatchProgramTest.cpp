@@ -200,6 +200,28 @@ TEST_F(BatchProgram, ASummaryThatCannotBeWrittenSaysWhyAndTheFailuresAreStillLis
     EXPECT_TRUE(fs::is_symlink(m_root / "summary.csv"));
 }
 
+// Results of one process must not pass for those of another.
+TEST_F(BatchProgram, ResumeWithAnotherProcessIsRefusedAndChangesNothing)
+{
+    const std::string strRest = " --output '" + (m_root / "out").string() + "' -j 2 '" +
+                                (m_root / "plates" / "b").string() + "'";
+    SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json" + strRest);
+    ASSERT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    const std::string strSummary = FileText(m_root / "out" / "summary.csv");
+    const std::string strJournal = FileText(m_root / "out" / ".docview-batch.journal");
+    run = RunProgram("--process " SHARE_DIR "/processes/count-objects.json --resume" + strRest);
+    EXPECT_EQ(run.m_nExit, 2) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("is the journal of another process description"),
+              std::string::npos)
+        << run.m_strOutput;
+    EXPECT_EQ(FileText(m_root / "out" / "summary.csv"), strSummary);
+    EXPECT_EQ(FileText(m_root / "out" / ".docview-batch.journal"), strJournal);
+    run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --resume" + strRest);
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("1 image (4 done before)"), std::string::npos)
+        << run.m_strOutput;
+}
+
 TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
 {
     std::map<std::string, int> mapSeen;
