@@ -7,6 +7,7 @@
 #include <Zarn/Message/MessageThread.h>
 #include <Zarn/Value/ValueContainer.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -45,6 +46,7 @@ private:
 struct SBatchResult
 {
     SBatchInput m_input;
+    bool m_bStarted = false; // false for an input the run was stopped before
     bool m_bDone = false;
     std::filesystem::path m_resultPath;     // absolute; empty when nothing was written
     std::optional<std::uint64_t> m_nLabels; // the result's "number of labels", when it has one
@@ -70,6 +72,10 @@ public:
     // Called on the worker's thread after each image, under a lock: done and failed so far.
     using Progress = std::function<void(const SBatchResult&, size_t done, size_t failed)>;
 
+    // Once `stop` is not 0 (a signal handler sets it), no worker starts another image; those in
+    // progress are finished. `stop` must outlive the run.
+    void StopWhen(const std::atomic<int>& stop) { m_pStop = &stop; }
+
     // Results in input order.
     std::vector<SBatchResult> Run(const std::vector<SBatchInput>& inputs, const Progress& progress);
 
@@ -77,7 +83,10 @@ private:
     const Zarn::CValueMap& m_process;
     std::filesystem::path m_outputFolder;
     unsigned int m_uWorkers;
+    const std::atomic<int>* m_pStop = nullptr;
 };
 
-// The summary: file, result, labels, seconds, error; one line per input.
+// The summary: file, result, labels, seconds, error; one line per input. Written whole or not at
+// all (WriteFileAtomically): a failed write leaves the old summary and throws
+// std::runtime_error "cannot write the summary PATH: <reason>".
 void WriteBatchSummary(const std::filesystem::path& path, const std::vector<SBatchResult>& results);

@@ -27,6 +27,7 @@ namespace
 const std::set<std::string> kOtherCapitalTexts = {
     "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR",
     "UNKNWON", "UNKNOWN",         "FAILED",          "HOME",           "TMPDIR",
+    "SIGINT",  "SIGTERM",
 };
 
 std::string ReadFile(const std::filesystem::path& path)
