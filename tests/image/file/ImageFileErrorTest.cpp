@@ -280,21 +280,20 @@ TEST_F(ImageFileWriteErrors, PlaceNobodyMayWrite)
 }
 
 // A file size limit stands in for a full disk: the codecs only fail, the reason is the system's.
-TEST(ImageFileWriteErrors, DiskThatRefusesTheDataGivesTheSystemsReason)
+TEST_F(ImageFileWriteErrors, DiskThatRefusesTheDataGivesTheSystemsReason)
 {
-    CTempFolder folder;
     cv::Mat pixels(200, 200, CV_8UC1);
     cv::randu(pixels, cv::Scalar(0), cv::Scalar(256));
     CImage image(CSize(200, 200), IImage::CType());
     pixels.copyTo(PlaneView(image, 0));
     for (const char* szName : {"a.tif", "a.png"})
     {
-        const std::string strPath = folder.File(szName);
+        const std::string strPath = m_folder.File(szName);
         std::string strError;
         ASSERT_TRUE(DocViewTest::WithFileSizeLimit(
             2048, [&] { strError = BadParamText([&] { CImageFile::Write(strPath, image); }); }));
         EXPECT_EQ(strError, strPath + ": cannot write: File too large");
-        EXPECT_EQ(folder.Entries(), std::vector<std::string>{}) << "left behind";
+        EXPECT_EQ(m_folder.Entries(), std::vector<std::string>{}) << "left behind";
     }
 }
 
