@@ -1,7 +1,11 @@
 #pragma once
 
 // A console reporter that also keeps every benchmark's items per second, so that a program can
-// print the ratio of a measurement to its baseline from the same run.
+// print the ratio of a measurement to its baseline from the same run; and the registry of
+// comparisons (a measurement, its baseline and the ratio to print) that the shared main of
+// BenchMain.cpp runs. Everything here runs on the main thread, at static initialisation or in
+// main; the reporter owns only its tables of rates, the registry the names it registered;
+// nothing throws but std::bad_alloc, and no messages are sent or handled.
 
 #include <benchmark/benchmark.h>
 
@@ -9,7 +13,9 @@
 #include <cstdio>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 class CRatioReporter : public benchmark::ConsoleReporter
@@ -93,7 +99,7 @@ inline bool StartBenchmarks(int* argc, char** argv)
 }
 
 // Runs the benchmarks asked for, reporting to `reporter`, prints the ratios and ends the library.
-inline void RunAndPrintRatios(CRatioReporter& reporter, std::initializer_list<SRatio> ratios)
+inline void RunAndPrintRatios(CRatioReporter& reporter, const std::vector<SRatio>& ratios)
 {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     for (const SRatio& ratio : ratios)
@@ -104,7 +110,7 @@ inline void RunAndPrintRatios(CRatioReporter& reporter, std::initializer_list<SR
 }
 
 // A whole benchmark program's main: the exit code (1 for unknown arguments).
-inline int RunBenchmarks(int argc, char** argv, std::initializer_list<SRatio> ratios)
+inline int RunBenchmarks(int argc, char** argv, const std::vector<SRatio>& ratios)
 {
     if (!StartBenchmarks(&argc, argv))
     {
@@ -114,3 +120,40 @@ inline int RunBenchmarks(int argc, char** argv, std::initializer_list<SRatio> ra
     RunAndPrintRatios(reporter, ratios);
     return 0;
 }
+
+using BenchmarkFunction = void (*)(benchmark::State&);
+
+// The ratios of the comparisons registered so far, in the order of registration.
+inline std::vector<SRatio>& RegisteredRatios()
+{
+    static std::vector<SRatio> s_lstRatios;
+    return s_lstRatios;
+}
+
+// Registers a measurement and its baseline, each once per program however many comparisons name
+// it, timed by the wall clock and shown in `unit`, and the ratio printed after the run. True, so
+// that a namespace-scope constant can call it at static initialisation.
+inline bool RegisterComparison(const SRatio& ratio, BenchmarkFunction pfnMeasured,
+                               BenchmarkFunction pfnBaseline, benchmark::TimeUnit unit)
+{
+    static std::set<std::string> s_setRegistered;
+    for (const auto& [szName, pfnRun] :
+         {std::pair(ratio.m_szMeasured, pfnMeasured), std::pair(ratio.m_szBaseline, pfnBaseline)})
+    {
+        if (s_setRegistered.insert(szName).second)
+        {
+            benchmark::RegisterBenchmark(szName, pfnRun)->UseRealTime()->Unit(unit);
+        }
+    }
+    RegisteredRatios().push_back(ratio);
+    return true;
+}
+
+#define DOCVIEW_BENCH_CONCAT_INNER(a, b) a##b
+#define DOCVIEW_BENCH_CONCAT(a, b) DOCVIEW_BENCH_CONCAT_INNER(a, b)
+
+// Compares benchmark function `measured` with `baseline`; the program that links BenchMain.cpp
+// runs both and prints the ratio with `description`.
+#define DOCVIEW_COMPARE_BENCHMARKS(measured, baseline, unit, description)                          \
+    [[maybe_unused]] const bool DOCVIEW_BENCH_CONCAT(g_bComparison, __LINE__) =                    \
+        RegisterComparison({#measured, #baseline, description}, measured, baseline, unit)

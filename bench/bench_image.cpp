@@ -74,6 +74,9 @@ void BM_Memcpy(benchmark::State& state)
     SetCounters(state, uBytes);
 }
 
+DOCVIEW_COMPARE_BENCHMARKS(BM_Clone, BM_Memcpy, benchmark::kMillisecond,
+                           "Clone of a 32 MiB image against memcpy into a buffer allocated once");
+
 void BM_NewMemcpy(benchmark::State& state)
 {
     const Zarn::CImage& source = SourceImage();
@@ -89,20 +92,10 @@ void BM_NewMemcpy(benchmark::State& state)
     SetCounters(state, uBytes);
 }
 
-BENCHMARK(BM_Clone)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Memcpy)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_NewMemcpy)->UseRealTime()->Unit(benchmark::kMillisecond);
+DOCVIEW_COMPARE_BENCHMARKS(
+    BM_NewMemcpy, BM_Memcpy, benchmark::kMillisecond,
+    "new[] + memcpy + delete[] per copy against memcpy into a buffer allocated once");
+DOCVIEW_COMPARE_BENCHMARKS(BM_Clone, BM_NewMemcpy, benchmark::kMillisecond,
+                           "Clone of a 32 MiB image against new[] + memcpy + delete[] per copy");
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    return RunBenchmarks(
-        argc, argv,
-        {{"BM_Clone", "BM_Memcpy",
-          "Clone of a 32 MiB image against memcpy into a buffer allocated once"},
-         {"BM_NewMemcpy", "BM_Memcpy",
-          "new[] + memcpy + delete[] per copy against memcpy into a buffer allocated once"},
-         {"BM_Clone", "BM_NewMemcpy",
-          "Clone of a 32 MiB image against new[] + memcpy + delete[] per copy"}});
-}

@@ -152,15 +152,8 @@ void BM_PlainQueue(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kMessagesPerIteration);
 }
 
-BENCHMARK(BM_MessageThread)->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_PlainQueue)->UseRealTime()->Unit(benchmark::kMillisecond);
+DOCVIEW_COMPARE_BENCHMARKS(
+    BM_MessageThread, BM_PlainQueue, benchmark::kMillisecond,
+    "CMessageThread to 10 subscribers against a mutex and condition variable queue");
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    return RunBenchmarks(argc, argv,
-                         {{"BM_MessageThread", "BM_PlainQueue",
-                           "CMessageThread to 10 subscribers against a mutex and condition "
-                           "variable queue"}});
-}

@@ -216,6 +216,10 @@ void BM_UpdatePluginsBaseline(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
+DOCVIEW_COMPARE_BENCHMARKS(
+    BM_UpdatePlugins, BM_UpdatePluginsBaseline, benchmark::kMicrosecond,
+    "Asking 100 tools about 1,000 documents, toolbox pass against the tools' own tests");
+
 void BM_ThreadedRoundTrip(benchmark::State& state)
 {
     RegisterBenchTool();
@@ -259,20 +263,8 @@ void BM_ThreadedRoundTripBaseline(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 
-BENCHMARK(BM_UpdatePlugins)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_UpdatePluginsBaseline)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ThreadedRoundTrip)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_ThreadedRoundTripBaseline)->UseRealTime()->Unit(benchmark::kMicrosecond);
+DOCVIEW_COMPARE_BENCHMARKS(
+    BM_ThreadedRoundTrip, BM_ThreadedRoundTripBaseline, benchmark::kMicrosecond,
+    "Threaded no-op tool round trip against a thread start and join plus one message");
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    return RunBenchmarks(argc, argv,
-                         {{"BM_UpdatePlugins", "BM_UpdatePluginsBaseline",
-                           "Asking 100 tools about 1,000 documents, toolbox pass against the "
-                           "tools' own tests"},
-                          {"BM_ThreadedRoundTrip", "BM_ThreadedRoundTripBaseline",
-                           "Threaded no-op tool round trip against a thread start and join plus "
-                           "one message"}});
-}

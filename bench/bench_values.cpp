@@ -63,6 +63,9 @@ void BM_CopyStdMap(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kMapEntries);
 }
 
+DOCVIEW_COMPARE_BENCHMARKS(BM_CloneValueMap, BM_CopyStdMap, benchmark::kMicrosecond,
+                           "Clone of a CValueMap of 1,000 strings against a std::map copy");
+
 void BM_CloneValuePointerVector(benchmark::State& state)
 {
     std::vector<int> lstTargets(kVectorEntries);
@@ -106,19 +109,8 @@ void BM_CopyHolderVector(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kVectorEntries);
 }
 
-BENCHMARK(BM_CloneValueMap)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CopyStdMap)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CloneValuePointerVector)->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CopyHolderVector)->UseRealTime()->Unit(benchmark::kMicrosecond);
+DOCVIEW_COMPARE_BENCHMARKS(
+    BM_CloneValuePointerVector, BM_CopyHolderVector, benchmark::kMicrosecond,
+    "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders");
 
 } // namespace
-
-int main(int argc, char** argv)
-{
-    return RunBenchmarks(
-        argc, argv,
-        {{"BM_CloneValueMap", "BM_CopyStdMap",
-          "Clone of a CValueMap of 1,000 strings against a std::map copy"},
-         {"BM_CloneValuePointerVector", "BM_CopyHolderVector",
-          "Clone of a CValueVector of 10,000 pointer values against 10,000 heap holders"}});
-}

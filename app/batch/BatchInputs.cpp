@@ -3,8 +3,10 @@
 #include <Zarn/Image/ImageFile.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <map>
+#include <set>
 #include <stdexcept>
 
 namespace fs = std::filesystem;
@@ -12,11 +14,63 @@ namespace fs = std::filesystem;
 namespace
 {
 
-fs::path ResultName(const fs::path& relative)
+fs::path WithTiffExtension(const fs::path& relative)
 {
     fs::path result = relative;
     result.replace_extension(".tif");
     return result;
+}
+
+// Names are compared without case: the output folder may be on a disk that ignores it.
+std::string NameKey(const fs::path& path)
+{
+    std::string strKey = path.string();
+    std::transform(strKey.begin(), strKey.end(), strKey.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return strKey;
+}
+
+fs::path Numbered(const fs::path& result, int number)
+{
+    fs::path numbered = result;
+    numbered.replace_filename(result.stem().string() + "-" + std::to_string(number) + ".tif");
+    return numbered;
+}
+
+// Turns each input's relative name into its result name. Inputs whose names differ only in the
+// extension keep it (a.png.tif, a.tif.tif), so neither takes the other's name. What is still
+// taken (one file named twice, equal names from two folders) is numbered "-2", "-3", ..., skipping
+// every name that another input has by itself: no result is ever written twice.
+void AssignResultNames(std::vector<SBatchInput>& inputs)
+{
+    std::map<std::string, std::set<std::string>> mapSources;
+    for (const SBatchInput& input : inputs)
+    {
+        mapSources[NameKey(WithTiffExtension(input.m_result))].insert(NameKey(input.m_result));
+    }
+    std::set<std::string> setOwnNames;
+    for (SBatchInput& input : inputs)
+    {
+        const bool bShared = mapSources[NameKey(WithTiffExtension(input.m_result))].size() > 1;
+        input.m_result = bShared ? fs::path(input.m_result.string() + ".tif")
+                                 : WithTiffExtension(input.m_result);
+        setOwnNames.insert(NameKey(input.m_result));
+    }
+    std::set<std::string> setTaken;
+    for (SBatchInput& input : inputs)
+    {
+        fs::path result = input.m_result;
+        for (int nNumber = 2; setTaken.count(NameKey(result)) > 0; ++nNumber)
+        {
+            result = Numbered(input.m_result, nNumber);
+            if (setOwnNames.count(NameKey(result)) > 0)
+            {
+                result = input.m_result; // another input's own name: try the next number
+            }
+        }
+        setTaken.insert(NameKey(result));
+        input.m_result = result;
+    }
 }
 
 } // namespace
@@ -47,12 +101,12 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
             std::sort(lstFiles.begin(), lstFiles.end());
             for (const fs::path& file : lstFiles)
             {
-                lstInputs.push_back({file, ResultName(file.lexically_relative(path))});
+                lstInputs.push_back({file, file.lexically_relative(path)});
             }
         }
         else if (fs::exists(path, error) || error.value() == ELOOP)
         {
-            lstInputs.push_back({path, ResultName(path.filename())});
+            lstInputs.push_back({path, path.filename()});
         }
         else
         {
@@ -64,19 +118,7 @@ std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& argu
         throw std::invalid_argument("no such file or folder: " + strMissing);
     }
 
-    // The same result twice would overwrite one with the other.
-    std::map<fs::path, int> mapUses;
-    for (SBatchInput& input : lstInputs)
-    {
-        const int nUse = ++mapUses[input.m_result];
-        if (nUse > 1)
-        {
-            fs::path renamed = input.m_result;
-            renamed.replace_filename(input.m_result.stem().string() + "-" + std::to_string(nUse) +
-                                     ".tif");
-            input.m_result = renamed;
-        }
-    }
+    AssignResultNames(lstInputs);
     return lstInputs;
 }
 

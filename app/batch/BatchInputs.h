@@ -17,8 +17,10 @@ struct SBatchInput
 
 // The images named on the command line: files as given (a link that loops too), folders with
 // everything below them that has an image's extension and is no folder (sorted by path). Results
-// keep the folder structure below a named folder; two inputs that would write the same result get
-// "-2", "-3", ... appended. Throws std::invalid_argument naming every input that does not exist.
+// keep the folder structure below a named folder and are unique, also ignoring case: a.png gives
+// a.tif, but a.png and a.tif in one folder give a.png.tif and a.tif.tif; a name still taken (a file
+// named twice, equal names from two folders) gets "-2", "-3", ... appended, never a name another
+// input has by itself. Throws std::invalid_argument naming every input that does not exist.
 std::vector<SBatchInput> CollectBatchInputs(const std::vector<std::string>& arguments);
 
 // Shard `index` of `count`: every count-th input starting at index (counting from 0), so that

@@ -1,5 +1,8 @@
 #include "BatchRunner.h"
 
+#include "BatchFiles.h"
+#include "BatchJournal.h"
+
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
@@ -10,10 +13,7 @@
 #include <Zarn/Value/ValuePointer.h>
 
 #include <atomic>
-#include <fstream>
-#include <iomanip>
 #include <mutex>
-#include <sstream>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -97,20 +97,6 @@ void ProcessOne(Zarn::CPluginBase& plugin, const fs::path& outputFolder,
     }
 }
 
-std::string CsvField(const std::string& text)
-{
-    if (text.find_first_of(",\"\n\r") == std::string::npos)
-    {
-        return text;
-    }
-    std::string strQuoted = "\"";
-    for (char c : text)
-    {
-        strQuoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    }
-    return strQuoted + "\"";
-}
-
 } // namespace
 
 CBatchHost::CBatchHost(std::ostream* logConsole, int logThreshold,
@@ -153,16 +139,26 @@ namespace
 class CWorkQueue
 {
 public:
-    CWorkQueue(std::vector<SBatchResult>& results, const CBatchRunner::Progress& progress)
-        : m_results(results), m_progress(progress)
+    CWorkQueue(std::vector<SBatchResult>& results, const CBatchRunner::Progress& progress,
+               const std::atomic<int>* stop)
+        : m_results(results), m_progress(progress), m_pStop(stop)
     {
     }
 
-    // The next result to fill, or null when every input is taken.
+    // The next result to fill, or null when every input is taken or the run is to stop.
     SBatchResult* Next()
     {
+        if (m_pStop != nullptr && m_pStop->load() != 0)
+        {
+            return nullptr;
+        }
         const size_t uIndex = m_uNext++;
-        return uIndex < m_results.size() ? &m_results[uIndex] : nullptr;
+        if (uIndex >= m_results.size())
+        {
+            return nullptr;
+        }
+        m_results[uIndex].m_bStarted = true;
+        return &m_results[uIndex];
     }
 
     void Finished(const SBatchResult& result)
@@ -179,6 +175,7 @@ public:
 private:
     std::vector<SBatchResult>& m_results;
     const CBatchRunner::Progress& m_progress;
+    const std::atomic<int>* m_pStop;
     std::atomic<size_t> m_uNext{0};
     std::mutex m_mutex;
     size_t m_uDone = 0;
@@ -244,7 +241,7 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
     {
         lstResults[i].m_input = inputs[i];
     }
-    CWorkQueue queue(lstResults, progress);
+    CWorkQueue queue(lstResults, progress, m_pStop);
     const auto WorkOnQueue = [this, &queue]()
     { Work(m_process, m_outputFolder, m_imageLimit, queue); };
     std::vector<std::thread> lstWorkers;
@@ -264,24 +261,14 @@ std::vector<SBatchResult> CBatchRunner::Run(const std::vector<SBatchInput>& inpu
 
 void WriteBatchSummary(const fs::path& path, const std::vector<SBatchResult>& results)
 {
-    std::ostringstream text;
-    text << "file,result,labels,seconds,error\n";
+    std::string strText = "file,result,labels,seconds,error\n";
     for (const SBatchResult& result : results)
     {
-        text << CsvField(result.m_input.m_path.string()) << ','
-             << CsvField(result.m_resultPath.string()) << ','
-             << (result.m_nLabels ? std::to_string(*result.m_nLabels) : std::string()) << ','
-             << std::fixed << std::setprecision(3) << result.m_dSeconds << ','
-             << CsvField(result.m_strError) << '\n';
+        strText += BatchSummaryLine(result) + "\n";
     }
     if (path.has_parent_path())
     {
         fs::create_directories(path.parent_path());
     }
-    std::ofstream file(path);
-    file << text.str();
-    if (!file.flush())
-    {
-        throw std::runtime_error("cannot write the summary " + path.string());
-    }
+    WriteFileAtomically(path, strText, "the summary");
 }

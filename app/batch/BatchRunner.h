@@ -8,6 +8,7 @@
 #include <Zarn/Message/MessageThread.h>
 #include <Zarn/Value/ValueContainer.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -46,6 +47,7 @@ private:
 struct SBatchResult
 {
     SBatchInput m_input;
+    bool m_bStarted = false; // false for an input the run was stopped before
     bool m_bDone = false;
     std::filesystem::path m_resultPath;     // absolute; empty when nothing was written
     std::optional<std::uint64_t> m_nLabels; // the result's "number of labels", when it has one
@@ -75,6 +77,10 @@ public:
     // default pixel count, whatever the memory).
     void SetImageLimit(const Zarn::SImageSizeLimit& limit) { m_imageLimit = limit; }
 
+    // Once `stop` is not 0 (a signal handler sets it), no worker starts another image; those in
+    // progress are finished. `stop` must outlive the run.
+    void StopWhen(const std::atomic<int>& stop) { m_pStop = &stop; }
+
     // Results in input order.
     std::vector<SBatchResult> Run(const std::vector<SBatchInput>& inputs, const Progress& progress);
 
@@ -83,7 +89,10 @@ private:
     std::filesystem::path m_outputFolder;
     unsigned int m_uWorkers;
     Zarn::SImageSizeLimit m_imageLimit;
+    const std::atomic<int>* m_pStop = nullptr;
 };
 
-// The summary: file, result, labels, seconds, error; one line per input.
+// The summary: file, result, labels, seconds, error; one line per input. Written whole or not at
+// all (WriteFileAtomically): a failed write leaves the old summary and throws
+// std::runtime_error "cannot write the summary PATH: <reason>".
 void WriteBatchSummary(const std::filesystem::path& path, const std::vector<SBatchResult>& results);

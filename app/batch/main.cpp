@@ -1,8 +1,10 @@
 // docview-batch: runs a process description over image files and folders, without a window.
 
 #include "BatchInputs.h"
+#include "BatchJournal.h"
 #include "BatchProgress.h"
 #include "BatchRunner.h"
+#include "BatchSignals.h"
 
 #include <Zarn/Exception/Exception.h>
 #include <Zarn/Image/ImageSizeGuard.h>
@@ -10,6 +12,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -29,12 +32,15 @@ namespace
 
 const char* const kUsage =
     "usage: docview-batch --process FILE [--output DIR] [-j N] [--shard I/N] [--csv FILE]\n"
-    "                     [--max-pixels N] [--plugin-path DIR] [--verbose] INPUT...\n"
+    "                     [--max-pixels N] [--resume] [--plugin-path DIR] [--verbose]\n"
+    "                     INPUT...\n"
     "       docview-batch --help | --version\n"
     "\n"
     "Runs the process description FILE on every image INPUT names: image files, or folders with\n"
     "all the images below them. Results are written as TIFF (with their header history) into DIR\n"
     "(default: ./results), keeping the folder structure, and a summary into DIR/summary.csv.\n"
+    "A result is named after its input: a.png gives a.tif; a.png and a.tif in one folder give\n"
+    "a.png.tif and a.tif.tif; a name still taken gets -2, -3, ... No result is written twice.\n"
     "\n"
     "  -j N         N images at a time (default: the number of cores)\n"
     "  --shard I/N  only every N-th input, starting at the I-th (I from 0 to N-1): N jobs with\n"
@@ -45,11 +51,18 @@ const char* const kUsage =
     "               together), before it is decoded (default: 268435456 = 2^28); never more\n"
     "               than the memory available at the start, shared by the workers, holds\n"
     "               three times at the image's bytes per pixel\n"
+    "  --resume     skip the inputs an earlier run of the same process into DIR finished\n"
+    "               (its journal DIR/.docview-batch.journal records each one), do the rest\n"
+    "               and write the summary of all; temporary files of a killed run are removed\n"
     "  --verbose    also the plug-ins' progress messages\n"
     "  --help       this text\n"
     "  --version    the program's version\n"
     "\n"
-    "Exit status: 0 when every image was processed, 1 when some failed, 2 for a wrong call.\n";
+    "SIGINT (Ctrl+C) or SIGTERM: the images in progress are finished, no new one is started,\n"
+    "the summary lists what was done; a second signal stops at once.\n"
+    "\n"
+    "Exit status: 0 when every image was processed, 1 when some failed, 2 for a wrong call,\n"
+    "130 or 143 when SIGINT or SIGTERM stopped the run.\n";
 
 // Errors a user must see go to standard error with the program's name: there is no window, and
 // the log shows only what the plug-ins say.
@@ -85,6 +98,7 @@ struct SBatchOptions
     unsigned int m_uShards = 1;
     std::uint64_t m_uMaxPixels = Zarn::SImageSizeLimit::kDefaultMaxPixels;
     bool m_bVerbose = false;
+    bool m_bResume = false;
     std::vector<std::string> m_lstPluginFolders = {DefaultModuleFolder()};
     std::vector<std::string> m_lstInputs;
     // Set by --help and --version, which answer at once and end the program.
@@ -157,6 +171,9 @@ const SOption kOptions[] = {
      true,
      [](SBatchOptions& options, const std::string& value)
      { options.m_lstPluginFolders.push_back(value); }},
+    {{"--resume"},
+     false,
+     [](SBatchOptions& options, const std::string&) { options.m_bResume = true; }},
     {{"--verbose", "-v"},
      false,
      [](SBatchOptions& options, const std::string&) { options.m_bVerbose = true; }},
@@ -246,35 +263,112 @@ void SilencePlugins()
     }
 }
 
-void AnnounceRun(const SBatchOptions& options, size_t images)
+void AnnounceRun(const SBatchOptions& options, size_t images, size_t kept)
 {
     std::cerr << "docview-batch: " << images << " image" << (images == 1 ? "" : "s")
               << (options.m_uShards > 1 ? " (shard " + std::to_string(options.m_uShard) + "/" +
                                               std::to_string(options.m_uShards) + ")"
                                         : "")
-              << ", " << options.m_uWorkers << " worker" << (options.m_uWorkers == 1 ? "" : "s")
+              << (kept > 0 ? " (" + std::to_string(kept) + " done before)" : "") << ", "
+              << options.m_uWorkers << " worker" << (options.m_uWorkers == 1 ? "" : "s")
               << ", results in " << options.m_outputFolder.string() << "\n";
 }
 
-// Runs every input with a progress display; the results and the seconds the run took.
+// What this run does: everything, or with --resume what an earlier run of the same process did
+// not finish; the temporary files that killed runs left are removed then. Throws
+// std::runtime_error when the journal is of another process.
+SBatchResumePlan PlanRun(const SBatchOptions& options, const std::vector<SBatchInput>& inputs,
+                         const std::string& process)
+{
+    if (!options.m_bResume)
+    {
+        return {{}, inputs};
+    }
+    const fs::path journal = options.m_outputFolder / CBatchJournal::kFileName;
+    const std::string strRecorded = CBatchJournal::ReadProcess(journal);
+    if (!strRecorded.empty() && strRecorded != process)
+    {
+        throw std::runtime_error("--resume: " + journal.string() +
+                                 " is the journal of another process description; run the same "
+                                 "one, or start over without --resume");
+    }
+    size_t uRemoved = RemoveStaleTemporaryFiles(options.m_outputFolder, true);
+    const fs::path summaryFolder = options.m_summaryPath.parent_path();
+    if (summaryFolder.lexically_normal() != options.m_outputFolder.lexically_normal())
+    {
+        uRemoved += RemoveStaleTemporaryFiles(summaryFolder.empty() ? "." : summaryFolder, false);
+    }
+    if (uRemoved > 0)
+    {
+        std::cerr << "docview-batch: removed " << uRemoved << " temporary file"
+                  << (uRemoved == 1 ? "" : "s") << " of an earlier run\n";
+    }
+    return PlanBatchResume(inputs, CBatchJournal::Read(journal), options.m_outputFolder);
+}
+
+// The journal of this run, holding what an earlier one finished; without one the run goes on,
+// but --resume will do everything again.
+std::unique_ptr<CBatchJournal> StartJournal(const SBatchOptions& options,
+                                            const std::vector<SBatchResult>& kept,
+                                            const std::string& process)
+{
+    try
+    {
+        fs::create_directories(options.m_outputFolder);
+        return std::make_unique<CBatchJournal>(options.m_outputFolder / CBatchJournal::kFileName,
+                                               kept, process);
+    }
+    catch (const std::exception& error)
+    {
+        ReportError(std::string(error.what()) + "; --resume will not know what this run did");
+        return nullptr;
+    }
+}
+
+// Called under the runner's lock; a journal that fails is named once and then left alone.
+void Record(CBatchJournal* journal, const SBatchResult& result, bool& failed)
+{
+    if (journal == nullptr || failed)
+    {
+        return;
+    }
+    const std::string strReason = journal->Append(result);
+    if (!strReason.empty())
+    {
+        failed = true;
+        ReportError("cannot write the journal " + journal->Path().string() + ": " + strReason +
+                    "; --resume will do again what it misses");
+    }
+}
+
+// Runs the inputs with a progress display, recording each finished one; the results and the
+// seconds the run took. SIGINT and SIGTERM stop it early.
 std::vector<SBatchResult> RunAll(const SBatchOptions& options, const Zarn::CValueMap& process,
-                                 const std::vector<SBatchInput>& inputs, double& seconds)
+                                 const std::vector<SBatchInput>& inputs, CBatchJournal* journal,
+                                 double& seconds)
 {
     CBatchProgress progress(std::cerr, inputs.size(), ::isatty(STDERR_FILENO) != 0);
     const auto start = std::chrono::steady_clock::now();
     CBatchRunner runner(process, options.m_outputFolder, options.m_uWorkers);
     runner.SetImageLimit(
         Zarn::SImageSizeLimit::ForReaders(options.m_uMaxPixels, options.m_uWorkers));
+    runner.StopWhen(CBatchStopSignals::Received());
+    bool bJournalFailed = false;
     std::vector<SBatchResult> lstResults = runner.Run(
-        inputs, [&](const SBatchResult& result, size_t done, size_t failed)
-        { progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed); });
+        inputs,
+        [&](const SBatchResult& result, size_t done, size_t failed)
+        {
+            progress.Update(result.m_input.m_path.string(), result.m_bDone, done, failed);
+            Record(journal, result, bJournalFailed);
+        });
     progress.Finish();
     seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return lstResults;
 }
 
-// Lists the failures and the closing line; the number of failures.
-size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
+// Lists the failures and the closing line (an empty summary path: none was written); the number
+// of failures. `processed` of the results were made by this run, in `seconds`.
+size_t ReportResults(const std::vector<SBatchResult>& results, size_t processed, double seconds,
                      const fs::path& summaryPath)
 {
     size_t uFailed = 0;
@@ -294,24 +388,58 @@ size_t ReportResults(const std::vector<SBatchResult>& results, double seconds,
     }
     char szRate[32];
     std::snprintf(szRate, sizeof(szRate), "%.1f",
-                  seconds > 0 ? static_cast<double>(results.size()) / seconds : 0.0);
+                  seconds > 0 ? static_cast<double>(processed) / seconds : 0.0);
     std::cerr << "docview-batch: " << (results.size() - uFailed) << " of " << results.size()
               << " done in " << CBatchProgress::Duration(seconds) << " (" << szRate
-              << " images/s); summary in " << summaryPath.string() << "\n";
+              << " images/s); "
+              << (summaryPath.empty() ? "no summary written" : "summary in " + summaryPath.string())
+              << "\n";
     return uFailed;
 }
 
+// Writes the summary of `results` (of `inputs` inputs) and reports; the exit status.
+int FinishRun(const SBatchOptions& options, const std::vector<SBatchResult>& results, size_t inputs,
+              size_t processed, double seconds)
+{
+    bool bSummaryWritten = true;
+    try
+    {
+        WriteBatchSummary(options.m_summaryPath, results);
+    }
+    catch (const std::exception& error)
+    {
+        // The failures are listed all the same: they may be all the user gets of this run.
+        ReportError(error.what());
+        bSummaryWritten = false;
+    }
+    const size_t uFailed = ReportResults(results, processed, seconds,
+                                         bSummaryWritten ? options.m_summaryPath : fs::path());
+    const int nSignal = CBatchStopSignals::Received().load();
+    if (nSignal != 0)
+    {
+        ReportError(std::string("stopped by ") + (nSignal == SIGINT ? "SIGINT" : "SIGTERM") + ": " +
+                    std::to_string(inputs - results.size()) + " of " + std::to_string(inputs) +
+                    " inputs not started; --resume does them");
+        return 128 + nSignal;
+    }
+    return uFailed == 0 && bSummaryWritten ? 0 : 1;
+}
+
 // The run after a good call: 0 when every image was processed, 1 when some failed, 2 when the
-// process or the inputs cannot be used.
+// process or the inputs cannot be used, 128 + the signal when SIGINT or SIGTERM stopped it.
 int Run(const SBatchOptions& options)
 {
     std::unique_ptr<Zarn::CValue> pProcess;
     std::vector<SBatchInput> lstInputs;
+    std::string strFingerprint;
+    SBatchResumePlan plan;
     try
     {
         pProcess = ReadProcess(options.m_strProcess);
         lstInputs = SelectShard(CollectBatchInputs(options.m_lstInputs), options.m_uShard,
                                 options.m_uShards);
+        strFingerprint = CBatchJournal::Fingerprint(*pProcess->Map());
+        plan = PlanRun(options, lstInputs, strFingerprint);
     }
     catch (const std::exception& error)
     {
@@ -322,23 +450,24 @@ int Run(const SBatchOptions& options)
     {
         SilencePlugins();
     }
+    // Under a file size limit (ulimit -f) the write that crosses it fails with "File too large"
+    // for that one file, instead of the signal ending the whole run.
+    std::signal(SIGXFSZ, SIG_IGN);
+    const std::unique_ptr<CBatchJournal> pJournal =
+        StartJournal(options, plan.m_lstKept, strFingerprint);
+    const CBatchStopSignals signals;
     CBatchHost host(&std::cerr, options.m_bVerbose ? 0 : Zarn::CLogger::levelWarning,
                     options.m_lstPluginFolders);
-    AnnounceRun(options, lstInputs.size());
+    AnnounceRun(options, plan.m_lstToDo.size(), plan.m_lstKept.size());
     double dSeconds = 0;
-    const std::vector<SBatchResult> lstResults =
-        RunAll(options, *pProcess->Map(), lstInputs, dSeconds);
+    const std::vector<SBatchResult> lstRun =
+        RunAll(options, *pProcess->Map(), plan.m_lstToDo, pJournal.get(), dSeconds);
     host.DropMessages();
-    try
-    {
-        WriteBatchSummary(options.m_summaryPath, lstResults);
-    }
-    catch (const std::exception& error)
-    {
-        ReportError(error.what());
-        return 1;
-    }
-    return ReportResults(lstResults, dSeconds, options.m_summaryPath) == 0 ? 0 : 1;
+    const auto uStarted = static_cast<size_t>(std::count_if(lstRun.begin(), lstRun.end(),
+                                                            [](const SBatchResult& result)
+                                                            { return result.m_bStarted; }));
+    return FinishRun(options, MergeBatchResults(lstInputs, plan.m_lstKept, lstRun),
+                     lstInputs.size(), uStarted, dSeconds);
 }
 
 } // namespace

@@ -196,6 +196,12 @@ bool CMessageTable::Dispatch(Zarn::CMessageIdFactory* idFactory,
     return false;
 }
 
+bool CMessageTable::DispatchWithData(Zarn::CMessageIdFactory* idFactory,
+                                     const Zarn::CValueMap& message) const
+{
+    return HasMessageIdAndData(message) && Dispatch(idFactory, message);
+}
+
 std::vector<std::string> CMessageTable::Names() const
 {
     std::vector<std::string> lstNames;

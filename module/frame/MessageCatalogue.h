@@ -91,6 +91,9 @@ public:
 
     // True when a handler ran; false for a message that names none of the table's entries.
     bool Dispatch(Zarn::CMessageIdFactory* idFactory, const Zarn::CValueMap& message) const;
+    // Dispatch for the plug-ins that handle only messages with data: a map without both "id" and
+    // "data" is ignored (false) before any id is asked for.
+    bool DispatchWithData(Zarn::CMessageIdFactory* idFactory, const Zarn::CValueMap& message) const;
 
     // The names the table handles, in order.
     std::vector<std::string> Names() const;

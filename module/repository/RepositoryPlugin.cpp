@@ -289,11 +289,7 @@ void CRepositoryPlugin::DeleteData()
 
 void CRepositoryPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
-    if (!DocView::HasMessageIdAndData(message))
-    {
-        return;
-    }
-    m_messageTable.Dispatch(m_pMessageIdFactory, message);
+    m_messageTable.DispatchWithData(m_pMessageIdFactory, message);
 }
 
 // The requests, in the order their ids are compared.

@@ -482,11 +482,7 @@ void CToolboxPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
     // A native fault in a tool run on this thread is reported like a thrown error.
     Zarn::SetSystemExceptionTranslator(&DocView::TranslateSystemException);
-    if (!DocView::HasMessageIdAndData(message))
-    {
-        return;
-    }
-    m_messages.Dispatch(m_pMessageIdFactory, message);
+    m_messages.DispatchWithData(m_pMessageIdFactory, message);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -123,14 +123,7 @@ void CNavigatorPlugin::Init(void* /*context*/, const Zarn::CValueMap& parameters
 void CNavigatorPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
     DocView::RunWrapped("CNavigatorPlugin::UpdateParameters",
-                        [&]
-                        {
-                            if (!DocView::HasMessageIdAndData(message))
-                            {
-                                return;
-                            }
-                            m_messageTable.Dispatch(m_pMessageIdFactory, message);
-                        });
+                        [&] { m_messageTable.DispatchWithData(m_pMessageIdFactory, message); });
 }
 
 // The view is unwrapped first, so that data of the wrong type throws before the list changes.

@@ -59,11 +59,10 @@ DocView::CMessageTable CViewContainerHost::MakeViewTable(FViewHandler onNew, FVi
 void CViewContainerHost::Dispatch(const DocView::CMessageTable& table,
                                   const Zarn::CValueMap& message) const
 {
-    if (m_pMessageIdFactory == nullptr || !DocView::HasMessageIdAndData(message))
+    if (m_pMessageIdFactory != nullptr)
     {
-        return;
+        table.DispatchWithData(m_pMessageIdFactory, message);
     }
-    table.Dispatch(m_pMessageIdFactory, message);
 }
 
 void CViewContainerHost::PostView(const char* name, Zarn::CPluginBase* view) const

@@ -157,14 +157,7 @@ void CViewFactoryPlugin::DeleteOrphanage()
 void CViewFactoryPlugin::UpdateParameters(const Zarn::CValueMap& message)
 {
     DocView::RunWrapped("CViewFactoryPlugin::UpdateParameters",
-                        [&]
-                        {
-                            if (!DocView::HasMessageIdAndData(message))
-                            {
-                                return;
-                            }
-                            m_messageTable.Dispatch(m_pMessageIdFactory, message);
-                        });
+                        [&] { m_messageTable.DispatchWithData(m_pMessageIdFactory, message); });
 }
 
 void CViewFactoryPlugin::AddCreateView(Zarn::CValueMap* document)

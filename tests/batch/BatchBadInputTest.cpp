@@ -2,7 +2,7 @@
 // the run can hold, and things in the file system that are no files. Each fails alone, in one
 // line naming it, and the others go on.
 
-#include "BatchProgramRun.h"
+#include "BatchProgramTools.h"
 #include "BatchTempFolder.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -20,6 +20,7 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace batch_test;
 
 namespace
 {
@@ -30,15 +31,16 @@ std::size_t LinesWith(const std::string& output, const std::string& file, const 
     return CountLinesWith(output, file + ": ", text);
 }
 
-class BatchBadInput : public testing::Test
+class BatchBadInput : public CBatchFolderTest
 {
 protected:
+    BatchBadInput() : CBatchFolderTest("docview-batch-bad-XXXXXX") {}
+
     void SetUp() override
     {
-        ASSERT_FALSE(m_root.empty());
+        CBatchFolderTest::SetUp();
         ASSERT_TRUE(cv::imwrite((m_root / "good.png").string(), cv::Mat(120, 160, CV_8UC1, 90)));
     }
-    void TearDown() override { fs::remove_all(m_root); }
 
     // A run of the smoothing process; a bomb must not take the machine down with it, so the
     // program gets 4 GB of address space and two minutes.
@@ -50,8 +52,6 @@ protected:
     }
 
     std::string Quoted(const fs::path& path) const { return "'" + path.string() + "' "; }
-
-    fs::path m_root = NewBatchTempFolder("docview-batch-bad-XXXXXX");
 };
 
 TEST_F(BatchBadInput, ABombIsRefusedByTheSizeItsHeaderClaims)

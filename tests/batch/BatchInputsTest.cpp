@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -13,15 +15,10 @@ namespace fs = std::filesystem;
 namespace
 {
 
-class BatchInputs : public testing::Test
+class BatchInputs : public CBatchFolderTest
 {
 protected:
-    void SetUp() override
-    {
-        m_root = NewBatchTempFolder("docview-batch-inputs-XXXXXX");
-        ASSERT_FALSE(m_root.empty());
-    }
-    void TearDown() override { fs::remove_all(m_root); }
+    BatchInputs() : CBatchFolderTest("docview-batch-inputs-XXXXXX") {}
 
     fs::path Touch(const fs::path& relative)
     {
@@ -30,8 +27,6 @@ protected:
         std::ofstream(path) << "x";
         return path;
     }
-
-    fs::path m_root;
 };
 
 TEST_F(BatchInputs, FolderGivesItsImagesSortedWithTheirRelativeResultNames)
@@ -58,6 +53,46 @@ TEST_F(BatchInputs, FilesKeepTheirOrderAndSameNamesGetNumbered)
     ASSERT_EQ(lstInputs.size(), 2u);
     EXPECT_EQ(lstInputs[0].m_result, fs::path("cells.tif"));
     EXPECT_EQ(lstInputs[1].m_result, fs::path("cells-2.tif"));
+}
+
+// a.png and a.tif would both be a.tif, and the "-2" of the second would be a-2.png's result.
+TEST_F(BatchInputs, InputsThatShareAStemKeepTheirExtensionAndNoTwoShareAResult)
+{
+    for (const char* szName : {"a.png", "a.tif", "a-2.png"})
+    {
+        Touch(fs::path("plate") / szName);
+    }
+    const std::vector<SBatchInput> lstInputs = CollectBatchInputs({(m_root / "plate").string()});
+    ASSERT_EQ(lstInputs.size(), 3u);
+    EXPECT_EQ(lstInputs[0].m_path, m_root / "plate/a-2.png");
+    EXPECT_EQ(lstInputs[0].m_result, fs::path("a-2.tif"));
+    EXPECT_EQ(lstInputs[1].m_result, fs::path("a.png.tif"));
+    EXPECT_EQ(lstInputs[2].m_result, fs::path("a.tif.tif"));
+}
+
+// Whatever the names, no result is written twice, also not when the letters differ only in case
+// (a folder on a disk that ignores case).
+TEST_F(BatchInputs, ResultsAreUniqueAlsoForNamesThatLookLikeNumberedOnes)
+{
+    for (const char* szName : {"a.png", "a.tif", "a-2.png", "a-2.tif", "a.png.tif", "a-3.jpg",
+                               "A.png", "b.PNG", "b.png", "sub/a.png", "sub/a.tif"})
+    {
+        Touch(fs::path("plate") / szName);
+    }
+    const fs::path extra = Touch("other/a.png");
+    std::vector<std::string> lstArguments = {(m_root / "plate").string(), extra.string(),
+                                             extra.string()};
+    const std::vector<SBatchInput> lstInputs = CollectBatchInputs(lstArguments);
+    ASSERT_EQ(lstInputs.size(), 13u);
+    std::set<std::string> setResults;
+    for (const SBatchInput& input : lstInputs)
+    {
+        std::string strLower = input.m_result.string();
+        std::transform(strLower.begin(), strLower.end(), strLower.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        EXPECT_TRUE(setResults.insert(strLower).second) << input.m_path << " -> " << input.m_result;
+        EXPECT_EQ(input.m_result.extension(), ".tif") << input.m_result;
+    }
 }
 
 TEST_F(BatchInputs, MissingInputsAreAllNamed)

@@ -1,4 +1,4 @@
-#include "BatchProgramRun.h"
+#include "BatchProgramTools.h"
 #include "BatchTempFolder.h"
 // docview-batch as a user runs it: the real program with the real modules and a shipped process,
 // on a folder of generated images.
@@ -12,43 +12,18 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <set>
 #include <sstream>
-#include <sys/wait.h>
 
 namespace fs = std::filesystem;
+using namespace batch_test;
 
 namespace
 {
-
-// CSV lines without the header, split into fields (the test files have no commas).
-std::vector<std::vector<std::string>> SummaryRows(const fs::path& path)
-{
-    std::ifstream stream(path);
-    std::vector<std::vector<std::string>> lstRows;
-    std::string strLine;
-    std::getline(stream, strLine);
-    EXPECT_EQ(strLine, "file,result,labels,seconds,error");
-    while (std::getline(stream, strLine))
-    {
-        std::vector<std::string> lstFields;
-        size_t uStart = 0;
-        for (size_t uComma = strLine.find(','); lstFields.size() < 4;
-             uComma = strLine.find(',', uStart))
-        {
-            lstFields.push_back(strLine.substr(uStart, uComma - uStart));
-            uStart = uComma + 1;
-        }
-        lstFields.push_back(strLine.substr(uStart));
-        lstRows.push_back(lstFields);
-    }
-    return lstRows;
-}
 
 class BatchProgram : public testing::Test
 {
@@ -126,6 +101,125 @@ TEST_F(BatchProgram, CountsObjectsInAFolderAndReportsTheCorruptFile)
     }
     EXPECT_TRUE(fs::exists(m_root / "out" / "b" / "image7.tif"))
         << "results keep the folder structure";
+}
+
+// a.png and a.tif in one folder, beside a-2.png: three inputs, three results, each its own.
+TEST_F(BatchProgram, InputsThatShareAStemGetResultsOfTheirOwn)
+{
+    const fs::path folder = m_root / "stems";
+    fs::create_directories(folder);
+    const std::map<std::string, int> mapWidths = {{"a.png", 20}, {"a.tif", 30}, {"a-2.png", 40}};
+    for (const auto& [strName, nWidth] : mapWidths)
+    {
+        ASSERT_TRUE(cv::imwrite((folder / strName).string(),
+                                cv::Mat(10, nWidth, CV_8UC1, cv::Scalar(nWidth))));
+    }
+    const SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                (m_root / "out").string() + "' -j 2 '" + folder.string() + "'");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    const auto lstRows = SummaryRows(m_root / "out" / "summary.csv");
+    ASSERT_EQ(lstRows.size(), 3u);
+    std::set<std::string> setResults;
+    for (const auto& lstFields : lstRows)
+    {
+        EXPECT_TRUE(setResults.insert(lstFields[1]).second) << lstFields[1] << " twice";
+        std::unique_ptr<Zarn::CImage> pResult(Zarn::CImageFile::Read(lstFields[1]));
+        EXPECT_EQ(static_cast<int>(pResult->Size().X()),
+                  mapWidths.at(fs::path(lstFields[0]).filename().string()))
+            << lstFields[0] << " -> " << lstFields[1];
+    }
+    EXPECT_EQ(setResults, (std::set<std::string>{(m_root / "out" / "a-2.tif").string(),
+                                                 (m_root / "out" / "a.png.tif").string(),
+                                                 (m_root / "out" / "a.tif.tif").string()}));
+}
+
+// A file size limit (1 KiB) stands in for a disk that is full: every result and the summary fail
+// to be written, each says why, and what the last good run left stays whole.
+TEST_F(BatchProgram, AFullDiskSaysWhyForEveryImageAndKeepsTheOldSummaryAndResults)
+{
+    const std::string strArguments = "--process " SHARE_DIR "/processes/smooth.json --output '" +
+                                     (m_root / "out").string() + "' -j 2 '" +
+                                     (m_root / "plates").string() + "'";
+    SRun run = RunProgram(strArguments);
+    ASSERT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    const std::string strOldSummary = FileText(m_root / "out" / "summary.csv");
+    const std::string strOldResult = FileText(m_root / "out" / "image0.tif");
+    ASSERT_FALSE(strOldResult.empty());
+
+    run = RunProgram(strArguments, "ulimit -f 2;");
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("docview-batch: cannot write the summary " +
+                                   (m_root / "out" / "summary.csv").string() +
+                                   ": File too large\n"),
+              std::string::npos)
+        << run.m_strOutput;
+    const size_t uFailed = run.m_strOutput.find("Failed:\n");
+    ASSERT_NE(uFailed, std::string::npos) << run.m_strOutput;
+    for (const auto& [strStem, nDiscs] : m_mapDiscs)
+    {
+        const std::string strInput =
+            (m_root / "plates" / (strStem < "image5" ? "" : "b") / (strStem + ".png")).string();
+        EXPECT_NE(run.m_strOutput.find("  " + strInput + ": ", uFailed), std::string::npos)
+            << strInput << " not listed\n"
+            << run.m_strOutput;
+        EXPECT_EQ(CountLinesWith(run.m_strOutput.substr(uFailed), "  " + strInput + ": ",
+                                 "File too large"),
+                  1u)
+            << strInput << "\n"
+            << run.m_strOutput;
+    }
+    EXPECT_EQ(FileText(m_root / "out" / "summary.csv"), strOldSummary);
+    EXPECT_EQ(FileText(m_root / "out" / "image0.tif"), strOldResult);
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_root / "out"))
+    {
+        EXPECT_EQ(entry.path().filename().string().find(".tmp."), std::string::npos)
+            << "left behind: " << entry.path();
+    }
+}
+
+// A summary that goes to a device which is full (through a link) says so, and the failed images
+// are still listed.
+TEST_F(BatchProgram, ASummaryThatCannotBeWrittenSaysWhyAndTheFailuresAreStillListed)
+{
+    fs::create_symlink("/dev/full", m_root / "summary.csv");
+    const SRun run =
+        RunProgram("--process " SHARE_DIR "/processes/smooth.json --output '" +
+                   (m_root / "out").string() + "' --csv '" + (m_root / "summary.csv").string() +
+                   "' -j 2 '" + (m_root / "plates" / "b").string() + "'");
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("docview-batch: cannot write the summary " +
+                                   (m_root / "summary.csv").string() +
+                                   ": No space left on device\n"),
+              std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(
+        run.m_strOutput.find("Failed:\n  " + (m_root / "plates/b/corrupt.png").string() + ": "),
+        std::string::npos)
+        << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("4 of 5 done"), std::string::npos) << run.m_strOutput;
+    EXPECT_TRUE(fs::is_symlink(m_root / "summary.csv"));
+}
+
+// Results of one process must not pass for those of another.
+TEST_F(BatchProgram, ResumeWithAnotherProcessIsRefusedAndChangesNothing)
+{
+    const std::string strRest = " --output '" + (m_root / "out").string() + "' -j 2 '" +
+                                (m_root / "plates" / "b").string() + "'";
+    SRun run = RunProgram("--process " SHARE_DIR "/processes/smooth.json" + strRest);
+    ASSERT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    const std::string strSummary = FileText(m_root / "out" / "summary.csv");
+    const std::string strJournal = FileText(m_root / "out" / ".docview-batch.journal");
+    run = RunProgram("--process " SHARE_DIR "/processes/count-objects.json --resume" + strRest);
+    EXPECT_EQ(run.m_nExit, 2) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("is the journal of another process description"),
+              std::string::npos)
+        << run.m_strOutput;
+    EXPECT_EQ(FileText(m_root / "out" / "summary.csv"), strSummary);
+    EXPECT_EQ(FileText(m_root / "out" / ".docview-batch.journal"), strJournal);
+    run = RunProgram("--process " SHARE_DIR "/processes/smooth.json --resume" + strRest);
+    EXPECT_EQ(run.m_nExit, 1) << run.m_strOutput;
+    EXPECT_NE(run.m_strOutput.find("1 image (4 done before)"), std::string::npos)
+        << run.m_strOutput;
 }
 
 TEST_F(BatchProgram, ShardsTogetherProcessEveryImageExactlyOnce)
@@ -214,6 +308,16 @@ TEST(BatchProgramFrontDoor, HelpAndVersionNeedNothingElseAndSucceed)
     run = RunProgram("--version", "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM");
     EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
     EXPECT_EQ(run.m_strOutput, std::string("docview-batch ") + DOCVIEW_VERSION + "\n");
+}
+
+TEST(BatchProgramFrontDoor, HelpExplainsResultNamesResumeAndStopping)
+{
+    const SRun run = RunProgram("--help");
+    EXPECT_EQ(run.m_nExit, 0) << run.m_strOutput;
+    for (const char* szPart : {"a.png.tif", "--resume", ".docview-batch.journal", "SIGINT", "130"})
+    {
+        EXPECT_NE(run.m_strOutput.find(szPart), std::string::npos) << szPart;
+    }
 }
 
 // The process plug-in names its first step on standard output as it starts: that is talk for

@@ -1,5 +1,6 @@
 #include "BatchRunner.h"
 #include "BatchTempFolder.h"
+#include "FileSizeLimit.h"
 
 #include <Zarn/Image/ImageDocument.h>
 #include <Zarn/Image/ImageFile.h>
@@ -17,6 +18,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <csignal>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -197,6 +200,28 @@ TEST_F(BatchRunner, NoToolInstanceRunsOnTwoThreads)
     }
 }
 
+TEST_F(BatchRunner, AfterTheStopFlagIsSetNoFurtherImageIsStarted)
+{
+    for (int i = 0; i < 8; ++i)
+    {
+        WriteImage("image" + std::to_string(i) + ".png", i);
+    }
+    std::atomic<int> nStop{0};
+    CBatchRunner runner(*m_pProcess->Map(), m_root / "out", 1);
+    runner.StopWhen(nStop);
+    const std::vector<SBatchResult> lstResults =
+        runner.Run(CollectBatchInputs({(m_root / "in").string()}),
+                   [&nStop](const SBatchResult&, size_t done, size_t)
+                   { nStop = done == 3 ? SIGINT : nStop.load(); });
+    ASSERT_EQ(lstResults.size(), 8u);
+    for (size_t i = 0; i < lstResults.size(); ++i)
+    {
+        EXPECT_EQ(lstResults[i].m_bStarted, i < 3) << i;
+        EXPECT_EQ(lstResults[i].m_bDone, i < 3) << i;
+        EXPECT_EQ(fs::exists(m_root / "out" / lstResults[i].m_input.m_result), i < 3) << i;
+    }
+}
+
 TEST_F(BatchRunner, ImageTheProcessRefusesFailsWithItsType)
 {
     cv::Mat wide(8, 8, CV_16UC1, cv::Scalar(1000));
@@ -230,6 +255,46 @@ TEST_F(BatchRunner, SummaryHasOneLinePerInputWithLabelsSecondsAndErrors)
     EXPECT_EQ(lstLines[2].rfind("\"" + (m_root / "in" / "b, broken.png").string() + "\",,,", 0), 0u)
         << lstLines[2];
     EXPECT_NE(lstLines[2].find("broken.png"), std::string::npos);
+}
+
+// A disk that fills up while the summary is written must leave the last good summary in place,
+// not a cut one; a file size limit stands in for the full disk.
+TEST_F(BatchRunner, SummaryThatCannotBeWrittenWholeLeavesTheOldOneAndSaysWhy)
+{
+    WriteImage("a.png", 3);
+    const fs::path summary = m_root / "out" / "summary.csv";
+    WriteBatchSummary(summary, Run(1));
+    std::stringstream old;
+    old << std::ifstream(summary).rdbuf();
+
+    std::vector<SBatchResult> lstMany(200);
+    for (size_t i = 0; i < lstMany.size(); ++i)
+    {
+        lstMany[i].m_input.m_path = m_root / "in" / ("image number " + std::to_string(i) + ".png");
+        lstMany[i].m_strError = "this image could not be read for a long and boring reason";
+    }
+    std::string strError;
+    ASSERT_TRUE(DocViewTest::WithFileSizeLimit(4096,
+                                               [&]
+                                               {
+                                                   try
+                                                   {
+                                                       WriteBatchSummary(summary, lstMany);
+                                                   }
+                                                   catch (const std::exception& error)
+                                                   {
+                                                       strError = error.what();
+                                                   }
+                                               }));
+    EXPECT_EQ(strError, "cannot write the summary " + summary.string() + ": File too large");
+    std::stringstream now;
+    now << std::ifstream(summary).rdbuf();
+    EXPECT_EQ(now.str(), old.str());
+    for (const fs::directory_entry& entry : fs::directory_iterator(m_root / "out"))
+    {
+        EXPECT_TRUE(entry.path().filename() == "summary.csv" || entry.path().extension() == ".tif")
+            << "left behind: " << entry.path();
+    }
 }
 
 } // namespace

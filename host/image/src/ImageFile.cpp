@@ -680,6 +680,13 @@ std::vector<cv::Mat> CodecPlanes(const CImage& image)
     return lstPlanes;
 }
 
+// Errors of the storage, as opposed to what a library may leave in errno on its way.
+bool IsStorageError(int error)
+{
+    return error == ENOSPC || error == EFBIG || error == EDQUOT || error == EIO || error == EROFS ||
+           error == EACCES || error == EPERM;
+}
+
 void Encode(const std::string& target, const std::string& path, EnFormat format,
             const std::vector<cv::Mat>& planes)
 {
@@ -690,6 +697,7 @@ void Encode(const std::string& target, const std::string& path, EnFormat format,
         lstParameters = {cv::IMWRITE_TIFF_COMPRESSION, COMPRESSION_LZW};
     }
     bool bWritten = false;
+    errno = 0;
     try
     {
         bWritten = planes.size() == 1 ? cv::imwrite(target, planes.front(), lstParameters)
@@ -699,6 +707,13 @@ void Encode(const std::string& target, const std::string& path, EnFormat format,
     {
         // Not OpenCV's assertion text: the failure below says the same in the user's words.
         bWritten = false;
+    }
+    // The codecs say only that they failed; the system's reason is still in errno when the disk
+    // refused the data, and is what the user can act on.
+    const int nError = errno;
+    if (!bWritten && IsStorageError(nError))
+    {
+        Fail(ZARN_LOCATION, path, SystemReason("cannot write", nError));
     }
     if (!bWritten)
     {

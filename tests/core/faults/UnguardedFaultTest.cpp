@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -35,37 +36,50 @@ protected:
         rlimit noCore{0, 0};
         setrlimit(RLIMIT_CORE, &noCore);
     }
+
+    // Runs `fnBody` in a child process and expects the child to end by `nSignal`; a child that
+    // gets through the body exits normally, which fails the check.
+    static void ExpectKilledBySignal(const std::function<void()>& fnBody, int nSignal)
+    {
+        EXPECT_EXIT(
+            {
+                fnBody();
+                std::exit(0);
+            },
+            ::testing::KilledBySignal(nSignal), "");
+    }
 };
 
 } // namespace
 
 TEST_F(UnguardedFault, FaultOutsideAnyGuardKillsTheProcessBySegv)
 {
-    EXPECT_EXIT(
+    ExpectKilledBySignal(
+        []
         {
             Zarn::SetSystemExceptionTranslator(ThrowingTranslator);
             FaultingFunctions::ReadThroughNullPointer();
-            std::exit(0);
         },
-        ::testing::KilledBySignal(SIGSEGV), "");
+        SIGSEGV);
 }
 
 TEST_F(UnguardedFault, GuardWithoutTranslatorDoesNotCatch)
 {
-    EXPECT_EXIT(
+    ExpectKilledBySignal(
+        []
         {
             Zarn::SetSystemExceptionTranslator(ThrowingTranslator);
             Zarn::SetSystemExceptionTranslator(nullptr);
             Zarn::RunWithSystemExceptionGuard([] { FaultingFunctions::DivideIntegerByZero(); });
-            std::exit(0);
         },
-        ::testing::KilledBySignal(SIGFPE), "");
+        SIGFPE);
 }
 
 TEST_F(UnguardedFault, GuardOnAnotherThreadDoesNotProtectThisOne)
 {
     // The main thread waits inside its guard while a thread without one divides by zero.
-    EXPECT_EXIT(
+    ExpectKilledBySignal(
+        []
         {
             Zarn::SetSystemExceptionTranslator(ThrowingTranslator);
             Zarn::RunWithSystemExceptionGuard(
@@ -74,15 +88,15 @@ TEST_F(UnguardedFault, GuardOnAnotherThreadDoesNotProtectThisOne)
                     std::thread worker([] { FaultingFunctions::DivideIntegerByZero(); });
                     worker.join();
                 });
-            std::exit(0);
         },
-        ::testing::KilledBySignal(SIGFPE), "");
+        SIGFPE);
 }
 
 TEST_F(UnguardedFault, TranslatorOnAnotherThreadDoesNotProtectThisOne)
 {
     // The worker has a translator and a guard; the main thread has neither.
-    EXPECT_EXIT(
+    ExpectKilledBySignal(
+        []
         {
             std::thread worker(
                 []
@@ -95,13 +109,13 @@ TEST_F(UnguardedFault, TranslatorOnAnotherThreadDoesNotProtectThisOne)
                     }
                     catch (const std::runtime_error&)
                     {
+                        // The worker's own fault, translated as it should be.
                     }
                 });
             worker.join();
             FaultingFunctions::ReadThroughNullPointer();
-            std::exit(0);
         },
-        ::testing::KilledBySignal(SIGSEGV), "");
+        SIGSEGV);
 }
 
 TEST_F(UnguardedFault, InterruptFromOutsideEndsTheProcessAsUsual)

@@ -85,6 +85,28 @@ protected:
 
     std::string Log() const { return m_logStream.str(); }
 
+    // Asks the loader for the plug-in of that name and checks which module made it; null
+    // (after a failure) when none did.
+    std::unique_ptr<CPluginBase> CreateFromModule(const char* szName, const char* szModuleTag)
+    {
+        std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin(szName));
+        if (pPlugin == nullptr)
+        {
+            ADD_FAILURE() << "no plug-in named " << szName;
+            return nullptr;
+        }
+        EXPECT_EQ(ModuleTagOf(*pPlugin), szModuleTag);
+        return pPlugin;
+    }
+
+    // The log line that names `text`, after checking that exactly one does; empty when not.
+    std::string OneLogLineWith(const std::string& text) const
+    {
+        const std::vector<std::string> lstLines = LinesWith(Log(), text);
+        EXPECT_EQ(lstLines.size(), 1u) << Log();
+        return lstLines.size() == 1 ? lstLines[0] : std::string();
+    }
+
     std::ostringstream m_logStream;
     CLogger m_logger;
     CPluginLoader m_loader;
@@ -210,9 +232,7 @@ TEST_F(PluginLoaderWithLog, RegistrationAnsweringNullFallsBackToModules)
 TEST_F(PluginLoaderWithLog, ModulesAreLoadedAndAskedInFileNameOrder)
 {
     m_loader.AddSearchDirectory(GOOD_MODULE_DIR);
-    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("SharedPlugin"));
-    ASSERT_NE(pPlugin, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_a");
+    const std::unique_ptr<CPluginBase> pPlugin = CreateFromModule("SharedPlugin", "echo_a");
 
     const std::vector<std::string> expected = {ModulePath(GOOD_MODULE_DIR, "echo_a.so"),
                                                ModulePath(GOOD_MODULE_DIR, "echo_b.so")};
@@ -230,21 +250,17 @@ TEST_F(PluginLoaderWithLog, NothingIsLoadedBeforeTheFirstLookup)
 TEST_F(PluginLoaderWithLog, BrokenModulesAreLoggedOnceAndGoodModuleInSameDirectoryWorks)
 {
     m_loader.AddSearchDirectory(MIXED_MODULE_DIR);
-    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("MixedEchoPlugin"));
-    ASSERT_NE(pPlugin, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_mixed");
+    const std::unique_ptr<CPluginBase> pPlugin = CreateFromModule("MixedEchoPlugin", "echo_mixed");
 
     const std::string log = Log();
     EXPECT_EQ(m_logger.LineCount(), 3u) << log;
 
-    const std::vector<std::string> broken = LinesWith(log, "broken_module.so");
-    ASSERT_EQ(broken.size(), 1u) << log;
-    EXPECT_NE(broken[0].find("undefined symbol"), std::string::npos) << broken[0];
-    EXPECT_NE(broken[0].find("DocviewTestFunctionNobodyDefines"), std::string::npos) << broken[0];
+    const std::string broken = OneLogLineWith("broken_module.so");
+    EXPECT_NE(broken.find("undefined symbol"), std::string::npos) << broken;
+    EXPECT_NE(broken.find("DocviewTestFunctionNobodyDefines"), std::string::npos) << broken;
 
-    const std::vector<std::string> noEntry = LinesWith(log, "no_entry_module.so");
-    ASSERT_EQ(noEntry.size(), 1u) << log;
-    EXPECT_NE(noEntry[0].find("CreatePluginInstanceEx"), std::string::npos) << noEntry[0];
+    const std::string noEntry = OneLogLineWith("no_entry_module.so");
+    EXPECT_NE(noEntry.find("CreatePluginInstanceEx"), std::string::npos) << noEntry;
 
     EXPECT_EQ(LinesWith(log, "notalibrary.so").size(), 1u) << log;
     // A directory whose name ends in ".so" is not a module.
@@ -284,18 +300,14 @@ TEST_F(PluginLoaderWithLog, DirectoryAddedLaterIsSearchedOnNextLookup)
     EXPECT_EQ(m_loader.LoadedModules().size(), 2u);
 
     m_loader.AddSearchDirectory(MIXED_MODULE_DIR);
-    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("MixedEchoPlugin"));
-    ASSERT_NE(pPlugin, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_mixed");
+    const std::unique_ptr<CPluginBase> pPlugin = CreateFromModule("MixedEchoPlugin", "echo_mixed");
 
     const std::vector<std::string> expected = {ModulePath(GOOD_MODULE_DIR, "echo_a.so"),
                                                ModulePath(GOOD_MODULE_DIR, "echo_b.so"),
                                                ModulePath(MIXED_MODULE_DIR, "echo_mixed.so")};
     EXPECT_EQ(m_loader.LoadedModules(), expected);
     // Earlier modules keep their place in the order.
-    std::unique_ptr<CPluginBase> pShared(m_loader.CreatePlugin("SharedPlugin"));
-    ASSERT_NE(pShared, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pShared), "echo_a");
+    const std::unique_ptr<CPluginBase> pShared = CreateFromModule("SharedPlugin", "echo_a");
 }
 
 TEST_F(PluginLoaderWithLog, SameDirectoryUnderAnotherNameLoadsModulesOnce)
@@ -526,16 +538,12 @@ TEST_F(PluginLoaderWithLog, ModuleFileCutShortIsReportedByPathAndOtherModulesSti
     m_loader.AddSearchDirectory(directory.Path());
     m_loader.AddSearchDirectory(GOOD_MODULE_DIR);
 
-    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("EchoPlugin"));
-    ASSERT_NE(pPlugin, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_a");
+    const std::unique_ptr<CPluginBase> pPlugin = CreateFromModule("EchoPlugin", "echo_a");
 
-    const std::string log = Log();
-    EXPECT_EQ(m_logger.LineCount(), 1u) << log;
-    const std::vector<std::string> cut = LinesWith(log, cutModule);
-    ASSERT_EQ(cut.size(), 1u) << log;
-    EXPECT_NE(cut[0].find("cannot be loaded: the file is cut short"), std::string::npos) << cut[0];
-    EXPECT_NE(cut[0].find("the file has 3000 bytes"), std::string::npos) << cut[0];
+    EXPECT_EQ(m_logger.LineCount(), 1u) << Log();
+    const std::string cut = OneLogLineWith(cutModule);
+    EXPECT_NE(cut.find("cannot be loaded: the file is cut short"), std::string::npos) << cut;
+    EXPECT_NE(cut.find("the file has 3000 bytes"), std::string::npos) << cut;
     const std::vector<std::string> expected = {ModulePath(GOOD_MODULE_DIR, "echo_a.so"),
                                                ModulePath(GOOD_MODULE_DIR, "echo_b.so")};
     EXPECT_EQ(m_loader.LoadedModules(), expected);
@@ -546,9 +554,8 @@ TEST_F(PluginLoaderWithLog, TextFileNamedLikeModuleIsReportedAsNotAnElfFile)
 {
     m_loader.AddSearchDirectory(MIXED_MODULE_DIR);
     delete m_loader.CreatePlugin("NoSuchPlugin");
-    const std::vector<std::string> text = LinesWith(Log(), "notalibrary.so");
-    ASSERT_EQ(text.size(), 1u) << Log();
-    EXPECT_NE(text[0].find("cannot be loaded: not an ELF file"), std::string::npos) << text[0];
+    const std::string text = OneLogLineWith("notalibrary.so");
+    EXPECT_NE(text.find("cannot be loaded: not an ELF file"), std::string::npos) << text;
 }
 
 // A module whose entry crashes used to end the program without naming the module.
@@ -557,19 +564,17 @@ TEST_F(PluginLoaderWithLog, ModuleWhoseEntryCrashesIsReportedOnceAndNotAskedAgai
     m_loader.AddSearchDirectory(CRASHING_MODULE_DIR);
     const std::string crashing = ModulePath(CRASHING_MODULE_DIR, "a_crashing_entry.so");
 
-    std::unique_ptr<CPluginBase> pPlugin(m_loader.CreatePlugin("AfterCrashEchoPlugin"));
-    ASSERT_NE(pPlugin, nullptr);
-    EXPECT_EQ(ModuleTagOf(*pPlugin), "echo_after_crash");
+    const std::unique_ptr<CPluginBase> pPlugin =
+        CreateFromModule("AfterCrashEchoPlugin", "echo_after_crash");
 
     const std::string firstLog = Log();
     EXPECT_EQ(m_logger.LineCount(), 1u) << firstLog;
-    const std::vector<std::string> crash = LinesWith(firstLog, crashing);
-    ASSERT_EQ(crash.size(), 1u) << firstLog;
-    EXPECT_NE(crash[0].find("crashed in CreatePluginInstanceEx when asked for "
-                            "'AfterCrashEchoPlugin'"),
+    const std::string crash = OneLogLineWith(crashing);
+    EXPECT_NE(crash.find("crashed in CreatePluginInstanceEx when asked for "
+                         "'AfterCrashEchoPlugin'"),
               std::string::npos)
-        << crash[0];
-    EXPECT_NE(crash[0].find("Segmentation fault, code 0xC0000005"), std::string::npos) << crash[0];
+        << crash;
+    EXPECT_NE(crash.find("Segmentation fault, code 0xC0000005"), std::string::npos) << crash;
 
     for (int i = 0; i < 3; ++i)
     {

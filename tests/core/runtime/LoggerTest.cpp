@@ -52,6 +52,17 @@ std::string ReadFile(const std::string& path)
     return text.str();
 }
 
+// Checks that `text` holds exactly the lines given, each after its time stamp.
+void ExpectLinesAfterTime(const std::string& text, const std::vector<std::string>& lstExpected)
+{
+    const std::vector<std::string> lstLines = Lines(text);
+    ASSERT_EQ(lstLines.size(), lstExpected.size());
+    for (size_t i = 0; i < lstLines.size(); ++i)
+    {
+        EXPECT_EQ(AfterTime(lstLines[i]), lstExpected[i]) << "line " << i;
+    }
+}
+
 } // namespace
 
 TEST(Logger, LineHasTimestampLevelNameAndTextWithNumbers)
@@ -78,13 +89,8 @@ TEST(Logger, NamedLevelsAndOtherNumbersAreWrittenAsLevelN)
     logger.SetLevel(CLogger::levelError) << "d\n";
     logger.SetLevel(7) << "e\n";
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 5u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "progress a");
-    EXPECT_EQ(AfterTime(lstLines[1]), "level 2 b");
-    EXPECT_EQ(AfterTime(lstLines[2]), "warning c");
-    EXPECT_EQ(AfterTime(lstLines[3]), "error d");
-    EXPECT_EQ(AfterTime(lstLines[4]), "level 7 e");
+    ExpectLinesAfterTime(console.str(),
+                         {"progress a", "level 2 b", "warning c", "error d", "level 7 e"});
 }
 
 TEST(Logger, LineWithoutSetLevelUsesTheLastLevel)
@@ -96,11 +102,7 @@ TEST(Logger, LineWithoutSetLevelUsesTheLastLevel)
     logger.SetLevel(CLogger::levelWarning) << "second" << std::endl;
     logger << "third" << std::endl;
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 3u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "progress first");
-    EXPECT_EQ(AfterTime(lstLines[1]), "warning second");
-    EXPECT_EQ(AfterTime(lstLines[2]), "warning third");
+    ExpectLinesAfterTime(console.str(), {"progress first", "warning second", "warning third"});
     EXPECT_EQ(logger.Level(), CLogger::levelWarning);
 }
 
@@ -113,10 +115,7 @@ TEST(Logger, ThresholdDropsLowerLinesAndDoesNotCountThem)
     logger.SetLevel(CLogger::levelWarning) << "kept warning\n";
     logger.SetLevel(CLogger::levelError) << "kept error\n";
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 2u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "warning kept warning");
-    EXPECT_EQ(AfterTime(lstLines[1]), "error kept error");
+    ExpectLinesAfterTime(console.str(), {"warning kept warning", "error kept error"});
     EXPECT_EQ(logger.LineCount(), 2u);
 }
 
@@ -185,10 +184,7 @@ TEST(Logger, NewlineInsideTextSplitsLinesAndUnfinishedTextWaits)
     ASSERT_EQ(Lines(console.str()).size(), 1u);
     logger << " more" << std::endl;
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 2u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "warning one");
-    EXPECT_EQ(AfterTime(lstLines[1]), "warning two more");
+    ExpectLinesAfterTime(console.str(), {"warning one", "warning two more"});
 }
 
 TEST(Logger, EndLineWritesAnUnfinishedLineButNoEmptyOne)
@@ -200,9 +196,7 @@ TEST(Logger, EndLineWritesAnUnfinishedLineButNoEmptyOne)
     logger.SetLevel(CLogger::levelError) << "partial";
     logger.EndLine();
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 1u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "error partial");
+    ExpectLinesAfterTime(console.str(), {"error partial"});
 }
 
 TEST(Logger, NotypeKeepsTheLineOpenAndFixesItsLevel)
@@ -215,10 +209,7 @@ TEST(Logger, NotypeKeepsTheLineOpenAndFixesItsLevel)
     logger.SetLevel(CLogger::levelWarning) << " tail" << std::endl;
     logger << "next" << std::endl;
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 2u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "error head tail");
-    EXPECT_EQ(AfterTime(lstLines[1]), "warning next");
+    ExpectLinesAfterTime(console.str(), {"error head tail", "warning next"});
 }
 
 TEST(Logger, StringAndCStringPiecesAreAppended)
@@ -227,9 +218,7 @@ TEST(Logger, StringAndCStringPiecesAreAppended)
     CLogger logger(&console);
     logger << std::string("std ") << CString("framework") << static_cast<const char*>(nullptr)
            << "\n";
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 1u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "progress std framework");
+    ExpectLinesAfterTime(console.str(), {"progress std framework"});
 }
 
 TEST(Logger, FileReceivesTheSameLinesAsTheConsole)
@@ -262,9 +251,7 @@ TEST(Logger, ConsoleThresholdKeepsLowerLinesOffTheConsoleOnly)
     logger.SetLevel(CLogger::levelProgress) << "progress\n";
     logger.SetLevel(CLogger::levelError) << "error\n";
 
-    const std::vector<std::string> lstConsole = Lines(console.str());
-    ASSERT_EQ(lstConsole.size(), 1u);
-    EXPECT_EQ(AfterTime(lstConsole[0]), "error error");
+    ExpectLinesAfterTime(console.str(), {"error error"});
     const std::vector<std::string> lstFile = Lines(ReadFile(strPath));
     ASSERT_EQ(lstFile.size(), 2u);
     EXPECT_EQ(AfterTime(lstFile[0]), "progress progress");
@@ -281,9 +268,7 @@ TEST(Logger, FileOnlyLoggerWritesWithoutConsoleAndUnopenableFileFails)
     EXPECT_FALSE(logger.OpenFile("/nonexistent-dir/zarn/log.txt"));
     ASSERT_TRUE(logger.OpenFile(strPath));
     logger.SetLevel(CLogger::levelError) << "only in the file\n";
-    const std::vector<std::string> lstLines = Lines(ReadFile(strPath));
-    ASSERT_EQ(lstLines.size(), 1u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "error only in the file");
+    ExpectLinesAfterTime(ReadFile(strPath), {"error only in the file"});
     EXPECT_EQ(logger.LineCount(), 1u);
     std::remove(strPath.c_str());
 }
@@ -297,10 +282,7 @@ TEST(Logger, EachThreadBuildsItsOwnLine)
     other.join();
     logger << " main ends\n";
 
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 2u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "error other whole");
-    EXPECT_EQ(AfterTime(lstLines[1]), "warning main begins main ends");
+    ExpectLinesAfterTime(console.str(), {"error other whole", "warning main begins main ends"});
 }
 
 TEST(Logger, TwoLoggersInOneThreadKeepSeparateLines)
@@ -379,7 +361,5 @@ TEST(Logger, UnfinishedLineOfTheDestroyingThreadIsWrittenAtDestruction)
         std::thread other([&logger] { logger << "lost with its thread"; });
         other.join();
     }
-    const std::vector<std::string> lstLines = Lines(console.str());
-    ASSERT_EQ(lstLines.size(), 1u);
-    EXPECT_EQ(AfterTime(lstLines[0]), "warning last words");
+    ExpectLinesAfterTime(console.str(), {"warning last words"});
 }

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -81,14 +82,50 @@ CMessage* NewMessage(int id, CValue* data = nullptr)
     return new CMessage(id, data, CMessage::priNormal);
 }
 
+// Receivers named "first", "second" and "third" that note their calls into one log; tests take
+// them apart with a structured binding.
+struct SThreeReceivers
+{
+    std::vector<std::string> m_lstCalls;
+    CRecordingReceiver m_first{"first", &m_lstCalls};
+    CRecordingReceiver m_second{"second", &m_lstCalls};
+    CRecordingReceiver m_third{"third", &m_lstCalls};
+};
+
+// Makes the receiver run `fnAction` when it gets the message with the id given, and only then.
+void OnMessage(CRecordingReceiver& receiver, long lId, std::function<void()> fnAction)
+{
+    receiver.m_fnAction = [lId, fnAction](const CValueMap& message)
+    {
+        if (message.EntryLong(CValue_Key("id")) == lId)
+        {
+            fnAction();
+        }
+    };
+}
+
+// Subscribes the receivers in the order given, queues messages without data with the ids given
+// and delivers them: the number delivered.
+size_t SubscribeAndDeliver(CMessageThread& thread, std::initializer_list<CPluginBase*> lstReceivers,
+                           std::initializer_list<int> lstIds)
+{
+    for (CPluginBase* pReceiver : lstReceivers)
+    {
+        thread.Subscribe(pReceiver);
+    }
+    for (int nId : lstIds)
+    {
+        thread.TakeMessage(NewMessage(nId), CMessage::mmQueued);
+    }
+    return thread.DeliverPending();
+}
+
 } // namespace
 
 TEST(MessageThread, DeliversIdAndDataMapToEverySubscriberInSubscriptionOrder)
 {
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver second("second", &lstCalls);
-    CRecordingReceiver third("third", &lstCalls);
+    SThreeReceivers receivers;
+    auto& [lstCalls, first, second, third] = receivers;
     CMessageThread thread;
     thread.Subscribe(&second);
     thread.Subscribe(&first);
@@ -356,14 +393,12 @@ TEST(MessageThread, WakeUpHookRunsOncePerEmptyToNonEmptyTransition)
 
     // Posted during a delivery: the queue is empty again once the batch was taken out.
     CRecordingReceiver receiver("receiver", nullptr);
-    receiver.m_fnAction = [&thread](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 4)
-        {
-            thread.TakeMessage(NewMessage(6), CMessage::mmQueued);
-            thread.TakeMessage(NewMessage(7), CMessage::mmQueued);
-        }
-    };
+    OnMessage(receiver, 4,
+              [&thread]
+              {
+                  thread.TakeMessage(NewMessage(6), CMessage::mmQueued);
+                  thread.TakeMessage(NewMessage(7), CMessage::mmQueued);
+              });
     thread.Subscribe(&receiver);
     EXPECT_EQ(thread.DeliverPending(), 2u);
     EXPECT_EQ(nWakeUps, 3);
@@ -375,46 +410,17 @@ TEST(MessageThread, WakeUpHookRunsOncePerEmptyToNonEmptyTransition)
 
 TEST(MessageThread, ReceiverUnsubscribedDuringDeliveryIsNotCalledAnyMore)
 {
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver second("second", &lstCalls);
-    CRecordingReceiver third("third", &lstCalls);
+    SThreeReceivers receivers;
+    auto& [lstCalls, first, second, third] = receivers;
     CMessageThread thread;
-    first.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Unsubscribe(&second);
-            thread.Unsubscribe(&first);
-        }
-    };
-    thread.Subscribe(&first);
-    thread.Subscribe(&second);
-    thread.Subscribe(&third);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
+    OnMessage(first, 1,
+              [&thread, &first, &second]
+              {
+                  thread.Unsubscribe(&second);
+                  thread.Unsubscribe(&first);
+              });
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first, &second, &third}, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "third:1", "third:2"}));
-}
-
-TEST(MessageThread, ReceiverSubscribedDuringDeliveryGetsOnlyLaterMessages)
-{
-    std::vector<std::string> lstCalls;
-    CRecordingReceiver first("first", &lstCalls);
-    CRecordingReceiver late("late", &lstCalls);
-    CMessageThread thread;
-    first.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Subscribe(&late);
-        }
-    };
-    thread.Subscribe(&first);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
-    EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "first:2", "late:2"}));
 }
 
 TEST(MessageThread, UnsubscribeAndResubscribeDuringDeliveryMovesTheReceiverToTheEnd)
@@ -423,21 +429,25 @@ TEST(MessageThread, UnsubscribeAndResubscribeDuringDeliveryMovesTheReceiverToThe
     CRecordingReceiver first("first", &lstCalls);
     CRecordingReceiver second("second", &lstCalls);
     CMessageThread thread;
-    second.m_fnAction = [&](const CValueMap& message)
-    {
-        if (message.EntryLong(CValue_Key("id")) == 1)
-        {
-            thread.Unsubscribe(&first);
-            thread.Subscribe(&first);
-        }
-    };
-    thread.Subscribe(&first);
-    thread.Subscribe(&second);
-    thread.Subscribe(&second);
-    thread.TakeMessage(NewMessage(1), CMessage::mmQueued);
-    thread.TakeMessage(NewMessage(2), CMessage::mmQueued);
-    EXPECT_EQ(thread.DeliverPending(), 2u);
+    OnMessage(second, 1,
+              [&thread, &first]
+              {
+                  thread.Unsubscribe(&first);
+                  thread.Subscribe(&first);
+              });
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first, &second, &second}, {1, 2}), 2u);
     EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "second:1", "second:2", "first:2"}));
+}
+
+TEST(MessageThread, ReceiverSubscribedDuringDeliveryGetsOnlyLaterMessages)
+{
+    std::vector<std::string> lstCalls;
+    CRecordingReceiver first("first", &lstCalls);
+    CRecordingReceiver late("late", &lstCalls);
+    CMessageThread thread;
+    OnMessage(first, 1, [&thread, &late] { thread.Subscribe(&late); });
+    EXPECT_EQ(SubscribeAndDeliver(thread, {&first}, {1, 2}), 2u);
+    EXPECT_EQ(lstCalls, (std::vector<std::string>{"first:1", "first:2", "late:2"}));
 }
 
 TEST(MessageThread, DeliveredDataIsDeletedAfterItsMessageAndQueuedMessagesAtDestruction)

@@ -68,6 +68,34 @@ void ExpectShowsOldFromOrigin(const CImage& resized, const CImage& old, const CS
     EXPECT_EQ(uNewNotZero, 0u) << "pixels outside the old image are not zero";
 }
 
+// Opens an access to the image and checks that it is as writable as asked; null when the image
+// gave none.
+std::unique_ptr<IImage::IAccess> OpenAccess(CImage& image, bool bWritable)
+{
+    std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(bWritable));
+    if (pAccess != nullptr)
+    {
+        EXPECT_EQ(pAccess->IsWritable(), bWritable);
+    }
+    return pAccess;
+}
+
+// Checks the size and pixel type of an image or of an access to one.
+template <class TImage>
+void ExpectSizeAndType(const TImage& image, const CSize& size, const IImage::CType& type)
+{
+    EXPECT_EQ(image.Size(), size);
+    EXPECT_EQ(image.Type(), type);
+}
+
+// Resizes the image to `size` from `origin`: a copy of the image as it was before.
+CImage ResizeKeepingOld(CImage& image, const CSize& size, const CSize& origin)
+{
+    CImage old(image);
+    image.Resize(size, origin);
+    return old;
+}
+
 class ImageOfEveryType : public ::testing::TestWithParam<TypeCase>
 {
 protected:
@@ -79,6 +107,15 @@ protected:
     {
         return ElementCase(std::get<0>(GetParam())).m_uSize * std::get<1>(GetParam());
     }
+    // An image of the test's type filled with pattern `nSeed`, with one text entry in its
+    // header.
+    CImage PatternImage(const CSize& size, int nSeed, const char* szKey, const char* szText) const
+    {
+        CImage image(size, Type());
+        FillPattern(image, nSeed);
+        image.Attributes().SetEntry(szKey, new CValueString(szText));
+        return image;
+    }
 };
 
 } // namespace
@@ -86,8 +123,7 @@ protected:
 TEST_P(ImageOfEveryType, ConstructionGivesSizeTypeAlignedRowsAndZeroPixels)
 {
     const CImage image(kSize, Type());
-    EXPECT_EQ(image.Size(), kSize);
-    EXPECT_EQ(image.Type(), Type());
+    ExpectSizeAndType(image, kSize, Type());
     EXPECT_EQ(image.Type().PixelSize(), ExpectedPixelSize());
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), kSize.X() * ExpectedPixelSize());
@@ -105,11 +141,9 @@ TEST_P(ImageOfEveryType, WritableAccessWritesPatternThatReadOnlyAccessReadsBack)
 {
     CImage image(kPlanes, Type());
     {
-        std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(true));
+        const std::unique_ptr<IImage::IAccess> pAccess = OpenAccess(image, true);
         ASSERT_NE(pAccess, nullptr);
-        EXPECT_TRUE(pAccess->IsWritable());
-        EXPECT_EQ(pAccess->Size(), kPlanes);
-        EXPECT_EQ(pAccess->Type(), Type());
+        ExpectSizeAndType(*pAccess, kPlanes, Type());
         EXPECT_EQ(pAccess->RowStride(), image.RowStride());
         EXPECT_EQ(pAccess->PlaneStride(), image.PlaneStride());
         EXPECT_EQ(pAccess->WritableData(), image.Data());
@@ -156,9 +190,8 @@ TEST_P(ImageOfEveryType, WritableAccessWritesPatternThatReadOnlyAccessReadsBack)
 TEST_P(ImageOfEveryType, ReadOnlyAccessRefusesWritableDataAndWritableRow)
 {
     CImage image(kSize, Type());
-    std::unique_ptr<IImage::IAccess> pAccess(image.CreateAccess(false));
+    const std::unique_ptr<IImage::IAccess> pAccess = OpenAccess(image, false);
     ASSERT_NE(pAccess, nullptr);
-    EXPECT_FALSE(pAccess->IsWritable());
     EXPECT_THROW(pAccess->WritableData(), CExBadParam);
     EXPECT_THROW(pAccess->WritableRow(1), CExBadParam);
     EXPECT_EQ(pAccess->Row(2), image.Data() + 2 * image.RowStride());
@@ -166,9 +199,7 @@ TEST_P(ImageOfEveryType, ReadOnlyAccessRefusesWritableDataAndWritableRow)
 
 TEST_P(ImageOfEveryType, CopyConstructorCopiesDeeply)
 {
-    CImage original(kSize, Type());
-    FillPattern(original, 1);
-    original.Attributes().SetEntry("note", new CValueString("original"));
+    CImage original = PatternImage(kSize, 1, "note", "original");
 
     CImage copy(original);
     EXPECT_TRUE(copy.Equal(original));
@@ -184,15 +215,12 @@ TEST_P(ImageOfEveryType, CopyConstructorCopiesDeeply)
 
 TEST_P(ImageOfEveryType, AssignmentCopiesDeeplyOverOtherSizeAndType)
 {
-    CImage original(kSize, Type());
-    FillPattern(original, 1);
-    original.Attributes().SetEntry("note", new CValueString("original"));
+    CImage original = PatternImage(kSize, 1, "note", "original");
 
     CImage target(CSize(3, 2, 2), IImage::CType(IImage::etFloat64, 4));
     target.Attributes().SetEntry("stale", new CValueLong(1));
     target = original;
-    EXPECT_EQ(target.Size(), kSize);
-    EXPECT_EQ(target.Type(), Type());
+    ExpectSizeAndType(target, kSize, Type());
     EXPECT_TRUE(target.Equal(original));
     EXPECT_FALSE(target.Attributes().HasEntry("stale"));
     EXPECT_NE(target.Data(), original.Data());
@@ -205,16 +233,13 @@ TEST_P(ImageOfEveryType, AssignmentCopiesDeeplyOverOtherSizeAndType)
 
 TEST_P(ImageOfEveryType, CloneHasEqualPixelsAndHeaderInOwnMemory)
 {
-    CImage original(kPlanes, Type());
-    FillPattern(original, 5);
-    original.Attributes().SetEntry("source file", new CValueString("a.tif"));
+    CImage original = PatternImage(kPlanes, 5, "source file", "a.tif");
 
     std::unique_ptr<CImage> pClone(CImageExtraction::Clone(original));
     ASSERT_NE(pClone, nullptr);
     EXPECT_TRUE(pClone->Equal(original));
     EXPECT_TRUE(pClone->EqualPixels(original));
-    EXPECT_EQ(pClone->Size(), kPlanes);
-    EXPECT_EQ(pClone->Type(), Type());
+    ExpectSizeAndType(*pClone, kPlanes, Type());
     EXPECT_NE(pClone->Data(), original.Data());
     EXPECT_TRUE(IsAligned64(pClone->Data()));
 
@@ -226,15 +251,12 @@ TEST_P(ImageOfEveryType, CloneHasEqualPixelsAndHeaderInOwnMemory)
 
 TEST_P(ImageOfEveryType, CopyMakesTargetOfOtherSizeAndTypeEqualToSource)
 {
-    CImage source(kSize, Type());
-    FillPattern(source, 7);
-    source.Attributes().SetEntry("history", new CValueString("made"));
+    CImage source = PatternImage(kSize, 7, "history", "made");
 
     CImage target(CSize(2, 3, 4), IImage::CType(IImage::etInt8, 1));
     target.Attributes().SetEntry("stale", new CValueLong(1));
     CImageExtraction::Copy(target, source);
-    EXPECT_EQ(target.Size(), kSize);
-    EXPECT_EQ(target.Type(), Type());
+    ExpectSizeAndType(target, kSize, Type());
     EXPECT_EQ(target.RowStride() % 64, 0u);
     EXPECT_TRUE(IsAligned64(target.Data()));
     EXPECT_EQ(PatternMismatches(target, 7), 0u);
@@ -275,15 +297,11 @@ TEST_P(ImageOfEveryType, CopyIntoLargerTargetKeepsTargetMemory)
 
 TEST_P(ImageOfEveryType, ResizeGrowingKeepsOverlapShiftedByOriginAndZeroesNewPixels)
 {
-    CImage image(CSize(9, 7, 1), Type());
-    FillPattern(image, 12);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
-    const CImage old(image);
+    CImage image = PatternImage(CSize(9, 7, 1), 12, "note", "kept");
 
     const CSize origin(2, 3, 0);
-    image.Resize(CSize(12, 10, 1), origin);
-    EXPECT_EQ(image.Size(), CSize(12, 10, 1));
-    EXPECT_EQ(image.Type(), Type());
+    const CImage old = ResizeKeepingOld(image, CSize(12, 10, 1), origin);
+    ExpectSizeAndType(image, CSize(12, 10, 1), Type());
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), 12 * ExpectedPixelSize());
     EXPECT_TRUE(IsAligned64(image.Data()));
@@ -293,15 +311,11 @@ TEST_P(ImageOfEveryType, ResizeGrowingKeepsOverlapShiftedByOriginAndZeroesNewPix
 
 TEST_P(ImageOfEveryType, ResizeShrinkingKeepsPixelsFromOrigin)
 {
-    CImage image(CSize(9, 7, 1), Type());
-    FillPattern(image, 13);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
-    const CImage old(image);
+    CImage image = PatternImage(CSize(9, 7, 1), 13, "note", "kept");
 
     const CSize origin(3, 2, 0);
-    image.Resize(CSize(5, 4, 1), origin);
-    EXPECT_EQ(image.Size(), CSize(5, 4, 1));
-    EXPECT_EQ(image.Type(), Type());
+    const CImage old = ResizeKeepingOld(image, CSize(5, 4, 1), origin);
+    ExpectSizeAndType(image, CSize(5, 4, 1), Type());
     ExpectShowsOldFromOrigin(image, old, origin);
     EXPECT_STREQ(image.Attributes().EntryString("note").c_str(), "kept");
 }
@@ -311,10 +325,9 @@ TEST_P(ImageOfEveryType, ResizeWithOriginInBothDirectionsAcrossPlanes)
     // Wider but lower, and fewer planes from plane 1 on.
     CImage image(kPlanes, Type());
     FillPattern(image, 14);
-    const CImage old(image);
 
     const CSize origin(4, 1, 1);
-    image.Resize(CSize(20, 3, 2), origin);
+    const CImage old = ResizeKeepingOld(image, CSize(20, 3, 2), origin);
     EXPECT_EQ(image.Size(), CSize(20, 3, 2));
     EXPECT_EQ(image.PlaneStride(), image.RowStride() * 3);
     ExpectShowsOldFromOrigin(image, old, origin);
@@ -322,14 +335,11 @@ TEST_P(ImageOfEveryType, ResizeWithOriginInBothDirectionsAcrossPlanes)
 
 TEST_P(ImageOfEveryType, ResetGivesZeroPixelsOfNewSizeAndTypeAndKeepsHeader)
 {
-    CImage image(kSize, Type());
-    FillPattern(image, 15);
-    image.Attributes().SetEntry("note", new CValueString("kept"));
+    CImage image = PatternImage(kSize, 15, "note", "kept");
 
     const IImage::CType other(IImage::etUInt16, 3);
     image.Reset(kPlanes, other);
-    EXPECT_EQ(image.Size(), kPlanes);
-    EXPECT_EQ(image.Type(), other);
+    ExpectSizeAndType(image, kPlanes, other);
     EXPECT_EQ(image.RowStride() % 64, 0u);
     EXPECT_GE(image.RowStride(), kPlanes.X() * other.PixelSize());
     EXPECT_EQ(NonZeroPixels(image), 0u);

@@ -1,7 +1,9 @@
 #pragma once
 
 // Helpers shared by the image core tests: the table of element types, typed dispatch, and a
-// pixel pattern that is never zero, so that "kept" and "zeroed" pixels can be told apart.
+// pixel pattern that is never zero, so that "kept" and "zeroed" pixels can be told apart. They
+// own nothing, run on the test's thread, send no messages, and throw only std::logic_error for an
+// element type outside the table.
 
 #include <Zarn/Image/Image.h>
 
@@ -13,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <tuple>
+#include <utility>
 
 namespace ZarnTest
 {
@@ -61,36 +64,27 @@ inline std::array<IImage::EnElementType, 8> AllElementTypes()
     return lstTypes;
 }
 
+// The C++ type that stores one channel of each element type, in the order of kElementCases.
+using ElementTypes = std::tuple<std::uint8_t, std::int8_t, std::uint16_t, std::int16_t,
+                                std::uint32_t, std::int32_t, float, double>;
+static_assert(std::tuple_size_v<ElementTypes> == kElementCases.size());
+
+template <class TFunc, size_t... I>
+void DispatchElementAt(size_t uIndex, TFunc&& func, std::index_sequence<I...>)
+{
+    static_assert(
+        ((sizeof(std::tuple_element_t<I, ElementTypes>) == kElementCases[I].m_uSize) && ...),
+        "ElementTypes and kElementCases disagree");
+    // Only the matching index calls func; || stops there.
+    static_cast<void>(
+        ((uIndex == I && (func(std::tuple_element_t<I, ElementTypes>{}), true)) || ...));
+}
+
 // Calls func with a value of the C++ type that stores one channel of the element type.
 template <class TFunc> void DispatchElement(IImage::EnElementType type, TFunc&& func)
 {
-    switch (type)
-    {
-    case IImage::etUInt8:
-        func(std::uint8_t{});
-        break;
-    case IImage::etInt8:
-        func(std::int8_t{});
-        break;
-    case IImage::etUInt16:
-        func(std::uint16_t{});
-        break;
-    case IImage::etInt16:
-        func(std::int16_t{});
-        break;
-    case IImage::etUInt32:
-        func(std::uint32_t{});
-        break;
-    case IImage::etInt32:
-        func(std::int32_t{});
-        break;
-    case IImage::etFloat32:
-        func(float{});
-        break;
-    case IImage::etFloat64:
-        func(double{});
-        break;
-    }
+    const auto uIndex = static_cast<size_t>(&ElementCase(type) - kElementCases.data());
+    DispatchElementAt(uIndex, func, std::make_index_sequence<kElementCases.size()>{});
 }
 
 // 1..97: fits every element type, including int8, and is never zero.

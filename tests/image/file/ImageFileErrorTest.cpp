@@ -1,4 +1,7 @@
+#include "FileSizeLimit.h"
 #include "ImageFileTestTools.h"
+
+#include <Zarn/Image/ImageOpenCV.h>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -14,6 +17,28 @@ namespace
 bool StartsWith(const std::string& text, const std::string& start)
 {
     return text.compare(0, start.size(), start) == 0;
+}
+
+// Checks that reading `strPath` fails with an error text that starts with `strStart`.
+void ExpectReadErrorStartsWith(const std::string& strPath, const std::string& strStart)
+{
+    const std::string strError = ReadError(strPath);
+    EXPECT_TRUE(StartsWith(strError, strStart)) << strError;
+}
+
+// The error text of writing a small image to `strPath`.
+std::string WriteError(const std::string& strPath)
+{
+    return BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); });
+}
+
+// Appends `uCount` bytes of the sequence to `strBytes`.
+void AppendNoise(CXorShift& random, size_t uCount, std::string& strBytes)
+{
+    for (size_t i = 0; i < uCount; ++i)
+    {
+        strBytes += static_cast<char>(random.Next() & 0xff);
+    }
 }
 
 // A complete file of the format, written by OpenCV, with varied pixels.
@@ -41,8 +66,7 @@ TEST_P(ImageFileTruncated, CutFileCannotBeDecoded)
         SCOPED_TRACE(uKept);
         const std::string strPath = folder.File("cut." + GetParam());
         WriteBytes(strPath, lstBytes.data(), uKept);
-        const std::string strError = ReadError(strPath);
-        EXPECT_TRUE(StartsWith(strError, strPath + ": cannot decode")) << strError;
+        ExpectReadErrorStartsWith(strPath, strPath + ": cannot decode");
     }
 }
 
@@ -80,17 +104,13 @@ TEST(ImageFileDamaged, RandomBytesAreNotAnImage)
 {
     CTempFolder folder;
     CXorShift random(99);
-    std::vector<char> lstBytes(4096);
-    for (char& c : lstBytes)
-    {
-        c = static_cast<char>(random.Next() & 0xff);
-    }
+    std::string strBytes;
+    AppendNoise(random, 4096, strBytes);
     for (const char* szName : {"noise.png", "noise.tif", "noise.jpg", "noise.bmp"})
     {
         const std::string strPath = folder.File(szName);
-        WriteBytes(strPath, lstBytes.data(), lstBytes.size());
-        const std::string strError = ReadError(strPath);
-        EXPECT_TRUE(StartsWith(strError, strPath + ": cannot decode: not a ")) << strError;
+        WriteBytes(strPath, strBytes.data(), strBytes.size());
+        ExpectReadErrorStartsWith(strPath, strPath + ": cannot decode: not a ");
     }
 }
 
@@ -107,14 +127,10 @@ TEST(ImageFileDamaged, SignatureFollowedByNoise)
     for (const auto& [szName, strSignature] : aCases)
     {
         std::string strBytes = strSignature;
-        for (int i = 0; i < 2000; ++i)
-        {
-            strBytes += static_cast<char>(random.Next() & 0xff);
-        }
+        AppendNoise(random, 2000, strBytes);
         const std::string strPath = folder.File(szName);
         WriteBytes(strPath, strBytes.data(), strBytes.size());
-        const std::string strError = ReadError(strPath);
-        EXPECT_TRUE(StartsWith(strError, strPath + ": cannot decode")) << strError;
+        ExpectReadErrorStartsWith(strPath, strPath + ": cannot decode");
     }
 }
 
@@ -127,45 +143,61 @@ TEST(ImageFileDamaged, PngContentUnderATiffName)
     EXPECT_EQ(ReadError(strPath), strPath + ": cannot decode: not a TIFF file");
 }
 
-TEST(ImageFileOpen, MissingFile)
+// The tests of opening and writing files each get a private folder.
+class ImageFileInFolder : public testing::Test
 {
-    CTempFolder folder;
-    const std::string strPath = folder.File("missing.png");
+protected:
+    // Makes a folder of that name in the test's folder: its path.
+    std::string NewFolder(const char* szName) const
+    {
+        const std::string strPath = m_folder.File(szName);
+        std::filesystem::create_directory(strPath);
+        return strPath;
+    }
+
+    CTempFolder m_folder;
+};
+
+class ImageFileOpen : public ImageFileInFolder
+{
+};
+
+class ImageFileWriteErrors : public ImageFileInFolder
+{
+};
+
+TEST_F(ImageFileOpen, MissingFile)
+{
+    const std::string strPath = m_folder.File("missing.png");
     EXPECT_EQ(ReadError(strPath), strPath + ": cannot open: No such file or directory");
 }
 
-TEST(ImageFileOpen, FolderInsteadOfFile)
+TEST_F(ImageFileOpen, FolderInsteadOfFile)
 {
-    CTempFolder folder;
-    const std::string strPath = folder.File("folder.png");
-    std::filesystem::create_directory(strPath);
+    const std::string strPath = NewFolder("folder.png");
     EXPECT_EQ(ReadError(strPath), strPath + ": cannot open: Is a directory");
 }
 
-TEST(ImageFileOpen, NoReadPermission)
+TEST_F(ImageFileOpen, NoReadPermission)
 {
     if (::geteuid() == 0)
     {
         GTEST_SKIP() << "running as root, which reads files whatever their permissions say";
     }
-    CTempFolder folder;
-    const std::string strPath = folder.File("secret.png");
+    const std::string strPath = m_folder.File("secret.png");
     CImageFile::Write(strPath, CImage(CSize(4, 4), IImage::CType()));
     std::filesystem::permissions(strPath, std::filesystem::perms::none);
     EXPECT_EQ(ReadError(strPath), strPath + ": cannot open: Permission denied");
 }
 
-TEST(ImageFileOpen, UnknownExtension)
+TEST_F(ImageFileOpen, UnknownExtension)
 {
-    CTempFolder folder;
-    const std::string strPath = folder.File("picture.gif");
+    const std::string strPath = m_folder.File("picture.gif");
     WriteBytes(strPath, "GIF89a", 6);
     const std::string strExpected =
         strPath + ": unsupported file type (known: .png, .tif, .tiff, .jpg, .jpeg, .bmp)";
     EXPECT_EQ(ReadError(strPath), strExpected);
-    EXPECT_EQ(
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); }),
-        strExpected);
+    EXPECT_EQ(WriteError(strPath), strExpected);
 }
 
 TEST(ImageFileSideFileErrors, BrokenSideFileNamesItsLineAndColumn)
@@ -176,8 +208,7 @@ TEST(ImageFileSideFileErrors, BrokenSideFileNamesItsLineAndColumn)
     const std::string strSide = strPath + ".json";
     const std::string strText = "{\n    \"history\": [\"blur\",\n}\n";
     WriteBytes(strSide, strText.data(), strText.size());
-    const std::string strError = ReadError(strPath);
-    EXPECT_TRUE(StartsWith(strError, strSide + ":3:1")) << strError;
+    ExpectReadErrorStartsWith(strPath, strSide + ":3:1");
 }
 
 TEST(ImageFileSideFileErrors, SideFileThatIsNoObject)
@@ -203,65 +234,67 @@ TEST(ImageFileSideFileErrors, BrokenJsonInATiffDescription)
     ASSERT_NE(it, lstBytes.end());
     *it = '?';
     WriteBytes(strPath, lstBytes.data(), lstBytes.size());
-    const std::string strError = ReadError(strPath);
-    EXPECT_TRUE(StartsWith(strError, strPath + ": image description:2:")) << strError;
+    ExpectReadErrorStartsWith(strPath, strPath + ": image description:2:");
 }
 
-TEST(ImageFileWriteErrors, MissingFolder)
+TEST_F(ImageFileWriteErrors, MissingFolder)
 {
-    CTempFolder folder;
-    const std::string strPath = folder.File("not-there/a.png");
-    EXPECT_EQ(
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); }),
-        strPath + ": cannot write: No such file or directory");
+    const std::string strPath = m_folder.File("not-there/a.png");
+    EXPECT_EQ(WriteError(strPath), strPath + ": cannot write: No such file or directory");
 }
 
-TEST(ImageFileWriteErrors, FileInPlaceOfAFolder)
+TEST_F(ImageFileWriteErrors, FileInPlaceOfAFolder)
 {
-    CTempFolder folder;
-    WriteBytes(folder.File("plain"), "x", 1);
-    const std::string strPath = folder.File("plain/a.tif");
-    EXPECT_EQ(
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); }),
-        strPath + ": cannot write: Not a directory");
+    WriteBytes(m_folder.File("plain"), "x", 1);
+    const std::string strPath = m_folder.File("plain/a.tif");
+    EXPECT_EQ(WriteError(strPath), strPath + ": cannot write: Not a directory");
 }
 
-TEST(ImageFileWriteErrors, FolderInPlaceOfTheFile)
+TEST_F(ImageFileWriteErrors, FolderInPlaceOfTheFile)
 {
-    CTempFolder folder;
-    const std::string strPath = folder.File("taken.png");
-    std::filesystem::create_directory(strPath);
-    EXPECT_EQ(
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); }),
-        strPath + ": cannot write: Is a directory");
-    EXPECT_EQ(folder.Entries(), std::vector<std::string>{"taken.png"});
+    const std::string strPath = NewFolder("taken.png");
+    EXPECT_EQ(WriteError(strPath), strPath + ": cannot write: Is a directory");
+    EXPECT_EQ(m_folder.Entries(), std::vector<std::string>{"taken.png"});
 }
 
-TEST(ImageFileWriteErrors, ReadOnlyFolder)
+TEST_F(ImageFileWriteErrors, ReadOnlyFolder)
 {
     if (::geteuid() == 0)
     {
         GTEST_SKIP() << "running as root, which writes into folders whatever their permissions say";
     }
-    CTempFolder folder;
-    const std::filesystem::path locked = folder.Path() / "locked";
-    std::filesystem::create_directory(locked);
+    const std::filesystem::path locked = NewFolder("locked");
     std::filesystem::permissions(locked, std::filesystem::perms::owner_read |
                                              std::filesystem::perms::owner_exec);
     const std::string strPath = (locked / "a.png").string();
-    EXPECT_EQ(
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); }),
-        strPath + ": cannot write: Permission denied");
+    EXPECT_EQ(WriteError(strPath), strPath + ": cannot write: Permission denied");
 }
 
 // /proc refuses new files for every user, root included.
-TEST(ImageFileWriteErrors, PlaceNobodyMayWrite)
+TEST_F(ImageFileWriteErrors, PlaceNobodyMayWrite)
 {
     const std::string strPath = "/proc/docview-image-file-test.png";
-    const std::string strError =
-        BadParamText([&] { CImageFile::Write(strPath, CImage(CSize(2, 2), IImage::CType())); });
+    const std::string strError = WriteError(strPath);
     EXPECT_TRUE(StartsWith(strError, strPath + ": cannot write: ")) << strError;
     EXPECT_FALSE(std::filesystem::exists(strPath));
+}
+
+// A file size limit stands in for a full disk: the codecs only fail, the reason is the system's.
+TEST_F(ImageFileWriteErrors, DiskThatRefusesTheDataGivesTheSystemsReason)
+{
+    cv::Mat pixels(200, 200, CV_8UC1);
+    cv::randu(pixels, cv::Scalar(0), cv::Scalar(256));
+    CImage image(CSize(200, 200), IImage::CType());
+    pixels.copyTo(PlaneView(image, 0));
+    for (const char* szName : {"a.tif", "a.png"})
+    {
+        const std::string strPath = m_folder.File(szName);
+        std::string strError;
+        ASSERT_TRUE(DocViewTest::WithFileSizeLimit(
+            2048, [&] { strError = BadParamText([&] { CImageFile::Write(strPath, image); }); }));
+        EXPECT_EQ(strError, strPath + ": cannot write: File too large");
+        EXPECT_EQ(m_folder.Entries(), std::vector<std::string>{}) << "left behind";
+    }
 }
 
 } // namespace

@@ -106,6 +106,22 @@ void CompareLossy(const CImage& expected, const CImage& actual, double& dMax, do
             static_cast<double>(expected.Size().PixelCount() * expected.Type().Channels());
 }
 
+// Writes a small grey image that carries the test header to `strPath`: the image as written.
+CImage WriteGreyImageWithHeader(const std::string& strPath)
+{
+    CImage image(CSize(8, 6), IImage::CType(IImage::etUInt8, 1));
+    AddTestHeader(image);
+    CImageFile::Write(strPath, image);
+    return image;
+}
+
+// Writes OpenCV's BGR(A) pixels to `strPath`, as another program would, and reads the file back.
+std::unique_ptr<CImage> WriteWithOpenCVAndRead(const std::string& strPath, const cv::Mat& pixels)
+{
+    EXPECT_TRUE(cv::imwrite(strPath, pixels)) << strPath;
+    return std::unique_ptr<CImage>(CImageFile::Read(strPath));
+}
+
 class ImageFileCombination : public testing::TestWithParam<SCombination>
 {
 };
@@ -318,9 +334,7 @@ TEST(ImageFileSideFile, EmptyHeaderRemovesTheSideFileOfAnEarlierSave)
 {
     CTempFolder folder;
     const std::string strPath = folder.File("a.png");
-    CImage image(CSize(8, 6), IImage::CType(IImage::etUInt8, 1));
-    AddTestHeader(image);
-    CImageFile::Write(strPath, image);
+    CImage image = WriteGreyImageWithHeader(strPath);
     ASSERT_TRUE(fs::exists(strPath + ".json"));
 
     image.Attributes().Clear();
@@ -349,9 +363,7 @@ TEST(ImageFileSideFile, MissingSideFileGivesAnEmptyHeader)
 {
     CTempFolder folder;
     const std::string strPath = folder.File("a.png");
-    CImage image(CSize(8, 6), IImage::CType(IImage::etUInt8, 1));
-    AddTestHeader(image);
-    CImageFile::Write(strPath, image);
+    WriteGreyImageWithHeader(strPath);
     fs::remove(strPath + ".json");
     const std::unique_ptr<CImage> pRead(CImageFile::Read(strPath));
     EXPECT_EQ(pRead->Attributes().Size(), 1u);
@@ -403,9 +415,8 @@ TEST(ImageFileColourOrder, RgbInMemoryIsTheFileColourForOtherReaders)
 TEST(ImageFileColourOrder, FilesOfOtherWritersReadAsRgb)
 {
     CTempFolder folder;
-    cv::Mat bgr(2, 3, CV_8UC3, cv::Scalar(10, 100, 200));
-    ASSERT_TRUE(cv::imwrite(folder.File("o.png"), bgr));
-    const std::unique_ptr<CImage> pRead(CImageFile::Read(folder.File("o.png")));
+    const std::unique_ptr<CImage> pRead = WriteWithOpenCVAndRead(
+        folder.File("o.png"), cv::Mat(2, 3, CV_8UC3, cv::Scalar(10, 100, 200)));
     ASSERT_EQ(pRead->Type(), IImage::CType(IImage::etUInt8, 3));
     EXPECT_EQ(pRead->Data()[0], 200);
     EXPECT_EQ(pRead->Data()[1], 100);
@@ -416,18 +427,16 @@ TEST(ImageFileColourOrder, FilesOfOtherWritersReadAsRgb)
 TEST(ImageFileColourOrder, SixteenBitColourPngsOfOtherWritersReadAsRgbAtFullDepth)
 {
     CTempFolder folder;
-    cv::Mat bgr(2, 3, CV_16UC3, cv::Scalar(1000, 30000, 60000));
-    ASSERT_TRUE(cv::imwrite(folder.File("o16.png"), bgr));
-    const std::unique_ptr<CImage> pRgb(CImageFile::Read(folder.File("o16.png")));
+    const std::unique_ptr<CImage> pRgb = WriteWithOpenCVAndRead(
+        folder.File("o16.png"), cv::Mat(2, 3, CV_16UC3, cv::Scalar(1000, 30000, 60000)));
     ASSERT_EQ(pRgb->Type(), IImage::CType(IImage::etUInt16, 3));
     const auto* pPixel = reinterpret_cast<const std::uint16_t*>(pRgb->Data());
     EXPECT_EQ(pPixel[0], 60000);
     EXPECT_EQ(pPixel[1], 30000);
     EXPECT_EQ(pPixel[2], 1000);
 
-    cv::Mat bgra(2, 3, CV_16UC4, cv::Scalar(1000, 30000, 60000, 500));
-    ASSERT_TRUE(cv::imwrite(folder.File("o16a.png"), bgra));
-    const std::unique_ptr<CImage> pRgba(CImageFile::Read(folder.File("o16a.png")));
+    const std::unique_ptr<CImage> pRgba = WriteWithOpenCVAndRead(
+        folder.File("o16a.png"), cv::Mat(2, 3, CV_16UC4, cv::Scalar(1000, 30000, 60000, 500)));
     ASSERT_EQ(pRgba->Type(), IImage::CType(IImage::etUInt16, 4));
     pPixel = reinterpret_cast<const std::uint16_t*>(pRgba->Data());
     EXPECT_EQ(pPixel[0], 60000);

@@ -27,6 +27,7 @@ namespace
 const std::set<std::string> kOtherCapitalTexts = {
     "DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR",
     "UNKNWON", "UNKNOWN",         "FAILED",          "HOME",           "TMPDIR",
+    "SIGINT",  "SIGTERM",
 };
 
 std::string ReadFile(const std::filesystem::path& path)
@@ -223,6 +224,23 @@ TEST(MessageTable, DispatchRunsTheMatchingHandlerWithItsUnwrappedData)
     EXPECT_TRUE(table.Dispatch(&ids, Message(ids, "SHUTDOWN", nullptr)));
     EXPECT_FALSE(table.Dispatch(&ids, Message(ids, "NEW_VIEW", nullptr)));
     EXPECT_EQ(lstSeen, (std::vector<std::string>{"doc", "blur", "map", "shutdown"}));
+}
+
+TEST(MessageTable, DispatchWithDataIgnoresMessagesWithoutIdOrData)
+{
+    Zarn::CMessageIdFactory ids;
+    int nRuns = 0;
+    DocView::CMessageTable table;
+    table.On("SHUTDOWN", [&] { ++nRuns; });
+
+    Zarn::CValueMap withoutId;
+    withoutId.SetEntry(Zarn::CValue_Key("data"), new Zarn::CValueString("x"));
+    EXPECT_FALSE(table.DispatchWithData(&ids, Message(ids, "SHUTDOWN", nullptr)));
+    EXPECT_FALSE(table.DispatchWithData(&ids, withoutId));
+    EXPECT_EQ(nRuns, 0);
+    EXPECT_TRUE(table.DispatchWithData(
+        &ids, Message(ids, "SHUTDOWN", new Zarn::CValueString("with data"))));
+    EXPECT_EQ(nRuns, 1);
 }
 
 TEST(MessageTable, DataOfTheWrongKindThrowsTheHostsTypeErrors)
